@@ -1,0 +1,60 @@
+# The common tasks in one word each. CMakePresets.json and the scripts do the work.
+
+PREFIX ?= /usr/local
+DESTDIR ?=
+BUILD_TYPE ?=
+SYSCONFDIR ?= $(if $(filter /usr,$(PREFIX)),/etc,etc)
+
+CONFIGURE = cmake --preset default $(if $(BUILD_TYPE),-DCMAKE_BUILD_TYPE=$(BUILD_TYPE))
+
+.DEFAULT_GOAL := help
+.PHONY: help setup build demo test bench asan coverage tidy format format-check install clean distclean
+
+help:  ## show this list
+	@echo "make <target>; demo and test need nothing but Debian 12 or 13, the network and root"
+	@awk -F ':.*## ' '/^[a-z-]+:.*## / { printf "  %-13s %s\n", $$1, $$2 }' Makefile
+
+setup:  ## install what a build needs
+	@scripts/setup build
+
+build: setup  ## build everything into build/
+	@$(CONFIGURE)
+	@cmake --build --preset default
+
+demo:  ## set up, build and show the relay at work
+	@scripts/setup demo
+	@$(CONFIGURE)
+	@cmake --build --preset default
+	@scripts/demo
+
+test:  ## set up, build, run all tests and checks
+	@scripts/test
+
+bench: build  ## run the benchmarks
+	@scripts/bench
+
+asan:  ## build and test with address and undefined-behaviour sanitizers
+	@scripts/test asan
+
+tidy:  ## run clang-tidy over our sources
+	@scripts/test tidy
+
+format-check:  ## report sources that clang-format would change
+	@scripts/test format
+
+format:  ## let clang-format change the sources
+	@scripts/check-format --fix
+
+coverage:  ## build and test with coverage counters, then print the lines covered
+	@scripts/test coverage
+
+install: setup  ## build and install below PREFIX (/usr/local), staged below DESTDIR
+	@$(CONFIGURE) -DCMAKE_INSTALL_PREFIX="$(PREFIX)" -DCMAKE_INSTALL_SYSCONFDIR="$(SYSCONFDIR)"
+	@cmake --build --preset default
+	@DESTDIR="$(DESTDIR)" cmake --install build
+
+clean:  ## remove what was built
+	@rm -rf build build-*
+
+distclean: clean  ## remove the libraries that set-up built as well
+	@rm -rf .deps

@@ -1,0 +1,153 @@
+#include "render.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "nettypes/ipv4_addr.h"
+
+namespace relayctl {
+namespace {
+
+namespace control = dhcp_manager::control;
+using nlohmann::ordered_json;
+
+constexpr std::array kPolicyNames{"drop", "keep", "replace"};
+
+std::string AddressText(std::uint32_t host_order) {
+  return nettypes::IPv4Addr(in_addr{htonl(host_order)}).to_string();
+}
+
+std::string IdentifierText(std::uint32_t identifier) {
+  std::array<char, 16> text{};
+  std::snprintf(text.data(), text.size(), "0x%08x", identifier);
+  return text.data();
+}
+
+std::string PolicyText(std::uint32_t policy) {
+  return policy < kPolicyNames.size() ? kPolicyNames[policy] : std::to_string(policy);
+}
+
+void AddOptions(const control::Options& options, ordered_json& object) {
+  object["check"] = options.has_check() ? ordered_json(options.check()) : nullptr;
+  object["trusted"] = options.has_trusted() ? ordered_json(options.trusted()) : nullptr;
+  object["option"] = options.has_option() ? ordered_json(options.option()) : nullptr;
+  object["policy"] = options.has_policy() ? ordered_json(PolicyText(options.policy())) : nullptr;
+}
+
+ordered_json InterfaceAsJson(const control::Interface& interface) {
+  return {{"name", interface.name()},
+          {"vlan", interface.has_vlan() ? ordered_json(interface.vlan()) : nullptr},
+          {"address",
+           interface.has_address() ? ordered_json(AddressText(interface.address())) : nullptr}};
+}
+
+ordered_json IfOptionAsJson(const control::IfOption& if_option) {
+  ordered_json object = {{"name", if_option.name()}};
+  AddOptions(if_option.options(), object);
+  return object;
+}
+
+ordered_json InstanceAsJson(const control::Instance& instance) {
+  ordered_json object = {{"name", instance.name()}, {"servers", ordered_json::array()}};
+  for (const std::uint32_t server : instance.servers()) {
+    object["servers"].push_back(AddressText(server));
+  }
+  AddOptions(instance.options(), object);
+  object["vrf"] = instance.has_vrf() ? ordered_json(IdentifierText(instance.vrf())) : nullptr;
+  object["interfaces"] = ordered_json::array();
+  for (const auto& interface : instance.interfaces()) {
+    object["interfaces"].push_back(InterfaceAsJson(interface));
+  }
+  object["if_options"] = ordered_json::array();
+  for (const auto& if_option : instance.if_options()) {
+    object["if_options"].push_back(IfOptionAsJson(if_option));
+  }
+  return object;
+}
+
+const char* Switch(bool is_set, bool value) {
+  if (!is_set) return "-";
+  return value ? "on" : "off";
+}
+
+std::string OptionsText(const control::Options& options) {
+  std::string text = "check ";
+  text.append(Switch(options.has_check(), options.check()));
+  text.append(", trusted ").append(Switch(options.has_trusted(), options.trusted()));
+  text.append(", option ").append(Switch(options.has_option(), options.option()));
+  text.append(", policy ").append(options.has_policy() ? PolicyText(options.policy()) : "-");
+  return text;
+}
+
+std::string InterfaceText(const control::Interface& interface) {
+  std::string text = "VLAN ";
+  text.append(interface.has_vlan() ? std::to_string(interface.vlan()) : "-");
+  text.append(", address ");
+  text.append(interface.has_address() ? AddressText(interface.address()) : "-");
+  return text;
+}
+
+void AddLine(const std::string& label, const std::string& name, const std::string& what,
+             std::string& text) {
+  text.append("  ").append(label).append(" ").append(name).append(": ").append(what).append("\n");
+}
+
+std::string InstanceText(const control::Instance& instance) {
+  std::string text = "relay " + instance.name() + "\n";
+  std::string servers;
+  for (const std::uint32_t server : instance.servers()) {
+    servers.append(servers.empty() ? "" : ", ").append(AddressText(server));
+  }
+  text.append("  servers: ").append(servers.empty() ? "-" : servers).append("\n");
+  text.append("  VRF: ").append(instance.has_vrf() ? IdentifierText(instance.vrf()) : "-");
+  text.append("\n  settings: ").append(OptionsText(instance.options())).append("\n");
+  for (const auto& interface : instance.interfaces()) {
+    AddLine("interface", interface.name(), InterfaceText(interface), text);
+  }
+  for (const auto& if_option : instance.if_options()) {
+    AddLine("override", if_option.name(), OptionsText(if_option.options()), text);
+  }
+  return text;
+}
+
+std::string Dump(const ordered_json& document) {
+  return document.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+}
+
+}  // namespace
+
+std::string TableAsJson(const std::vector<control::Instance>& table) {
+  ordered_json instances = ordered_json::array();
+  for (const control::Instance& instance : table) instances.push_back(InstanceAsJson(instance));
+  return Dump({{"instances", std::move(instances)}});
+}
+
+std::string TableAsText(const std::vector<control::Instance>& table) {
+  if (table.empty()) return "no relay instances\n";
+  std::string text;
+  for (const control::Instance& instance : table) text.append(InstanceText(instance));
+  return text;
+}
+
+std::string StatusAsJson(const control::Status& status) {
+  return Dump({{"connected", status.connected()},
+               {"in_sync", status.in_sync()},
+               {"calls", status.calls()},
+               {"dumps", status.dumps()}});
+}
+
+std::string StatusAsText(const control::Status& status) {
+  std::string text = "daemon: ";
+  text.append(status.connected() ? "connected" : "not connected");
+  text.append(status.in_sync() ? ", in sync" : ", not in sync");
+  text.append("; ").append(std::to_string(status.calls())).append(" calls and ");
+  text.append(std::to_string(status.dumps())).append(" dumps so far\n");
+  return text;
+}
+
+}  // namespace relayctl

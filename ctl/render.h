@@ -1,0 +1,24 @@
+// How the command prints what the DHCP manager told it.
+
+#ifndef CTL_RENDER_H_
+#define CTL_RENDER_H_
+
+#include <string>
+#include <vector>
+
+#include "control.pb.h"
+
+namespace relayctl {
+
+// One line of JSON, without the newline: {"instances":[...]}; null for what was never set.
+std::string TableAsJson(const std::vector<dhcp_manager::control::Instance>& table);
+
+// For people.
+std::string TableAsText(const std::vector<dhcp_manager::control::Instance>& table);
+
+std::string StatusAsJson(const dhcp_manager::control::Status& status);
+std::string StatusAsText(const dhcp_manager::control::Status& status);
+
+}  // namespace relayctl
+
+#endif  // CTL_RENDER_H_

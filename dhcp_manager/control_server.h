@@ -1,0 +1,54 @@
+// The operator's end of the manager: answers requests for the table and the status.
+
+#ifndef DHCP_MANAGER_CONTROL_SERVER_H_
+#define DHCP_MANAGER_CONTROL_SERVER_H_
+
+#include <deque>
+#include <filesystem>
+#include <list>
+#include <memory>
+#include <string>
+
+#include "control.pb.h"
+#include "listener.h"
+#include "resync.h"
+#include "vxmw/event.h"
+#include "wire.h"
+
+namespace dhcp_manager {
+
+inline constexpr char kControlSocketName[] = "ctl.sock";
+
+class ControlServer {
+ public:
+  // Listens on ctl.sock in `directory`, for any user: it only tells. `resync` must outlive the
+  // server.
+  ControlServer(vxmw_t* mw, const std::filesystem::path& directory, const Resync& resync);
+
+ private:
+  struct Client {
+    dhcp_relay::wire::Descriptor socket;
+    std::unique_ptr<vxmw::IoSource> events;
+    std::deque<std::string> replies;  // packets that wait for room in the socket
+  };
+  using ClientIterator = std::list<Client>::iterator;
+
+  void Accept(dhcp_relay::wire::Descriptor socket);
+  void OnEvents(ClientIterator client, std::uint32_t events);
+  // These say whether the client is to be kept.
+  bool Receive(Client& client);
+  bool Answer(Client& client, const control::Request& request);
+  bool Flush(Client& client);
+
+  std::string Status() const;
+
+  vxmw_t* const mw_;
+  const Resync& resync_;
+  dhcp_relay::wire::PacketReader reader_;
+  std::list<Client> clients_;
+  Listener listener_;
+};
+
+}  // namespace dhcp_manager
+
+#endif  // DHCP_MANAGER_CONTROL_SERVER_H_

@@ -1,0 +1,138 @@
+#include "daemon_server.h"
+
+#include <sys/epoll.h>
+#include <unistd.h>
+
+#include <utility>
+
+#include "log.h"
+
+namespace dhcp_manager {
+namespace {
+
+namespace wire = dhcp_relay::wire;
+
+// Packets taken in one turn of the loop, so that the manager's other work gets its turn, too.
+constexpr int kPacketsPerTurn = 256;
+
+constexpr mode_t kSocketMode = 0600;
+
+bool IsTrusted(int fd) {
+  const auto user = wire::PeerUser(fd);
+  return user && (*user == 0 || *user == geteuid());
+}
+
+}  // namespace
+
+DaemonServer::DaemonServer(vxmw_t* mw, const std::filesystem::path& directory, Resync& resync,
+                           Journal& journal)
+    : mw_(mw),
+      resync_(resync),
+      journal_(journal),
+      listener_(mw, directory / wire::kSocketName, kSocketMode,
+                [this](wire::Descriptor client) { Accept(std::move(client)); }) {}
+
+DaemonServer::~DaemonServer() {
+  const auto dump = resync_.outstanding();
+  if (!client_ || !dump) return;
+  wire::ManagerMessage cancel;
+  cancel.mutable_dump_cancel()->set_id(*dump);
+  Send(cancel);
+}
+
+void DaemonServer::Accept(wire::Descriptor client) {
+  if (!IsTrusted(client.get())) {
+    LogError("refused a daemon: it runs as another user");
+    return;
+  }
+  if (client_) {
+    LogError("refused a second daemon: one is connected");
+    return;
+  }
+  client_ = std::move(client);
+  greeted_ = false;
+  events_ = std::make_unique<vxmw::IoSource>(mw_, client_.get(), EPOLLIN,
+                                             [this](std::uint32_t /*events*/) { OnReadable(); });
+}
+
+void DaemonServer::Close(const std::string& reason) {
+  LogError("the connection of the daemon is closed: " + reason);
+  events_.reset();
+  client_ = wire::Descriptor();
+  resync_.Disconnected();
+}
+
+void DaemonServer::OnReadable() {
+  try {
+    ReceiveSome();
+  } catch (const wire::WireError& error) {
+    Close(error.what());
+  }
+  journal_.Flush();
+}
+
+void DaemonServer::ReceiveSome() {
+  for (int i = 0; i < kPacketsPerTurn; ++i) {
+    switch (reader_.Receive(client_.get())) {
+      case wire::PacketReader::Result::kNothing:
+        return;
+      case wire::PacketReader::Result::kClosed:
+        throw wire::WireError("the daemon is gone");
+      case wire::PacketReader::Result::kPacket:
+        break;
+    }
+    reader_.Parse(message_);
+    Handle(message_);
+  }
+}
+
+void DaemonServer::Handle(const wire::ClientMessage& message) {
+  if (greeted_ == message.has_hello()) throw wire::WireError("a greeting is missing or repeated");
+  switch (message.body_case()) {
+    case wire::ClientMessage::kHello:
+      Greet(message.hello());
+      break;
+    case wire::ClientMessage::kCalls:
+      Apply(message.calls());
+      break;
+    case wire::ClientMessage::kDumpBegin:
+      if (!resync_.BeginDump(message.dump_begin().id())) {
+        throw wire::WireError("a dump was begun that was not asked for");
+      }
+      break;
+    case wire::ClientMessage::kDumpComplete:
+      if (!resync_.CompleteDump(message.dump_complete().id())) {
+        throw wire::WireError("a dump was completed that was not begun");
+      }
+      break;
+    case wire::ClientMessage::BODY_NOT_SET:
+      throw wire::WireError("the daemon sent a message that is not known here");
+  }
+}
+
+void DaemonServer::Greet(const wire::Hello& hello) {
+  if (hello.version() != wire::kVersion) {
+    throw wire::WireError("the daemon speaks version " + std::to_string(hello.version()) +
+                          " of the protocol, not " + std::to_string(wire::kVersion));
+  }
+  greeted_ = true;
+  wire::ManagerMessage request;
+  request.mutable_dump_request()->set_id(resync_.Connected());
+  Send(request);
+}
+
+void DaemonServer::Apply(const wire::Calls& calls) {
+  for (const wire::Call& call : calls.calls()) {
+    if (const auto fault = wire::Fault(call)) throw wire::WireError(*fault);
+    journal_.Add(call);
+    resync_.Apply(call);
+  }
+}
+
+void DaemonServer::Send(const wire::ManagerMessage& message) {
+  // The manager says so little that its socket never fills; a client that is gone is noticed when
+  // reading.
+  wire::SendPacket(client_.get(), message.SerializeAsString());
+}
+
+}  // namespace dhcp_manager

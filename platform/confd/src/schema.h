@@ -1,0 +1,61 @@
+// Look-up in the schema, and what follows from it for reading data.
+
+#ifndef CONFD_SRC_SCHEMA_H_
+#define CONFD_SRC_SCHEMA_H_
+
+#include <cstddef>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+struct ly_ctx;
+struct lyd_value;
+struct lysc_node;
+
+namespace confd {
+
+// The data nodes below `parent` in schema order, those of choices in place of the choice.
+std::vector<const lysc_node*> SchemaChildren(const lysc_node* parent);
+
+// True for a node that is there in the data, explicitly or not, whenever its parent is: a container
+// without presence, a leaf or leaf-list with a default. Not for one that depends on a condition or
+// a choice: only the data knows whether these hold.
+bool IsImplicit(const lysc_node* node);
+
+// The default of a leaf; null when it has none.
+const lyd_value* DefaultOf(const lysc_node* leaf);
+
+// Number of keys of a list.
+std::size_t KeyCount(const lysc_node* list);
+
+// Finds schema nodes by name, at the price of a hash look-up from the second time on.
+class SchemaIndex {
+ public:
+  // `context` must outlive this object.
+  explicit SchemaIndex(const ly_ctx* context) : context_(context) {}
+
+  // The child of `parent` (null: a top-level node) of this name, in the module of name or prefix
+  // `prefix`; an empty `prefix` stands for any module. Null when there is none.
+  const lysc_node* FindChild(const lysc_node* parent, std::string_view prefix,
+                             std::string_view name);
+
+ private:
+  struct Name {
+    const lysc_node* parent;
+    std::string_view prefix;
+    std::string_view name;
+    bool operator==(const Name&) const = default;
+  };
+  struct NameHash {
+    std::size_t operator()(const Name& name) const;
+  };
+
+  const lysc_node* Search(const lysc_node* parent, std::string_view prefix, std::string_view name);
+
+  const ly_ctx* context_;
+  std::unordered_map<Name, const lysc_node*, NameHash> found_;  // the texts are the schema's own
+};
+
+}  // namespace confd
+
+#endif  // CONFD_SRC_SCHEMA_H_

@@ -1,0 +1,54 @@
+#include <libyang/libyang.h>
+
+#include <cstddef>
+#include <utility>
+
+#include "store.h"
+
+namespace confd {
+namespace {
+
+constexpr std::size_t kFewSiblings = 8;  // nodes that are faster walked than hashed
+
+}  // namespace
+
+Store::Store(std::shared_ptr<const ly_ctx> context, std::shared_ptr<const lyd_node> tree)
+    : context_(std::move(context)), tree_(std::move(tree)), schema_(context_.get()) {}
+
+const lyd_node* Store::FindFirst(const lyd_node* sibling, const lysc_node* schema) {
+  const lyd_node* node = sibling;
+  for (std::size_t i = 0; node != nullptr && i < kFewSiblings; ++i, node = node->next) {
+    if (node->schema == schema) return node;
+  }
+  if (node == nullptr) return nullptr;
+  if (lyd_parent(sibling) == nullptr) return FindTop(schema);
+  lyd_node* match = nullptr;
+  lyd_find_sibling_val(sibling, schema, nullptr, 0, &match);
+  return match;
+}
+
+// Top-level siblings are the only ones for which the tree has no hash table.
+const lyd_node* Store::FindTop(const lysc_node* schema) {
+  if (top_nodes_.empty()) {
+    const lysc_node* last = nullptr;
+    for (const lyd_node* node = tree_.get(); node != nullptr; node = node->next) {
+      if (node->schema != last) top_nodes_.try_emplace(node->schema, node);
+      last = node->schema;
+    }
+  }
+  const auto found = top_nodes_.find(schema);
+  return found != top_nodes_.end() ? found->second : nullptr;
+}
+
+const ObjectLayout& Store::LayoutOf(const lysc_node* object) {
+  const auto known = layouts_.find(object);
+  if (known != layouts_.end()) return known->second;
+  return layouts_.emplace(object, MakeObjectLayout(object)).first->second;
+}
+
+Snapshot::Snapshot(std::shared_ptr<const ly_ctx> context, std::shared_ptr<const lyd_node> tree)
+    : impl_(new Impl{Store(std::move(context), std::move(tree))}) {}
+
+Snapshot::~Snapshot() = default;
+
+}  // namespace confd

@@ -1,0 +1,242 @@
+#include "value.h"
+
+#include <arpa/inet.h>
+#include <libyang/libyang.h>
+#include <libyang/plugins_types.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "confd/session.h"
+#include "error.h"
+
+namespace confd {
+namespace {
+
+constexpr confd_value_t kNothing = {C_NOEXISTS, {}};
+
+// The standard address types and all that derive from them share the standard types' plugins. The
+// compiled schema keeps no other trace of the typedefs a type came through than the outermost name,
+// which tells apart the types that are plain strings to libyang.
+bool IsIpv4(const lysc_type& type) {
+  const std::string_view plugin = type.plugin->id != nullptr ? type.plugin->id : "";
+  if (plugin.find("- ipv4-address,") != std::string_view::npos) return true;
+  if (plugin.find("- ipv4-address-no-zone,") != std::string_view::npos) return true;
+  const std::string_view name = type.name != nullptr ? type.name : "";
+  return name == "ipv4-address" || name == "ipv4-address-no-zone" || name == "server-address";
+}
+
+bool IsIpv4AndPlen(const lysc_type& type) {
+  return type.name != nullptr && std::string_view(type.name) == "ipv4-address-and-prefix-length";
+}
+
+ValueKind KindOfString(const lysc_type& type) {
+  if (IsIpv4AndPlen(type)) return ValueKind::kIpv4AndPlen;
+  if (IsIpv4(type)) return ValueKind::kIpv4;
+  return ValueKind::kString;
+}
+
+ValueKind KindOfType(const lysc_type& type) {
+  switch (type.basetype) {
+    case LY_TYPE_STRING:
+      return KindOfString(type);
+    case LY_TYPE_INT32:
+      return ValueKind::kInt32;
+    case LY_TYPE_UINT32:
+      return ValueKind::kUint32;
+    case LY_TYPE_BOOL:
+      return ValueKind::kBool;
+    case LY_TYPE_ENUM:
+      return ValueKind::kEnum;
+    default:
+      return ValueKind::kUnsupported;
+  }
+}
+
+const lysc_type& RealType(const lysc_node* leaf) {
+  const lysc_type* type = leaf->nodetype == LYS_LEAF
+                              ? reinterpret_cast<const lysc_node_leaf*>(leaf)->type
+                              : reinterpret_cast<const lysc_node_leaflist*>(leaf)->type;
+  while (type->basetype == LY_TYPE_LEAFREF) {
+    type = reinterpret_cast<const lysc_type_leafref*>(type)->realtype;
+  }
+  return *type;
+}
+
+confd_value_t MakeString(std::string_view text) {
+  auto* copy = static_cast<unsigned char*>(std::malloc(text.size() + 1));
+  if (copy == nullptr) throw std::bad_alloc();
+  std::memcpy(copy, text.data(), text.size());
+  copy[text.size()] = '\0';
+  confd_value_t value = {C_BUF, {}};
+  value.val.buf = {static_cast<unsigned int>(text.size()), copy};
+  return value;
+}
+
+bool MakeIpv4(const char* text, confd_value_t* value) {
+  in_addr address = {};
+  if (inet_pton(AF_INET, text, &address) != 1) return false;
+  value->type = C_IPV4;
+  value->val.ip = address;
+  return true;
+}
+
+template <typename Integer>
+std::optional<Integer> ParseInteger(std::string_view text) {
+  Integer number = 0;
+  const auto parsed = std::from_chars(text.begin(), text.end(), number);
+  if (parsed.ec != std::errc() || parsed.ptr != text.end()) return std::nullopt;
+  return number;
+}
+
+bool MakeIpv4AndPlen(std::string_view text, confd_value_t* value) {
+  const std::size_t slash = text.find('/');
+  std::array<char, INET_ADDRSTRLEN> dotted = {};
+  if (slash == std::string_view::npos || slash >= dotted.size()) return false;
+  std::copy_n(text.begin(), slash, dotted.begin());
+  confd_ipv4_prefix prefix = {};
+  const auto length = ParseInteger<std::uint8_t>(text.substr(slash + 1));
+  if (!length || *length > 32 || inet_pton(AF_INET, dotted.data(), &prefix.ip) != 1) return false;
+  prefix.len = *length;
+  value->type = C_IPV4_AND_PLEN;
+  value->val.ipv4prefix = prefix;
+  return true;
+}
+
+template <typename Integer>
+bool MakeNumber(std::optional<Integer> number, confd_vtype type, Integer& member,
+                confd_value_t* value) {
+  if (!number) return false;
+  value->type = type;
+  member = *number;
+  return true;
+}
+
+bool MakeBool(std::string_view text, confd_value_t* value) {
+  if (text != "true" && text != "false") return false;
+  value->type = C_BOOL;
+  value->val.boolean = text == "true" ? 1 : 0;
+  return true;
+}
+
+bool MakeEnum(const lysc_type& type, std::string_view text, confd_value_t* value) {
+  const lysc_type_bitenum_item* enums = reinterpret_cast<const lysc_type_enum&>(type).enums;
+  LY_ARRAY_COUNT_TYPE i = 0;
+  LY_ARRAY_FOR(enums, i) {
+    if (text != enums[i].name) continue;
+    value->type = C_ENUM_VALUE;
+    value->val.enumvalue = enums[i].value;
+    return true;
+  }
+  return false;
+}
+
+bool MakeFromText(const lysc_type& type, ValueKind kind, const char* text, confd_value_t* value) {
+  switch (kind) {
+    case ValueKind::kString:
+      *value = MakeString(text);
+      return true;
+    case ValueKind::kInt32:
+      return MakeNumber(ParseInteger<std::int32_t>(text), C_INT32, value->val.i32, value);
+    case ValueKind::kUint32:
+      return MakeNumber(ParseInteger<std::uint32_t>(text), C_UINT32, value->val.u32, value);
+    case ValueKind::kBool:
+      return MakeBool(text, value);
+    case ValueKind::kEnum:
+      return MakeEnum(type, text, value);
+    case ValueKind::kIpv4:
+      return MakeIpv4(text, value);
+    case ValueKind::kIpv4AndPlen:
+      return MakeIpv4AndPlen(text, value);
+    case ValueKind::kUnsupported:
+      break;
+  }
+  return false;
+}
+
+std::string PathOf(const lysc_node* node) {
+  std::array<char, 512> path = {};
+  const char* text = lysc_path(node, LYSC_PATH_LOG, path.data(), path.size());
+  return text != nullptr ? text : node->name;
+}
+
+}  // namespace
+
+ValueKind KindOf(const lysc_node* leaf) { return KindOfType(RealType(leaf)); }
+
+bool ToConfdValue(const ly_ctx* context, const lyd_value& from, ValueKind kind,
+                  confd_value_t* value) {
+  switch (kind) {
+    case ValueKind::kInt32:
+      *value = {C_INT32, {}};
+      value->val.i32 = from.int32;
+      return true;
+    case ValueKind::kUint32:
+      *value = {C_UINT32, {}};
+      value->val.u32 = from.uint32;
+      return true;
+    case ValueKind::kBool:
+      *value = {C_BOOL, {}};
+      value->val.boolean = from.boolean;
+      return true;
+    case ValueKind::kEnum:
+      *value = {C_ENUM_VALUE, {}};
+      value->val.enumvalue = from.enum_item->value;
+      return true;
+    default:
+      return MakeFromText(*from.realtype, kind, lyd_value_get_canonical(context, &from), value);
+  }
+}
+
+bool ValueFromCanonical(const lysc_node* leaf, const char* text, confd_value_t* value) {
+  if ((leaf->nodetype & (LYS_LEAF | LYS_LEAFLIST)) == 0) {
+    Fail(CONFD_ERR_BADTYPE, PathOf(leaf), "not a leaf");
+    return false;
+  }
+  const ValueKind kind = KindOf(leaf);
+  if (kind == ValueKind::kUnsupported) {
+    Fail(CONFD_ERR_BADTYPE, PathOf(leaf), "the leaf's type has no value here");
+    return false;
+  }
+  if (text == nullptr || !MakeFromText(RealType(leaf), kind, text, value)) {
+    Fail(CONFD_ERR_BADTYPE, PathOf(leaf),
+         std::string("not a value of the leaf: ") + (text != nullptr ? text : "(null)"));
+    return false;
+  }
+  return true;
+}
+
+ValueBatch::ValueBatch(std::vector<confd_value_t>& storage, std::size_t size) : values_(storage) {
+  values_.assign(size, kNothing);
+}
+
+ValueBatch::~ValueBatch() {
+  for (confd_value_t& value : values_) confd_free_value(&value);
+  values_.clear();
+}
+
+void ValueBatch::MoveTo(confd_value_t* out) {
+  std::copy(values_.begin(), values_.end(), out);
+  values_.clear();
+}
+
+}  // namespace confd
+
+void confd_free_value(confd_value_t* value) {
+  if (value == nullptr) return;
+  if (value->type == C_BUF) std::free(value->val.buf.ptr);
+  if (value->type == C_LIST) {
+    for (unsigned int i = 0; i < value->val.list.size; ++i) {
+      confd_free_value(&value->val.list.ptr[i]);
+    }
+    std::free(value->val.list.ptr);
+  }
+  *value = confd::kNothing;
+}

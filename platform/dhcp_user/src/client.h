@@ -1,0 +1,71 @@
+// The client's connection to the DHCP manager: connecting, dumps, and handing over calls.
+
+#ifndef DHCP_USER_CLIENT_H_
+#define DHCP_USER_CLIENT_H_
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "dhcp_user/dhcp_user.h"
+#include "sender.h"
+#include "vxmw/event.h"
+#include "wire.h"
+
+namespace dhcp_relay {
+
+// Bytes of calls that may wait for a slow manager. A dump of every VLAN's instance takes a few
+// percent of it.
+inline constexpr std::size_t kQueueBound = 64 * 1024 * 1024;
+
+class Client {
+ public:
+  // Connects to relay.sock in `directory`, from the loop; never calls back from here.
+  Client(vxmw_t* mw, DhcpUser::CallbackIf* callbacks, std::filesystem::path directory,
+         std::size_t queue_bound = kQueueBound);
+
+  // Dropped while there is no connection. A call that the protocol cannot carry is refused with a
+  // log line.
+  void Send(const wire::Call& call);
+
+  bool connected() const { return static_cast<bool>(socket_); }
+
+ private:
+  void Connect();
+  wire::Descriptor OpenSocket() const;
+  void RetryLater(const std::string& reason);
+  void Disconnect(const std::string& reason);
+
+  void OnEvents(std::uint32_t events);
+  void ReceiveAll();
+  void Handle(const wire::ManagerMessage& message);
+  void BeginDump(std::uint32_t id);
+  void CompleteDump(std::uint32_t id);
+  void CancelDump();
+
+  // False when the connection was given up over it.
+  bool Check(Sender::Result result);
+  void WatchForRoom();
+
+  vxmw_t* const mw_;
+  DhcpUser::CallbackIf* const callbacks_;
+  const std::filesystem::path directory_;
+  std::string logged_reason_;
+  std::chrono::milliseconds next_retry_;
+  vxmw::TimerSource retry_;
+  vxmw::ConfigReadyWatch config_ready_;
+  wire::Descriptor socket_;
+  std::unique_ptr<vxmw::IoSource> events_;
+  bool watching_for_room_ = false;
+  wire::PacketReader reader_;
+  Sender sender_;
+  std::optional<std::uint32_t> waiting_dump_;  // waits for the initial phases
+};
+
+}  // namespace dhcp_relay
+
+#endif  // DHCP_USER_CLIENT_H_

@@ -1,0 +1,81 @@
+#include "sender.h"
+
+#include <utility>
+
+namespace dhcp_relay {
+namespace {
+
+// A batch is closed at this size, in bytes; what one more call can add still fits a packet.
+constexpr std::size_t kBatchSize = wire::kPacketBound / 2;
+
+// Bytes that a call in a batch takes besides its own.
+constexpr std::size_t kCallOverhead = 4;
+
+}  // namespace
+
+void Sender::Reset(int fd) {
+  fd_ = fd;
+  queue_.clear();
+  queued_size_ = 0;
+  batch_.Clear();
+  batch_size_ = 0;
+}
+
+Sender::Result Sender::Send(const wire::Call& call) {
+  if (!waiting()) {
+    single_.mutable_calls()->clear_calls();
+    *single_.mutable_calls()->add_calls() = call;
+    return SendOrQueue(single_);
+  }
+  *batch_.mutable_calls()->add_calls() = call;
+  batch_size_ += call.ByteSizeLong() + kCallOverhead;
+  if (queued_size_ + batch_size_ > bound_) return Result::kBound;
+  if (batch_size_ >= kBatchSize) CloseBatch();
+  return Result::kOk;
+}
+
+Sender::Result Sender::Send(const wire::ClientMessage& message) {
+  if (!waiting()) return SendOrQueue(message);
+  CloseBatch();
+  return Queue(message.SerializeAsString());
+}
+
+Sender::Result Sender::SendOrQueue(const wire::ClientMessage& message) {
+  message.SerializeToString(&packet_);
+  switch (wire::SendPacket(fd_, packet_)) {
+    case wire::SendResult::kSent:
+      return Result::kOk;
+    case wire::SendResult::kFull:
+      return Queue(packet_);
+    case wire::SendResult::kLost:
+      break;
+  }
+  return Result::kLost;
+}
+
+Sender::Result Sender::Queue(std::string packet) {
+  queued_size_ += packet.size();
+  queue_.push_back(std::move(packet));
+  return queued_size_ > bound_ ? Result::kBound : Result::kOk;
+}
+
+void Sender::CloseBatch() {
+  if (batch_size_ == 0) return;
+  Queue(batch_.SerializeAsString());
+  batch_.mutable_calls()->clear_calls();
+  batch_size_ = 0;
+}
+
+Sender::Result Sender::Flush() {
+  CloseBatch();
+  while (!queue_.empty()) {
+    const wire::SendResult result = wire::SendPacket(fd_, queue_.front());
+    if (result == wire::SendResult::kLost) return Result::kLost;
+    if (result == wire::SendResult::kFull) return Result::kOk;
+    queued_size_ -= queue_.front().size();
+    queue_.pop_front();
+  }
+  return Result::kOk;
+}
+
+}  // namespace dhcp_relay

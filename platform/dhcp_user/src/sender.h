@@ -1,0 +1,54 @@
+// The sending half of the client: packets in their order, queued while the socket takes no more.
+
+#ifndef DHCP_USER_SENDER_H_
+#define DHCP_USER_SENDER_H_
+
+#include <cstddef>
+#include <deque>
+#include <string>
+
+#include "wire.h"
+
+namespace dhcp_relay {
+
+class Sender {
+ public:
+  enum class Result {
+    kOk,
+    kLost,   // the peer is gone
+    kBound,  // more would wait than the bound allows
+  };
+
+  // `bound` is in bytes of waiting packets.
+  explicit Sender(std::size_t bound) : bound_(bound) {}
+
+  // Starts anew on a socket, which is not owned; whatever waited is dropped.
+  void Reset(int fd);
+
+  // A packet of its own while nothing waits; else together with other calls that wait.
+  Result Send(const wire::Call& call);
+  Result Send(const wire::ClientMessage& message);
+
+  // Sends what waits; to be called when the socket takes packets again.
+  Result Flush();
+
+  bool waiting() const { return !queue_.empty() || batch_size_ > 0; }
+
+ private:
+  Result SendOrQueue(const wire::ClientMessage& message);
+  Result Queue(std::string packet);
+  void CloseBatch();
+
+  const std::size_t bound_;
+  int fd_ = -1;
+  std::deque<std::string> queue_;
+  std::size_t queued_size_ = 0;
+  wire::ClientMessage batch_;  // calls at the end of the queue that still take company
+  std::size_t batch_size_ = 0;
+  wire::ClientMessage single_;
+  std::string packet_;
+};
+
+}  // namespace dhcp_relay
+
+#endif  // DHCP_USER_SENDER_H_

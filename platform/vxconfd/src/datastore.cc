@@ -1,0 +1,113 @@
+#include "datastore.h"
+
+#include <libyang/libyang.h>
+
+#include <string_view>
+
+namespace vxconfd {
+namespace {
+
+std::string Describe(int code, sr_session_ctx_t* session) {
+  const sr_error_info_t* info = nullptr;
+  if (session != nullptr && sr_session_get_error(session, &info) == SR_ERR_OK && info != nullptr &&
+      info->err_count > 0) {
+    return info->err[0].message;
+  }
+  return sr_strerror(code);
+}
+
+sr_datastore_t ToSysrepo(cdb_db_type database) {
+  switch (database) {
+    case CDB_STARTUP:
+      return SR_DS_STARTUP;
+    case CDB_OPERATIONAL:
+      return SR_DS_OPERATIONAL;
+    case CDB_RUNNING:
+      break;
+  }
+  return SR_DS_RUNNING;
+}
+
+const lysc_node* FindChild(const lysc_node* parent, const lysc_module* module,
+                           std::string_view name) {
+  const lysc_node* child = nullptr;
+  while ((child = lys_getnext(child, parent, module, 0)) != nullptr) {
+    if (name == child->name) return child;
+  }
+  return nullptr;
+}
+
+const lysc_node* FindTopLevel(const ly_ctx* context, std::string_view name) {
+  std::uint32_t index = 0;
+  while (const lys_module* module = ly_ctx_get_module_iter(context, &index)) {
+    if (module->compiled == nullptr) continue;
+    if (const lysc_node* node = FindChild(nullptr, module->compiled, name)) return node;
+  }
+  return nullptr;
+}
+
+bool Knows(const ly_ctx* context, std::string_view path) {
+  const lysc_node* node = nullptr;
+  while (!path.empty()) {
+    path.remove_prefix(1);
+    const std::string_view name = path.substr(0, path.find('/'));
+    node = node == nullptr ? FindTopLevel(context, name) : FindChild(node, nullptr, name);
+    if (node == nullptr) return false;
+    path.remove_prefix(name.size());
+  }
+  return node != nullptr;
+}
+
+}  // namespace
+
+DatastoreError::DatastoreError(const std::string& what_failed, int code, sr_session_ctx_t* session)
+    : std::runtime_error(what_failed + ": " + Describe(code, session)) {}
+
+Datastore::Datastore() {
+  sr_conn_ctx_t* connection = nullptr;
+  int code = sr_connect(SR_CONN_CACHE_RUNNING, &connection);
+  if (code != SR_ERR_OK) {
+    throw DatastoreError(std::string("cannot connect to the datastore in ") + sr_get_repo_path(),
+                         code);
+  }
+  connection_.reset(connection);
+
+  sr_session_ctx_t* session = nullptr;
+  code = sr_session_start(connection, SR_DS_RUNNING, &session);
+  if (code != SR_ERR_OK) throw DatastoreError("cannot open a datastore session", code);
+  session_.reset(session);
+}
+
+std::shared_ptr<const ly_ctx> Datastore::AcquireContext() {
+  const ly_ctx* context = sr_acquire_context(connection_.get());
+  if (context == nullptr) throw DatastoreError("cannot get the datastore's models", SR_ERR_LY);
+  return {context, [self = shared_from_this()](const ly_ctx*) {
+            sr_release_context(self->connection_.get());
+          }};
+}
+
+void Datastore::RequireModelOf(const char* path) const {
+  const ly_ctx* context = sr_acquire_context(connection_.get());
+  if (context == nullptr) throw DatastoreError("cannot get the datastore's models", SR_ERR_LY);
+  const bool known = Knows(context, path);
+  sr_release_context(connection_.get());
+  if (!known) throw DatastoreError(std::string("no installed model has ") + path, SR_ERR_NOT_FOUND);
+}
+
+std::shared_ptr<confd::Snapshot> Datastore::TakeSnapshot(cdb_db_type database) {
+  sr_session_ctx_t* const session = session_.get();
+  int code = sr_session_switch_ds(session, ToSysrepo(database));
+  sr_data_t* data = nullptr;
+  if (code == SR_ERR_OK) code = sr_get_data(session, "/*", 0, 0, 0, &data);
+  if (code != SR_ERR_OK) throw DatastoreError("cannot read the datastore", code, session);
+  if (data == nullptr) return std::make_shared<confd::Snapshot>(AcquireContext(), nullptr);
+
+  // The data holds the context, too, until it is released.
+  const std::shared_ptr<sr_data_t> owner(
+      data, [self = shared_from_this()](sr_data_t* held) { sr_release_data(held); });
+  return std::make_shared<confd::Snapshot>(
+      std::shared_ptr<const ly_ctx>(owner, LYD_CTX(data->tree)),
+      std::shared_ptr<const lyd_node>(owner, data->tree));
+}
+
+}  // namespace vxconfd

@@ -1,0 +1,83 @@
+// Event sources on the middleware's loop, for the platform's own libraries.
+//
+// A source runs its callback on the loop's thread from construction (IoSource) or Arm (TimerSource)
+// until it is destroyed, and must be gone before vxmw_finish. A callback may destroy its own
+// source. An exception that leaves a callback is kept, ends the loop, and is rethrown by
+// vxmw_loop_while_timeout: it never crosses the C frames of the loop.
+//
+// Constructors throw std::system_error when the loop refuses the source.
+
+#ifndef VXMW_EVENT_H_
+#define VXMW_EVENT_H_
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "vxmw/vxmw.h"
+
+namespace vxmw {
+
+// Watches `fd` (not owned) for `events` (EPOLLIN and its like).
+class IoSource {
+ public:
+  using Callback = std::function<void(std::uint32_t ready_events)>;
+
+  IoSource(vxmw_t* mw, int fd, std::uint32_t events, Callback callback);
+  ~IoSource();
+  IoSource(IoSource&&) noexcept;
+  IoSource& operator=(IoSource&&) noexcept;
+
+  void SetEvents(std::uint32_t events);
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+// Calls back once, `after` from the latest Arm; disarmed at construction.
+class TimerSource {
+ public:
+  using Callback = std::function<void()>;
+
+  TimerSource(vxmw_t* mw, Callback callback);
+  ~TimerSource();
+  TimerSource(TimerSource&&) noexcept;
+  TimerSource& operator=(TimerSource&&) noexcept;
+
+  void Arm(std::chrono::milliseconds after);
+  void Disarm();
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+// Ends the running loop: vxmw_loop_while_timeout returns `result`.
+void EndLoop(vxmw_t* mw, int result);
+
+// Whether this process's configuration adapter is connected and has run its initial phases. The
+// adapter says so; the DHCP manager client needs it to know when a dump that had to wait is
+// complete.
+bool ConfigReady(const vxmw_t* mw);
+void SetConfigReady(vxmw_t* mw, bool ready);
+
+// Calls back on every change of ConfigReady, synchronously from SetConfigReady, while it lives.
+class ConfigReadyWatch {
+ public:
+  using Callback = std::function<void(bool ready)>;
+
+  ConfigReadyWatch(vxmw_t* mw, Callback callback);
+  ~ConfigReadyWatch();
+  ConfigReadyWatch(const ConfigReadyWatch&) = delete;
+  ConfigReadyWatch& operator=(const ConfigReadyWatch&) = delete;
+
+ private:
+  vxmw_t* mw_;
+  Callback callback_;
+};
+
+}  // namespace vxmw
+
+#endif  // VXMW_EVENT_H_

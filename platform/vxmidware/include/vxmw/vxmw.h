@@ -1,0 +1,57 @@
+// The platform middleware: attaching a process, its event loop, fault records and the trace
+// service.
+//
+// One process attaches once. Everything here belongs to the thread that attached, but for
+// vxmw_gen_fault and vxmw_print_backtrace, which any thread may call at any time.
+
+#ifndef VXMW_VXMW_H_
+#define VXMW_VXMW_H_
+
+#include <stdbool.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct vxmw_handle vxmw_t;
+typedef struct zlog_category_s zlog_category_t;
+
+// Attaches this process under `application`. Returns the handle, or null (already attached, or the
+// event loop cannot be made). The caller releases it with vxmw_finish.
+vxmw_t* vxmw_init(const char* application);
+
+// Runs the event loop on the calling thread while `*go_on` is true. `timeout` is the longest single
+// wait in milliseconds before `*go_on` is looked at again; 0 waits for events alone. Returns 0 when
+// SIGTERM or SIGINT ended the loop or `*go_on` became false, a negative errno when the loop failed.
+// SIGHUP reloads the trace configuration. Tells the service manager about readiness and keeps its
+// watchdog fed, where there is one.
+// An exception that left an event callback of this loop is rethrown from here.
+int vxmw_loop_while_timeout(vxmw_t* mw, bool* go_on, int timeout);
+
+// Releases the handle and sets `*mw` to null. Every event source made with it must be gone.
+void vxmw_finish(vxmw_t** mw);
+
+// Prints the calling thread's stack to standard error.
+void vxmw_print_backtrace(void);
+
+// Raises a fault record: one JSON object on a line of its own, appended to faults.jsonl in the
+// directory that VXMW_STATE_DIR names (/var/lib/dhcp-relay if unset), and one syslog message. The
+// file is bounded: past 1 MiB it becomes faults.jsonl.1. Severity 0 is an error, 1 and above are
+// critical. A fault that cannot be written goes to standard error; raising one never fails. Works
+// before vxmw_init, too.
+void vxmw_gen_fault(int severity, const char* function, const char* source_path, int line,
+                    const char* text);
+
+// Starts the trace service of this process: zlog with the configuration file that VXMW_TRACE_CONF
+// names, else the installed one, else one built in (level 12 and above to standard error). The
+// levels are TRACE (10) and ERR (12). Returns non-zero, or 0 when the service cannot be started.
+int vxmw_trace_init(vxmw_t* mw, const char* application);
+
+// The zlog category `name`, valid until the process ends; null when there is none to be had.
+zlog_category_t* vxmw_trace_register_category(const char* name);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif  // VXMW_VXMW_H_

@@ -1,0 +1,22 @@
+// The bounded file of fault records.
+
+#ifndef VXMIDWARE_FAULT_FILE_H_
+#define VXMIDWARE_FAULT_FILE_H_
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+
+namespace vxmw {
+
+inline constexpr std::size_t kFaultFileBound = 1024 * 1024;  // bytes
+
+// Appends `line` and a newline to `directory`/faults.jsonl. When the file would exceed `bound`
+// bytes it first becomes faults.jsonl.1, in place of an earlier one. Any number of processes may
+// append at once. Makes the directory if it is missing. Throws std::exception.
+void AppendFault(const std::filesystem::path& directory, const std::string& line,
+                 std::size_t bound = kFaultFileBound);
+
+}  // namespace vxmw
+
+#endif  // VXMIDWARE_FAULT_FILE_H_

@@ -1,0 +1,125 @@
+#include <signal.h>
+#include <systemd/sd-daemon.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <limits>
+#include <system_error>
+#include <utility>
+
+#include "application.h"
+#include "middleware.h"
+#include "trace.h"
+#include "vxmw/event.h"
+
+namespace vxmw {
+namespace {
+
+constexpr std::uint64_t kMicrosecondsPerMillisecond = 1000;
+constexpr std::uint64_t kNoTimeout = std::numeric_limits<std::uint64_t>::max();
+
+bool attached = false;
+
+int OnTerminate(sd_event_source* /*source*/, const signalfd_siginfo* /*info*/, void* mw) {
+  EndLoop(static_cast<vxmw_t*>(mw), 0);
+  return 0;
+}
+
+int OnHangup(sd_event_source* /*source*/, const signalfd_siginfo* /*info*/, void* /*mw*/) {
+  ReloadTrace();
+  return 0;
+}
+
+// The signals are blocked from here on, so that one that comes before the loop runs is not lost.
+EventSourcePtr AddSignal(vxmw_t* mw, int number, sd_event_signal_handler_t handler) {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, number);
+  sigprocmask(SIG_BLOCK, &set, nullptr);
+  sd_event_source* source = nullptr;
+  Checked(sd_event_add_signal(mw->event.get(), &source, number, handler, mw), "watch a signal");
+  return EventSourcePtr(source);
+}
+
+void Unblock(std::initializer_list<int> numbers) {
+  sigset_t set;
+  sigemptyset(&set);
+  for (const int number : numbers) sigaddset(&set, number);
+  sigprocmask(SIG_UNBLOCK, &set, nullptr);
+}
+
+std::unique_ptr<vxmw_t> Attach() {
+  auto mw = std::make_unique<vxmw_t>();
+  sd_event* event = nullptr;
+  Checked(sd_event_new(&event), "make the event loop");
+  mw->event.reset(event);
+  mw->terminate = AddSignal(mw.get(), SIGTERM, OnTerminate);
+  mw->interrupt = AddSignal(mw.get(), SIGINT, OnTerminate);
+  mw->hangup = AddSignal(mw.get(), SIGHUP, OnHangup);
+  // Writing to a peer that is gone is an error of that call, not the end of the process.
+  signal(SIGPIPE, SIG_IGN);
+  return mw;
+}
+
+void TellReady(vxmw_t* mw) {
+  if (std::exchange(mw->ready_told, true)) return;
+  sd_notify(0, "READY=1");
+  sd_event_set_watchdog(mw->event.get(), 1);
+}
+
+}  // namespace
+
+int Checked(int result, const char* what) {
+  if (result < 0) {
+    throw std::system_error(-result, std::generic_category(), std::string("cannot ") + what);
+  }
+  return result;
+}
+
+void KeepException(vxmw_t* mw, std::exception_ptr exception) noexcept {
+  if (!mw->exception) mw->exception = std::move(exception);
+  mw->ended = true;
+}
+
+void EndLoop(vxmw_t* mw, int result) {
+  mw->ended = true;
+  mw->result = result;
+}
+
+}  // namespace vxmw
+
+vxmw_t* vxmw_init(const char* application) {
+  if (application == nullptr || *application == '\0' || vxmw::attached) return nullptr;
+  try {
+    auto mw = vxmw::Attach();
+    vxmw::SetApplication(application);
+    vxmw::attached = true;
+    return mw.release();
+  } catch (const std::exception&) {
+    return nullptr;
+  }
+}
+
+int vxmw_loop_while_timeout(vxmw_t* mw, bool* go_on, int timeout) {
+  const std::uint64_t longest_wait =
+      timeout > 0 ? static_cast<std::uint64_t>(timeout) * vxmw::kMicrosecondsPerMillisecond
+                  : vxmw::kNoTimeout;
+  mw->ended = false;
+  mw->result = 0;
+  vxmw::TellReady(mw);
+  while (*go_on && !mw->ended) {
+    const int result = sd_event_run(mw->event.get(), longest_wait);
+    if (mw->exception) std::rethrow_exception(std::exchange(mw->exception, nullptr));
+    if (result < 0) return result;
+  }
+  if (mw->ended) sd_notify(0, "STOPPING=1");
+  return mw->result;
+}
+
+void vxmw_finish(vxmw_t** mw) {
+  if (mw == nullptr || *mw == nullptr) return;
+  delete *mw;
+  *mw = nullptr;
+  vxmw::attached = false;
+  vxmw::Unblock({SIGTERM, SIGINT, SIGHUP});
+}

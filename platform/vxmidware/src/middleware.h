@@ -1,0 +1,48 @@
+// What a vxmw_t is.
+
+#ifndef VXMIDWARE_MIDDLEWARE_H_
+#define VXMIDWARE_MIDDLEWARE_H_
+
+#include <systemd/sd-event.h>
+
+#include <exception>
+#include <functional>
+#include <list>
+#include <memory>
+#include <string>
+
+#include "vxmw/vxmw.h"
+
+namespace vxmw {
+
+struct EventDeleter {
+  void operator()(sd_event* event) const { sd_event_unref(event); }
+};
+struct EventSourceDeleter {
+  void operator()(sd_event_source* source) const { sd_event_source_disable_unref(source); }
+};
+using EventPtr = std::unique_ptr<sd_event, EventDeleter>;
+using EventSourcePtr = std::unique_ptr<sd_event_source, EventSourceDeleter>;
+
+// Throws std::system_error for a negative result of the event loop's library.
+int Checked(int result, const char* what);
+
+// Ends the loop, which then rethrows `exception`; the first one wins.
+void KeepException(vxmw_t* mw, std::exception_ptr exception) noexcept;
+
+}  // namespace vxmw
+
+struct vxmw_handle {
+  vxmw::EventPtr event;
+  vxmw::EventSourcePtr terminate;
+  vxmw::EventSourcePtr interrupt;
+  vxmw::EventSourcePtr hangup;
+  bool ended = false;
+  int result = 0;
+  std::exception_ptr exception;
+  bool ready_told = false;
+  bool config_ready = false;
+  std::list<const std::function<void(bool)>*> config_watches;
+};
+
+#endif  // VXMIDWARE_MIDDLEWARE_H_

@@ -1,0 +1,281 @@
+"""The stack as an operator runs it: real datastore, real daemon, real manager."""
+
+import json
+import os
+import signal
+import subprocess
+import unittest
+
+from stack import SOURCE, Stack, configuration, is_running, relay, wait_until
+
+EXAMPLE = SOURCE / "yang" / "example-config.json"
+
+
+def example():
+    return json.loads(EXAMPLE.read_text())
+
+
+def names(table):
+    return [instance["name"] for instance in table]
+
+
+class Up(unittest.TestCase):
+    def test_returns_with_the_configuration_in_the_managers_table(self):
+        stack = Stack(self)
+        stack.up(config=configuration(
+            relay("r1", vrf="red", server={"ipv4": [{"address": "10.0.0.1"}]},
+                  interface=[{"name": "l3-5"}],
+                  relay_information={"option": True, "check": False, "trusted": True,
+                                     "policy": "drop"},
+                  if_option=[{"name": "l3-5", "relay-information": {"check": True}}]),
+            l3=[("5", 5, "192.168.1.1/24")], vrfs={"red": 7}))
+        shown = stack.tool("dhcp-relayctl", "show", "--json").stdout
+        self.assertEqual(
+            shown,
+            '{"instances":[{"name":"r1","servers":["10.0.0.1"],"check":false,"trusted":true,'
+            '"option":true,"policy":"drop","vrf":"0x01000007",'
+            '"interfaces":[{"name":"l3-5","vlan":5,"address":"192.168.1.1"}],'
+            '"if_options":[{"name":"l3-5","check":true,"trusted":false,"option":false,'
+            '"policy":"keep"}]}]}\n')
+
+    def test_journal_holds_the_calls_of_the_dump_in_order(self):
+        stack = Stack(self)
+        stack.up(config=configuration(
+            relay("r1", vrf="red", server={"ipv4": [{"address": "10.0.0.1"}]},
+                  interface=[{"name": "l3-5"}], relay_information={"policy": "replace"},
+                  if_option=[{"name": "l3-5"}]),
+            l3=[("5", 5, "192.168.1.1/24")], vrfs={"red": 7}))
+        self.assertEqual(stack.journal(), [
+            "AddServer r1 10.0.0.1", "SetCheck r1 false", "SetTrusted r1 false",
+            "SetOption r1 false", "SetPolicy r1 replace", "AddL3Interface r1 l3-5",
+            "SetL3InterfaceVlan r1 l3-5 5", "SetL3InterfaceAddress r1 l3-5 192.168.1.1",
+            "SetIfOptionCheck r1 l3-5 false", "SetIfOptionTrusted r1 l3-5 false",
+            "SetIfOptionOption r1 l3-5 false", "SetIfOptionPolicy r1 l3-5 keep",
+            "SetVrf r1 0x01000007"])
+
+    def test_shows_the_whole_example_configuration(self):
+        stack = Stack(self)
+        stack.up("--config", EXAMPLE)
+        configured = example()["vx-config:config"]["vx-dhcp-relay:dhcp"]["relay"]
+        self.assertEqual(names(stack.table()), sorted(entry["name"] for entry in configured))
+
+    def test_leaves_its_files_in_the_directory(self):
+        stack = Stack(self)
+        stack.up(config=configuration())
+        for name in ("daemon.log", "manager.log", "journal", "daemon.pid", "manager.pid"):
+            self.assertTrue((stack.directory / name).exists(), name)
+
+    def test_without_trace_logs_nothing_of_the_dump(self):
+        stack = Stack(self)
+        stack.up(config=configuration(relay("r1")))
+        self.assertEqual((stack.directory / "daemon.log").read_text(), "")
+
+    def test_with_trace_logs_what_is_read_and_sent(self):
+        stack = Stack(self)
+        stack.up("--trace", config=configuration(
+            relay("r1", server={"ipv4": [{"address": "10.0.0.1"}]})))
+        log = (stack.directory / "daemon.log").read_text()
+        for function, text in (("DhcpRelayCfgHandler", "Entry Point"),
+                               ("ProcessDumpRequest", "Entry Point"),
+                               ("DumpConfig", "Fetching DHCP Relay config"),
+                               ("DumpConfig", "DHCP Relay: 0"),
+                               ("DumpInstance", "\tOption: 0"),
+                               ("DumpInstance", "\tPolicy: keep"),
+                               ("DumpInstance", "Server IP Address: 10.0.0.1"),
+                               ("SendSetConfig", "Set: ")):
+            self.assertRegex(log, f"{function}:[0-9]+ {text}\n")
+        self.assertIn(
+            "Set: \n\tDHCP Relay name: r1\n\tAdded Server Addresses: \n\t\t10.0.0.1\n"
+            "\tShould delete: false\n\tTrusted: no\n\tCheck: no\n\tOption: no\n\tPolicy: keep\n", log)
+
+    def test_refuses_a_second_stack_in_the_same_directory(self):
+        stack = Stack(self)
+        stack.up(config=configuration(relay("r1")))
+        pid = stack.pid("daemon")
+        result = stack.script("up")
+        self.assertNotEqual(result.returncode, 0)
+        self.assertIn("runs in", result.stderr)
+        self.assertTrue(is_running(pid))
+        self.assertEqual(names(stack.table()), ["r1"])
+
+    def test_tells_why_the_datastore_refuses_a_configuration(self):
+        stack = Stack(self)
+        with self.assertRaisesRegex(AssertionError, "nowhere"):
+            stack.up(config=configuration(relay("r1", vrf="nowhere")))
+        self.assertFalse((stack.directory / "daemon.pid").exists())
+
+    def test_tells_of_bad_arguments(self):
+        stack = Stack(self)
+        for arguments, message in ((("--config",), "needs a file"),
+                                   (("--config", "/nowhere/at/all"), "cannot read"),
+                                   (("--fast",), "unknown option")):
+            result = stack.script("up", *arguments)
+            self.assertNotEqual(result.returncode, 0)
+            self.assertIn(message, result.stderr)
+
+
+class Down(unittest.TestCase):
+    def test_stops_both_processes_and_removes_the_shared_memory(self):
+        stack = Stack(self)
+        stack.up(config=configuration(relay("r1")))
+        pids = stack.pid("daemon"), stack.pid("manager")
+        self.assertNotEqual(stack.shared_memory(), [])
+        self.assertEqual(stack.script("down").returncode, 0)
+        self.assertEqual([is_running(pid) for pid in pids], [False, False])
+        self.assertEqual(stack.shared_memory(), [])
+        self.assertEqual(stack.faults(), [])
+
+    def test_keeps_the_configuration_for_the_next_up(self):
+        stack = Stack(self)
+        stack.up(config=configuration(relay("r1")))
+        stack.edit(configuration(relay("r2")))
+        stack.script("down")
+        stack.up()
+        self.assertEqual(names(stack.table()), ["r1", "r2"])
+
+    def test_daemon_and_manager_end_with_status_0_on_sigterm(self):
+        stack = Stack(self)
+        stack.up(config=configuration())
+        for name in ("daemon", "manager"):
+            stack.kill(name)
+            process = stack.start(name)
+            stack.wait_in_sync()
+            process.send_signal(signal.SIGTERM)
+            self.assertEqual(process.wait(timeout=30), 0, name)
+            stack.start(name)
+            stack.wait_in_sync()
+
+
+class Status(unittest.TestCase):
+    def test_succeeds_only_while_everything_runs(self):
+        stack = Stack(self)
+        self.assertNotEqual(stack.script("status").returncode, 0)
+        stack.up(config=configuration())
+        self.assertEqual(stack.script("status").returncode, 0)
+        stack.kill("daemon")
+        wait_until(lambda: stack.script("status").returncode != 0, "status tells of the dead daemon")
+        self.assertIn("dhcp-relay-app: not running", stack.script("status").stdout)
+
+
+class TwoStacks(unittest.TestCase):
+    def check_apart(self, first, second):
+        first.up(config=configuration(relay("one")))
+        second.up(config=configuration(relay("two")))
+        self.assertEqual(names(first.table()), ["one"])
+        self.assertEqual(names(second.table()), ["two"])
+        first.script("down")
+        self.assertEqual(names(second.table()), ["two"])
+        second.kill("manager")
+        second.start("manager")
+        second.wait_in_sync()
+        self.assertEqual(names(second.table()), ["two"])
+
+    def test_do_not_disturb_each_other(self):
+        self.check_apart(Stack(self), Stack(self))
+
+    def test_do_not_disturb_each_other_in_two_network_namespaces(self):
+        prefixes = []
+        for index in range(2):
+            name = f"vxs{os.getpid()}n{index}"
+            subprocess.run(["ip", "netns", "add", name], check=True)
+            self.addCleanup(subprocess.run, ["ip", "netns", "del", name], check=True)
+            prefixes.append(["ip", "netns", "exec", name])
+        self.check_apart(Stack(self, prefixes[0]), Stack(self, prefixes[1]))
+
+
+class AfterAKill(unittest.TestCase):
+    def test_of_everything_the_next_up_cleans_up_and_works(self):
+        stack = Stack(self)
+        stack.up(config=configuration(relay("r1")))
+        stack.kill("daemon")
+        stack.kill("manager")
+        stale = {name: os.stat(f"/dev/shm/{name}").st_ino for name in stack.shared_memory()}
+        self.assertNotEqual(stale, {})
+        stack.up(config=configuration(relay("r2")))
+        kept = [name for name, inode in stale.items()
+                if os.path.exists(f"/dev/shm/{name}") and os.stat(f"/dev/shm/{name}").st_ino == inode]
+        self.assertEqual(kept, [])
+        self.assertEqual(names(stack.table()), ["r2"])
+
+    def check_table_follows(self, kill_and_restart):
+        stack = Stack(self)
+        before = configuration(
+            relay("r1", server={"ipv4": [{"address": "10.0.0.1"}, {"address": "10.0.0.2"}]},
+                  interface=[{"name": "l3-5"}, {"name": "l3-6"}], if_option=[{"name": "l3-5"}]),
+            relay("r2"), l3=[("5", 5, "192.168.5.1/24"), ("6", 6, "192.168.6.1/24")])
+        after = configuration(
+            relay("r1", server={"ipv4": [{"address": "10.0.0.2"}]}, interface=[{"name": "l3-6"}]),
+            relay("r3"), l3=[("6", 6, "192.168.6.1/24")])
+        stack.up(config=before)
+        self.assertEqual(names(stack.table()), ["r1", "r2"])
+        kill_and_restart(stack, lambda: stack.replace(after))
+        stack.wait_in_sync()
+        wait_until(lambda: names(stack.table()) == ["r1", "r3"], "the table follows")
+        instance = stack.table()[0]
+        self.assertEqual(instance["servers"], ["10.0.0.2"])
+        self.assertEqual([entry["name"] for entry in instance["interfaces"]], ["l3-6"])
+        self.assertEqual(instance["if_options"], [])
+
+    def test_of_the_manager_the_table_follows_what_changed_meanwhile(self):
+        def kill_and_restart(stack, change):
+            stack.kill("manager")
+            change()
+            stack.start("manager")
+        self.check_table_follows(kill_and_restart)
+
+    def test_of_the_daemon_the_table_follows_what_changed_meanwhile(self):
+        def kill_and_restart(stack, change):
+            stack.kill("daemon")
+            change()
+            stack.start("daemon")
+            wait_until(lambda: names(stack.table()) == ["r1", "r3"], "the new dump is in")
+        self.check_table_follows(kill_and_restart)
+
+    def test_of_both_with_the_manager_first_to_come_back(self):
+        def kill_and_restart(stack, change):
+            stack.kill("daemon")
+            stack.kill("manager")
+            change()
+            stack.start("manager")
+            stack.start("daemon")
+        self.check_table_follows(kill_and_restart)
+
+    def test_of_both_with_the_daemon_first_to_come_back(self):
+        def kill_and_restart(stack, change):
+            stack.kill("manager")
+            stack.kill("daemon")
+            change()
+            stack.start("daemon")
+            stack.start("manager")
+        self.check_table_follows(kill_and_restart)
+
+    def test_of_the_daemon_the_table_stays_until_the_next_dump_is_in(self):
+        stack = Stack(self)
+        stack.up(config=configuration(relay("r1")))
+        stack.kill("daemon")
+        self.assertEqual(names(stack.table()), ["r1"])
+        stack.start("daemon")
+        stack.wait_in_sync()
+        self.assertEqual(names(stack.table()), ["r1"])
+
+
+class RefusedCommits(unittest.TestCase):
+    def test_a_hundred_leave_the_daemon_and_the_table_as_they_were(self):
+        stack = Stack(self)
+        stack.up(config=configuration(relay("r1")))
+        pid, table, journal = stack.pid("daemon"), stack.table(), stack.journal()
+        refused = [configuration(relay("r1", vrf="nowhere")),
+                   configuration(relay("a%nb")),
+                   configuration(relay("r1", server={"ipv4": [{"address": "0.0.0.0"}]})),
+                   configuration(relay("r1", interface=[{"name": "5"}]))]
+        for index in range(100):
+            result = stack.edit(refused[index % len(refused)], check=False)
+            self.assertNotEqual(result.returncode, 0, refused[index % len(refused)])
+        self.assertTrue(is_running(pid))
+        self.assertEqual(stack.table(), table)
+        self.assertEqual(stack.journal(), journal)
+        self.assertEqual(stack.faults(), [])
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,85 @@
+#include "support/private_repository.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+
+namespace tests {
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::string kPrefix = "vxi";
+
+void RemoveSharedMemory(const std::string& process_id) {
+  const std::string prefix = kPrefix + process_id;
+  for (const auto& file : fs::directory_iterator("/dev/shm")) {
+    const std::string name = file.path().filename();
+    if (name.starts_with(prefix + "_") || name.starts_with(prefix + "sub_")) {
+      fs::remove_all(file.path());
+    }
+  }
+}
+
+// What tests that crashed left behind: directories that are named after a process that is gone.
+void RemoveLeftovers() {
+  for (const auto& entry : fs::directory_iterator(fs::temp_directory_path())) {
+    const std::string name = entry.path().filename();
+    if (!name.starts_with(kPrefix + ".")) continue;
+    const std::string process_id = name.substr(kPrefix.size() + 1);
+    const int pid = std::atoi(process_id.c_str());
+    if (pid <= 0 || kill(pid, 0) == 0) continue;
+    RemoveSharedMemory(process_id);
+    fs::remove_all(entry.path());
+  }
+}
+
+void Run(const std::string& command) {
+  if (std::system(command.c_str()) != 0) throw std::runtime_error("failed: " + command);
+}
+
+}  // namespace
+
+PrivateRepository::PrivateRepository() {
+  RemoveLeftovers();
+  const std::string process_id = std::to_string(getpid());
+  directory_ = fs::temp_directory_path() / (kPrefix + "." + process_id);
+  fs::remove_all(directory_);
+  RemoveSharedMemory(process_id);
+  fs::create_directories(directory_);
+  setenv("SYSREPO_REPOSITORY_PATH", (directory_ / "sysrepo").c_str(), 1);
+  setenv("SYSREPO_SHM_PREFIX", (kPrefix + process_id).c_str(), 1);
+  setenv("DHCP_MANAGER_DIR", (directory_ / "run").c_str(), 1);
+  setenv("VXMW_STATE_DIR", directory_.c_str(), 1);
+}
+
+PrivateRepository::~PrivateRepository() {
+  RemoveSharedMemory(std::to_string(getpid()));
+  fs::remove_all(directory_);
+}
+
+fs::path PrivateRepository::Write(const std::string& name, const std::string& text) const {
+  const fs::path file = directory_ / name;
+  std::ofstream(file) << text;
+  return file;
+}
+
+void PrivateRepository::InstallModels() const {
+  Run(std::string(VX_SOURCE_DIR) + "/scripts/install-models " + VX_YANG_DIR);
+}
+
+void PrivateRepository::InstallModel(const std::string& name, const std::string& yang) const {
+  const fs::path file = Write(name + ".yang", yang);
+  Run("sysrepoctl -s " VX_YANG_DIR " -i " + file.string() + " >/dev/null");
+}
+
+void PrivateRepository::Edit(const std::string& json) const {
+  const fs::path file = Write("edit.json", json);
+  Run("sysrepocfg --edit=" + file.string() + " -d running -f json");
+}
+
+}  // namespace tests
