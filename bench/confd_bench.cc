@@ -9,26 +9,12 @@
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
-#include <new>
 #include <string>
 #include <vector>
 
+#include "allocation_count.h"
 #include "confd/session.h"
 #include "confd_cdb.h"
-
-namespace {
-
-std::size_t allocations = 0;
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  ++allocations;
-  if (void* memory = std::malloc(size)) return memory;
-  throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace {
 
@@ -93,8 +79,8 @@ std::vector<std::string> Paths(const std::string& before, const std::string& beh
 }
 
 void Count(benchmark::State& state, std::size_t before) {
-  state.counters["allocs"] = benchmark::Counter(static_cast<double>(allocations - before),
-                                                benchmark::Counter::kAvgIterations);
+  state.counters["allocs"] = benchmark::Counter(
+      static_cast<double>(bench::AllocationCount() - before), benchmark::Counter::kAvgIterations);
 }
 
 void FindPathOfLibyang(benchmark::State& state) {
@@ -117,7 +103,7 @@ void ExistsByKeys(benchmark::State& state) {
   }
   std::size_t i = 0;
   cdb_exists(Large().sock(), whole[kMany - 1].c_str());
-  const std::size_t before = allocations;
+  const std::size_t before = bench::AllocationCount();
   for (auto _ : state) {
     if (cdb_exists(Large().sock(), whole[i].c_str()) != 1) std::abort();
     i = (i + 1) % kMany;
@@ -154,7 +140,7 @@ void GetObject(benchmark::State& state) {
   std::size_t i = 0;
   confd_value_t values[8];
   cdb_get_object(sock, values, 0, paths[kMany - 1].c_str());
-  const std::size_t before = allocations;
+  const std::size_t before = bench::AllocationCount();
   for (auto _ : state) {
     if (cdb_get_object(sock, values, 8, paths[i].c_str()) < 8) std::abort();
     for (confd_value_t& value : values) confd_free_value(&value);

@@ -15,7 +15,7 @@ inline constexpr std::size_t kMaxPathLength = 4096;  // bytes
 // Room for one path, meant for the stack.
 class PathBuffer {
  public:
-  PathBuffer() {}  // leaves the bytes as they are: nothing reads behind size_
+  PathBuffer() = default;  // leaves the bytes as they are: nothing reads behind size_
 
   // False when `text` does not fit any more.
   bool Append(std::string_view text);

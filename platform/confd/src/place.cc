@@ -48,9 +48,10 @@ class Walk {
   }
 
   bool Enter(const PathStep& step) {
-    const lysc_node* child = store_.schema().FindChild(place_.schema, step.prefix, step.name);
+    const SchemaNode* child = store_.schema().FindChild(place_.schema, step.prefix, step.name);
     if (child == nullptr) return Refuse("no such node in the schema: " + FullName(step));
-    place_ = ChildOf(store_, place_, child, IsImplicit(child));
+    place_ = ChildOf(store_, place_, child->node, child->implicit);
+    keys_ = child->keys;
     return true;
   }
 
@@ -75,18 +76,18 @@ class Walk {
 
   // One key may hold blanks; several are told apart by them.
   bool CheckKeys(const PathStep& step) const {
-    const std::size_t needed = KeyCount(place_.schema);
-    if (needed == 1) return true;
+    if (keys_ == 1) return true;
     const auto blanks = std::count(step.keys.begin(), step.keys.end(), ' ');
     const std::size_t given = static_cast<std::size_t>(blanks) + 1;
-    return given == needed ||
-           Refuse("the list " + Quoted(step.name) + " has " + std::to_string(needed) +
+    return given == keys_ ||
+           Refuse("the list " + Quoted(step.name) + " has " + std::to_string(keys_) +
                   " keys, the path gives " + std::to_string(given));
   }
 
   Store& store_;
   std::string_view path_;
   Place place_;
+  std::size_t keys_ = 0;  // that the list at place_ has
 };
 
 }  // namespace

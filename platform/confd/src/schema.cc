@@ -44,6 +44,12 @@ const lysc_node* FindTop(const ly_ctx* context, std::string_view prefix, std::st
   return nullptr;
 }
 
+std::size_t KeyCount(const lysc_node* list) {
+  std::size_t count = 0;
+  for (const lysc_node* node = lysc_node_child(list); lysc_is_key(node); node = node->next) ++count;
+  return count;
+}
+
 }  // namespace
 
 std::vector<const lysc_node*> SchemaChildren(const lysc_node* parent) {
@@ -72,12 +78,6 @@ const lyd_value* DefaultOf(const lysc_node* leaf) {
   return reinterpret_cast<const lysc_node_leaf*>(leaf)->dflt;
 }
 
-std::size_t KeyCount(const lysc_node* list) {
-  std::size_t count = 0;
-  for (const lysc_node* node = lysc_node_child(list); lysc_is_key(node); node = node->next) ++count;
-  return count;
-}
-
 std::size_t SchemaIndex::NameHash::operator()(const Name& name) const {
   Fnv1a hash;
   hash.Add(name.prefix);
@@ -85,13 +85,15 @@ std::size_t SchemaIndex::NameHash::operator()(const Name& name) const {
   return hash.value() ^ std::hash<const void*>()(name.parent);
 }
 
-const lysc_node* SchemaIndex::FindChild(const lysc_node* parent, std::string_view prefix,
-                                        std::string_view name) {
+const SchemaNode* SchemaIndex::FindChild(const lysc_node* parent, std::string_view prefix,
+                                         std::string_view name) {
   const auto known = found_.find({parent, prefix, name});
-  if (known != found_.end()) return known->second;
+  if (known != found_.end()) return &known->second;
   const lysc_node* node = Search(parent, prefix, name);
-  if (node != nullptr) found_.emplace(Name{parent, MatchPrefix(node, prefix), node->name}, node);
-  return node;
+  if (node == nullptr) return nullptr;
+  const Name own_name = {parent, MatchPrefix(node, prefix), node->name};
+  return &found_.emplace(own_name, SchemaNode{node, IsImplicit(node), KeyCount(node)})
+              .first->second;
 }
 
 const lysc_node* SchemaIndex::Search(const lysc_node* parent, std::string_view prefix,

@@ -25,8 +25,12 @@ bool IsImplicit(const lysc_node* node);
 // The default of a leaf; null when it has none.
 const lyd_value* DefaultOf(const lysc_node* leaf);
 
-// Number of keys of a list.
-std::size_t KeyCount(const lysc_node* list);
+// A node and what reading paths needs to know of it each time.
+struct SchemaNode {
+  const lysc_node* node;
+  bool implicit;     // IsImplicit(node)
+  std::size_t keys;  // number of keys, of a list
+};
 
 // Finds schema nodes by name, at the price of a hash look-up from the second time on.
 class SchemaIndex {
@@ -35,9 +39,10 @@ class SchemaIndex {
   explicit SchemaIndex(const ly_ctx* context) : context_(context) {}
 
   // The child of `parent` (null: a top-level node) of this name, in the module of name or prefix
-  // `prefix`; an empty `prefix` stands for any module. Null when there is none.
-  const lysc_node* FindChild(const lysc_node* parent, std::string_view prefix,
-                             std::string_view name);
+  // `prefix`; an empty `prefix` stands for any module. Null when there is none; else it lives as
+  // long as this object.
+  const SchemaNode* FindChild(const lysc_node* parent, std::string_view prefix,
+                              std::string_view name);
 
  private:
   struct Name {
@@ -53,7 +58,7 @@ class SchemaIndex {
   const lysc_node* Search(const lysc_node* parent, std::string_view prefix, std::string_view name);
 
   const ly_ctx* context_;
-  std::unordered_map<Name, const lysc_node*, NameHash> found_;  // the texts are the schema's own
+  std::unordered_map<Name, SchemaNode, NameHash> found_;  // the texts are the schema's own
 };
 
 }  // namespace confd

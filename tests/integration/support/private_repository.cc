@@ -55,6 +55,7 @@ PrivateRepository::PrivateRepository() {
   setenv("SYSREPO_SHM_PREFIX", (kPrefix + process_id).c_str(), 1);
   setenv("DHCP_MANAGER_DIR", (directory_ / "run").c_str(), 1);
   setenv("VXMW_STATE_DIR", directory_.c_str(), 1);
+  setenv("PATH", (VX_TOOLS_DIR ":" + std::string(std::getenv("PATH"))).c_str(), 1);
 }
 
 PrivateRepository::~PrivateRepository() {
@@ -69,7 +70,12 @@ fs::path PrivateRepository::Write(const std::string& name, const std::string& te
 }
 
 void PrivateRepository::InstallModels() const {
-  Run(std::string(VX_SOURCE_DIR) + "/scripts/install-models " + VX_YANG_DIR);
+  Run(VX_SOURCE_DIR "/scripts/install-models " VX_YANG_DIR);
+}
+
+void PrivateRepository::InstallModelsWithConfiguration(const std::string& json) const {
+  const fs::path file = Write("initial.json", json);
+  Run(VX_SOURCE_DIR "/scripts/install-models " VX_YANG_DIR " " + file.string());
 }
 
 void PrivateRepository::InstallModel(const std::string& name, const std::string& yang) const {

@@ -1,0 +1,62 @@
+#include "fakes/fake_zlog.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include "fakes/journal.h"
+
+namespace fakes {
+namespace {
+
+std::string Summary(const LogLine& line) {
+  return std::to_string(line.level) + " " + line.function + ": " + line.text;
+}
+
+std::string Formatted(const char* format, va_list arguments) {
+  va_list copy;
+  va_copy(copy, arguments);
+  std::string text(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, copy)), '\0');
+  va_end(copy);
+  std::vsnprintf(text.data(), text.size() + 1, format, arguments);
+  return text;
+}
+
+}  // namespace
+
+Zlog& Zlog::Get() {
+  static Zlog* const zlog = new Zlog;
+  return *zlog;
+}
+
+std::vector<std::string> Zlog::Texts() const {
+  std::vector<std::string> texts;
+  for (const LogLine& line : lines) texts.push_back(Summary(line));
+  return texts;
+}
+
+}  // namespace fakes
+
+extern "C" {
+
+void zlog(zlog_category_t* category, const char* file, size_t filelen, const char* func,
+          size_t funclen, long line, int level, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  const fakes::LogLine entry{category, file,  func,
+                             line,     level, fakes::Formatted(format, arguments)};
+  va_end(arguments);
+  fakes::Zlog& log = fakes::Zlog::Get();
+  if (std::strlen(file) != filelen || std::strlen(func) != funclen) ++log.wrong_lengths;
+  log.lines.push_back(entry);
+  fakes::Journal::Get().Add("zlog " + fakes::Summary(entry));
+}
+
+int zlog_level_enabled(zlog_category_t* category, int level) {
+  fakes::Zlog& log = fakes::Zlog::Get();
+  log.asked_levels.push_back(level);
+  log.asked_categories.insert(category);
+  return log.IsEnabled(level) ? 1 : 0;
+}
+
+}  // extern "C"
