@@ -29,7 +29,10 @@ std::string Instance(int i) {
 
 std::string Data(int instances) {
   std::string list;
-  for (int i = 0; i < instances; ++i) list += (i > 0 ? "," : "") + Instance(i);
+  for (int i = 0; i < instances; ++i) {
+    if (i > 0) list += ',';
+    list += Instance(i);
+  }
   return R"({"vx-config:config": {"vx-dhcp-relay:dhcp": {"relay": [)" + list + "]}}}";
 }
 
@@ -74,7 +77,9 @@ Database& Large() {
 
 std::vector<std::string> Paths(const std::string& before, const std::string& behind) {
   std::vector<std::string> paths;
-  for (int i = 0; i < kMany; ++i) paths.push_back(before + std::to_string(i) + behind);
+  paths.reserve(kMany);
+  for (int i = 0; i < kMany; ++i)
+    paths.push_back(std::string(before).append(std::to_string(i)).append(behind));
   return paths;
 }
 
@@ -86,7 +91,7 @@ void Count(benchmark::State& state, std::size_t before) {
 void FindPathOfLibyang(benchmark::State& state) {
   const auto paths = Paths("/vx-config:config/vx-dhcp-relay:dhcp/relay[name='r", "']/interface");
   std::size_t i = 0;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     const std::string path = paths[i] + "[name='l3-" + std::to_string(i) + "']";
     lyd_node* match = nullptr;
     if (lyd_find_path(Large().tree(), path.c_str(), 0, &match) != LY_SUCCESS) std::abort();
@@ -98,13 +103,14 @@ BENCHMARK(FindPathOfLibyang);
 void ExistsByKeys(benchmark::State& state) {
   const auto paths = Paths("/config/dhcp/relay{r", "}/interface{l3-");
   std::vector<std::string> whole;
+  whole.reserve(kMany);
   for (int i = 0; i < kMany; ++i) {
     whole.push_back(paths[static_cast<std::size_t>(i)] + std::to_string(i) + "}");
   }
   std::size_t i = 0;
   cdb_exists(Large().sock(), whole[kMany - 1].c_str());
   const std::size_t before = bench::AllocationCount();
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     if (cdb_exists(Large().sock(), whole[i].c_str()) != 1) std::abort();
     i = (i + 1) % kMany;
   }
@@ -115,7 +121,7 @@ BENCHMARK(ExistsByKeys);
 // One node again and again: the price of the path alone, all data in the cache.
 void ResolveWarm(benchmark::State& state) {
   const int sock = Large().sock();
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     if (cdb_exists(sock, "/config/dhcp/relay{%s}/relay-information/policy", "r3000") != 1) {
       std::abort();
     }
@@ -126,7 +132,7 @@ BENCHMARK(ResolveWarm);
 void AbsentLeaf(benchmark::State& state) {
   const int sock = Large().sock();
   char text[64];
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     if (cdb_get_str(sock, text, sizeof text, "/config/dhcp/relay{%s}/vrf", "r3000") == CONFD_OK) {
       std::abort();
     }
@@ -141,7 +147,7 @@ void GetObject(benchmark::State& state) {
   confd_value_t values[8];
   cdb_get_object(sock, values, 0, paths[kMany - 1].c_str());
   const std::size_t before = bench::AllocationCount();
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     if (cdb_get_object(sock, values, 8, paths[i].c_str()) < 8) std::abort();
     for (confd_value_t& value : values) confd_free_value(&value);
     i = (i + 1) % kMany;
@@ -171,7 +177,7 @@ void FullReadPerInstance(benchmark::State& state) {
   const int instances = static_cast<int>(state.range(0));
   Database database(instances);
   const auto paths = Paths("/config/dhcp/relay{r", "}");
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     const int sock = database.Open();
     for (int i = 0; i < instances; ++i) ReadInstance(sock, paths[static_cast<std::size_t>(i)]);
     confd::CloseSession(sock);
@@ -185,7 +191,7 @@ BENCHMARK(FullReadPerInstance)->Arg(16)->Arg(256)->Arg(kMany)->Unit(benchmark::k
 // Looking for an interface that no instance has: one membership test in every instance.
 void SearchAllInstances(benchmark::State& state) {
   const auto paths = Paths("/config/dhcp/relay{r", "}/interface{l3-none}");
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     const int sock = Large().Open();
     for (const std::string& path : paths) {
       if (cdb_exists(sock, path.c_str()) != 0) std::abort();

@@ -1,5 +1,6 @@
 #include "dhcp_relay_app/dhcp_relay_cfg_handler.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -53,6 +54,11 @@ std::string L3Path(const std::string& relay_if_name) {
 
 std::string VlanPath(const std::string& l3_path) { return l3_path + "/lower-layer-if/vlan"; }
 std::string AddressPath(const std::string& l3_path) { return l3_path + "/ipv4/address/ip"; }
+
+// Looks from the end, where the names of many instances differ first.
+bool IsSameName(const std::string& left, const std::string& right) {
+  return std::equal(left.rbegin(), left.rend(), right.rbegin(), right.rend());
+}
 
 void ReportReadFault(const char* function, int line) {
   char text[kFaultTextSize] = {};
@@ -348,7 +354,7 @@ L3IfLookup DhcpRelayCfgHandler::FindRelayOfL3If(const std::string& relay_if_name
 
 DhcpRelayIntf& DhcpRelayCfgHandler::GetOrAddRelayIntf(const std::string& name) {
   for (DhcpRelayIntf& intf : relay_intfs_) {
-    if (intf.name() == name) return intf;
+    if (IsSameName(intf.name(), name)) return intf;
   }
   return relay_intfs_.emplace_back(name);
 }

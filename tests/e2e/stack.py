@@ -7,12 +7,14 @@ import shlex
 import shutil
 import signal
 import subprocess
-import tempfile
 import time
+
+from leftovers import make_directory, remove_leftovers
 
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 SCRIPT = SOURCE / "scripts" / "stack"
 BIN = pathlib.Path(os.environ.get("VX_BIN_DIR", SOURCE / "build" / "bin"))
+KIND = "vxs"
 LIMIT = 60  # seconds after which what has not happened never will
 
 
@@ -31,7 +33,8 @@ class Stack:
 
     def __init__(self, test, prefix=()):
         """`prefix` is a command that every program of the stack is run through, such as a network namespace's."""
-        self.directory = pathlib.Path(tempfile.mkdtemp(prefix="vxs."))
+        remove_leftovers(KIND, lambda directory: run_script("down", directory))
+        self.directory = make_directory(KIND)
         self.prefix = list(prefix)
         self.processes = []
         test.addCleanup(self._remove)
@@ -45,8 +48,7 @@ class Stack:
         shutil.rmtree(self.directory, ignore_errors=True)
 
     def script(self, command, *arguments):
-        return subprocess.run([*self.prefix, SCRIPT, command, self.directory, *arguments],
-                              capture_output=True, text=True, timeout=2 * LIMIT, check=False)
+        return run_script(command, self.directory, *arguments, prefix=self.prefix)
 
     def up(self, *arguments, config=None):
         if config is not None:
@@ -119,6 +121,11 @@ class Stack:
 
     def journal(self):
         return (self.directory / "journal").read_text().splitlines()
+
+
+def run_script(command, directory, *arguments, prefix=()):
+    return subprocess.run([*prefix, SCRIPT, command, directory, *arguments], capture_output=True,
+                          text=True, timeout=2 * LIMIT, check=False)
 
 
 def is_running(pid):

@@ -148,6 +148,7 @@ void Client::BeginDump(std::uint32_t id) {
   wire::ClientMessage begin;
   begin.mutable_dump_begin()->set_id(id);
   if (!Check(sender_.Send(begin))) return;
+  sender_.Hold();
   callbacks_->OnDumpRequest();
   if (!connected()) return;
   if (vxmw::ConfigReady(mw_)) {
@@ -160,11 +161,13 @@ void Client::BeginDump(std::uint32_t id) {
 void Client::CompleteDump(std::uint32_t id) {
   wire::ClientMessage complete;
   complete.mutable_dump_complete()->set_id(id);
-  Check(sender_.Send(complete));
+  if (Check(sender_.Send(complete))) Check(sender_.Release());
 }
 
 void Client::CancelDump() {
-  if (std::exchange(waiting_dump_, std::nullopt)) callbacks_->OnDumpCancel();
+  if (!std::exchange(waiting_dump_, std::nullopt)) return;
+  callbacks_->OnDumpCancel();
+  if (connected()) Check(sender_.Release());
 }
 
 void Client::Send(const wire::Call& call) {

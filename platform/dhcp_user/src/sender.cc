@@ -15,6 +15,7 @@ constexpr std::size_t kCallOverhead = 4;
 
 void Sender::Reset(int fd) {
   fd_ = fd;
+  held_ = false;
   queue_.clear();
   queued_size_ = 0;
   batch_.Clear();
@@ -22,7 +23,7 @@ void Sender::Reset(int fd) {
 }
 
 Sender::Result Sender::Send(const wire::Call& call) {
-  if (!waiting()) {
+  if (!waiting() && !held_) {
     single_.mutable_calls()->clear_calls();
     *single_.mutable_calls()->add_calls() = call;
     return SendOrQueue(single_);
@@ -30,14 +31,18 @@ Sender::Result Sender::Send(const wire::Call& call) {
   *batch_.mutable_calls()->add_calls() = call;
   batch_size_ += call.ByteSizeLong() + kCallOverhead;
   if (queued_size_ + batch_size_ > bound_) return Result::kBound;
-  if (batch_size_ >= kBatchSize) CloseBatch();
-  return Result::kOk;
+  if (batch_size_ < kBatchSize) return Result::kOk;
+  const bool socket_is_full = !queue_.empty();
+  CloseBatch();
+  return socket_is_full ? Result::kOk : SendQueue();
 }
 
 Sender::Result Sender::Send(const wire::ClientMessage& message) {
   if (!waiting()) return SendOrQueue(message);
+  const bool socket_is_full = !queue_.empty();
   CloseBatch();
-  return Queue(message.SerializeAsString());
+  const Result result = Queue(message.SerializeAsString());
+  return result != Result::kOk || socket_is_full ? result : SendQueue();
 }
 
 Sender::Result Sender::SendOrQueue(const wire::ClientMessage& message) {
@@ -66,8 +71,17 @@ void Sender::CloseBatch() {
   batch_size_ = 0;
 }
 
+Sender::Result Sender::Release() {
+  held_ = false;
+  return queue_.empty() ? Flush() : Result::kOk;
+}
+
 Sender::Result Sender::Flush() {
   CloseBatch();
+  return SendQueue();
+}
+
+Sender::Result Sender::SendQueue() {
   while (!queue_.empty()) {
     const wire::SendResult result = wire::SendPacket(fd_, queue_.front());
     if (result == wire::SendResult::kLost) return Result::kLost;

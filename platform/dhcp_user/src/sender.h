@@ -27,6 +27,11 @@ class Sender {
 
   // A packet of its own while nothing waits; else together with other calls that wait.
   Result Send(const wire::Call& call);
+
+  // From Hold to Release calls are known to come in numbers and go together from the start.
+  void Hold() { held_ = true; }
+  Result Release();
+
   Result Send(const wire::ClientMessage& message);
 
   // Sends what waits; to be called when the socket takes packets again.
@@ -37,10 +42,12 @@ class Sender {
  private:
   Result SendOrQueue(const wire::ClientMessage& message);
   Result Queue(std::string packet);
+  Result SendQueue();
   void CloseBatch();
 
   const std::size_t bound_;
   int fd_ = -1;
+  bool held_ = false;
   std::deque<std::string> queue_;
   std::size_t queued_size_ = 0;
   wire::ClientMessage batch_;  // calls at the end of the queue that still take company

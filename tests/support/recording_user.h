@@ -1,7 +1,7 @@
 // A DHCP manager client that writes down its calls instead of sending them.
 
-#ifndef TESTS_INTEGRATION_SUPPORT_RECORDING_USER_H_
-#define TESTS_INTEGRATION_SUPPORT_RECORDING_USER_H_
+#ifndef TESTS_SUPPORT_RECORDING_USER_H_
+#define TESTS_SUPPORT_RECORDING_USER_H_
 
 #include <string>
 #include <vector>
@@ -93,4 +93,4 @@ class RecordingUser : public dhcp_relay::DhcpUser {
 
 }  // namespace tests
 
-#endif  // TESTS_INTEGRATION_SUPPORT_RECORDING_USER_H_
+#endif  // TESTS_SUPPORT_RECORDING_USER_H_

@@ -1,8 +1,8 @@
 // A sysrepo repository of this process's own. The datastore library reads its environment once, so there is one for
 // the whole process; every test of a binary runs in a process of its own.
 
-#ifndef TESTS_INTEGRATION_SUPPORT_PRIVATE_REPOSITORY_H_
-#define TESTS_INTEGRATION_SUPPORT_PRIVATE_REPOSITORY_H_
+#ifndef TESTS_SUPPORT_PRIVATE_REPOSITORY_H_
+#define TESTS_SUPPORT_PRIVATE_REPOSITORY_H_
 
 #include <filesystem>
 #include <string>
@@ -39,4 +39,4 @@ class PrivateRepository {
 
 }  // namespace tests
 
-#endif  // TESTS_INTEGRATION_SUPPORT_PRIVATE_REPOSITORY_H_
+#endif  // TESTS_SUPPORT_PRIVATE_REPOSITORY_H_
