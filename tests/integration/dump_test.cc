@@ -4,8 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <functional>
 #include <memory>
 #include <string>
 
@@ -13,6 +11,7 @@
 #include "dhcp_relay_app/dhcp_relay_cfg_handler.h"
 #include "dhcp_relay_app/mediator.h"
 #include "lib/logger.h"
+#include "support/loop.h"
 #include "support/private_repository.h"
 #include "support/recording_user.h"
 #include "vxconfd/vxconfd.h"
@@ -25,7 +24,6 @@ using dhcp_relay_app::Controller;
 using dhcp_relay_app::DhcpMgrFacade;
 using dhcp_relay_app::DhcpRelayCfgHandler;
 using dhcp_relay_app::Logger;
-using std::chrono::milliseconds;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -67,24 +65,8 @@ class DumpTest : public ::testing::Test {
     app_interface_->Init(0);
   }
 
-  // Runs the loop until the condition holds; false when it does not within the limit.
-  bool RunUntil(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + milliseconds(20000);
-    bool go_on = true;
-    bool holds = false;
-    std::unique_ptr<vxmw::TimerSource> poll;
-    poll = std::make_unique<vxmw::TimerSource>(mw_, [&] {
-      holds = condition();
-      go_on = !holds && std::chrono::steady_clock::now() < deadline;
-      if (go_on) poll->Arm(milliseconds(5));
-    });
-    poll->Arm(milliseconds(0));
-    vxmw_loop_while_timeout(mw_, &go_on, 20);
-    return holds;
-  }
-
   bool RunUntilConnected() {
-    return RunUntil([this] { return app_interface_->connected(); });
+    return tests::RunUntil(mw_, [this] { return app_interface_->connected(); });
   }
 
   std::vector<std::string> Dump() {

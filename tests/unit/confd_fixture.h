@@ -49,7 +49,7 @@ std::string Text(const confd_value_t& value);
 class ConfdTest : public testing::Test {
  protected:
   ConfdTest() : context_(MakeContext()) {}
-  ~ConfdTest() override { confd::CloseSession(sock_); }
+  void TearDown() override { confd::CloseSession(sock_); }
 
   void Open(const std::string& json, Defaults defaults = Defaults::kImplicit);
 

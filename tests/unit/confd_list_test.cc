@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <string>
 #include <vector>
 
@@ -10,18 +11,15 @@ namespace {
 
 constexpr int kMany = 4094;
 
-std::string Join(const std::vector<std::string>& parts) {
-  std::string text;
-  for (const std::string& part : parts) text += (text.empty() ? "" : ",") + part;
-  return text;
-}
-
 // `entry(i)` for all i below `count`.
 template <typename Entry>
 std::string ListOf(int count, Entry entry) {
-  std::vector<std::string> parts;
-  for (int i = 0; i < count; ++i) parts.push_back(entry(i));
-  return "[" + Join(parts) + "]";
+  std::string text = "[";
+  for (int i = 0; i < count; ++i) {
+    if (i > 0) text += ',';
+    text += entry(i);
+  }
+  return text + "]";
 }
 
 std::string ManyItems() {
@@ -106,6 +104,19 @@ TEST_F(ConfdLongList, FindsNodesBehindALongListAtTheTop) {
   EXPECT_EQ(cdb_num_instances(sock_, "/top"), kMany);
   EXPECT_EQ(cdb_exists(sock_, "/config/name"), 0);
 }
+
+// Sanitizers take an allocation of this size for a mistake and end the process.
+#ifndef __SANITIZE_ADDRESS__
+TEST_F(ConfdLongList, FailsWhenMemoryRunsOut) {
+  Open(ManyItems());
+  confd_value_t value = {C_NOEXISTS, {}};
+  EXPECT_EQ(cdb_get_objects(sock_, &value, INT_MAX, 0, kMany, "/config/item"), CONFD_ERR);
+  EXPECT_EQ(confd_errno, CONFD_ERR_MALLOC);
+  EXPECT_STREQ(confd_lasterr(), "out of memory");
+  EXPECT_EQ(value.type, C_NOEXISTS);
+  EXPECT_EQ(cdb_exists(sock_, "/config/item[0]"), 1);
+}
+#endif
 
 // Around the size from which on lists are indexed.
 TEST_F(ConfdLongList, AnswersAlikeForEverySize) {

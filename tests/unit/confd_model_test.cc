@@ -38,7 +38,7 @@ class ConfdModel : public testing::Test {
       : context_(LoadModel()),
         sock_(confd::OpenSession(std::make_shared<confd::Snapshot>(
             context_, ParseData(context_, kData, Defaults::kImplicit)))) {}
-  ~ConfdModel() override { confd::CloseSession(sock_); }
+  void TearDown() override { confd::CloseSession(sock_); }
 
   // Reads all values of an object of `n`.
   std::vector<confd_value_t> Read(const char* path, int n) {
@@ -63,7 +63,7 @@ TEST_F(ConfdModel, HasTheValuesOfAnInstanceInTheirPlaces) {
   EXPECT_EQ(values[1].type, C_BUF);
   EXPECT_EQ(values[2].type, C_NOEXISTS);
   EXPECT_EQ(values[3].type, C_XMLTAG);
-  for (const std::size_t i : {4, 5, 6}) EXPECT_EQ(values[i].type, C_BOOL);
+  for (const std::size_t i : {4U, 5U, 6U}) EXPECT_EQ(values[i].type, C_BOOL);
   EXPECT_EQ(values[7].type, C_ENUM_VALUE);
   EXPECT_EQ(values[8].type, C_NOEXISTS);
   EXPECT_EQ(values[9].type, C_XMLTAG);
@@ -75,7 +75,7 @@ TEST_F(ConfdModel, HasTheValuesOfAnInstanceInTheirPlaces) {
 TEST_F(ConfdModel, HasTheValuesOfAnOverrideInTheirPlaces) {
   const auto values = Read("/config/dhcp/relay{r1}/if-option{l3-5}", 6);
   EXPECT_EQ(values[1].type, C_XMLTAG);
-  for (const std::size_t i : {2, 3, 4}) EXPECT_EQ(values[i].type, C_BOOL);
+  for (const std::size_t i : {2U, 3U, 4U}) EXPECT_EQ(values[i].type, C_BOOL);
   EXPECT_EQ(values[5].type, C_ENUM_VALUE);
   ExpectAll(values, {"l3-5", "relay-information", "false", "true", "false", "enum<1>"});
 }

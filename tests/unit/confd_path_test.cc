@@ -7,7 +7,6 @@
 namespace confd_test {
 namespace {
 
-using testing::StartsWith;
 using testing::StrEq;
 
 class ConfdPath : public ConfdTest {

@@ -8,7 +8,6 @@
 namespace confd_test {
 namespace {
 
-using testing::HasSubstr;
 using testing::StrEq;
 
 // The same answers are due whether the data carries its default nodes or not.
@@ -157,7 +156,8 @@ TEST_P(ConfdRead, RefusesTypesThatHaveNoValue) {
                  "nothing": [null]}}})");
   for (const std::string leaf : {"decimal", "either", "wide", "small", "nothing"}) {
     OwnedValue value;
-    const std::string path = "/config/types/" + leaf;
+    std::string path = "/config/types/";
+    path += leaf;
     ExpectFailure(cdb_get(sock_, value.get(), "%s", path.c_str()), CONFD_ERR_BADTYPE,
                   path + ": the type of '" + leaf + "' cannot be read");
     EXPECT_EQ(value->type, C_NOEXISTS);
@@ -166,10 +166,12 @@ TEST_P(ConfdRead, RefusesTypesThatHaveNoValue) {
 
 TEST_P(ConfdRead, RefusesTextsThatAreNoAddresses) {
   OpenEither(R"({"shop:config": {"types": {"address": "10.0.0.1%eth0", "server": "zebra",
-                                           "prefix": "10.0.0.1", "server-list": ["1.1.1.1", "x"]}}})");
+                                           "prefix": "10.0.0.1",
+                                           "server-list": ["1.1.1.1", "x"]}}})");
   for (const std::string leaf : {"address", "server", "prefix", "server-list"}) {
     OwnedValue value;
-    const std::string path = "/config/types/" + leaf;
+    std::string path = "/config/types/";
+    path += leaf;
     ExpectFailure(cdb_get(sock_, value.get(), "%s", path.c_str()), CONFD_ERR_BADTYPE,
                   path + ": the text of '" + leaf + "' is no value of its type");
     EXPECT_EQ(value->type, C_NOEXISTS);
