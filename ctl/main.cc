@@ -106,7 +106,7 @@ dhcp_manager::control::Status WaitForSync(const CommandLine& line) {
   while (true) {
     const bool last_try = steady_clock::now() >= deadline;
     try {
-      const auto status = Connection(line.directory).Status();
+      auto status = Connection(line.directory).Status();
       if (status.in_sync() || last_try) return status;
     } catch (const dhcp_relay::wire::WireError&) {
       if (last_try) throw;

@@ -323,6 +323,7 @@ void DhcpRelayCfgHandler::DumpIfOption(int sock, const std::string& if_option_pa
 }
 
 // The path is a copy because it serves as a format.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 std::int64_t DhcpRelayCfgHandler::GetCdbNumInstance(int sock, std::string path) {
   const int count = cdb_num_instances(sock, path.c_str());
   if (count >= 0) return count;

@@ -219,7 +219,7 @@ int Confd::GetObjects(int sock, const std::string& path, confd_value_t* values, 
   const int count = list == lists_.end() ? 0 : static_cast<int>(list->second.size());
   if (ix + nobj > count) return SetError(CONFD_ERR_NOEXISTS, path + " is shorter");
   for (int i = 0; i < nobj; ++i) {
-    Fill(&values[i * n], list->second[static_cast<std::size_t>(ix + i)]);
+    Fill(&values[i * n], list->second[static_cast<std::size_t>(ix) + static_cast<std::size_t>(i)]);
   }
   return 1;
 }

@@ -8,22 +8,14 @@
 #include "fakes/fake_confd.h"
 #include "fakes/journal.h"
 
-namespace {
-
-std::string Format(const char* format, va_list arguments) {
-  char path[1024] = {};
-  std::vsnprintf(path, sizeof(path), format, arguments);
-  return path;
-}
-
-}  // namespace
-
 // Puts the arguments behind `fmt` into the path.
-#define EXPAND_PATH(path, fmt)                     \
-  va_list arguments;                               \
-  va_start(arguments, fmt);                        \
-  const std::string path = Format(fmt, arguments); \
-  va_end(arguments)
+#define EXPAND_PATH(path, fmt)                                      \
+  char path##_text[1024] = {};                                      \
+  va_list arguments;                                                \
+  va_start(arguments, fmt);                                         \
+  std::vsnprintf(path##_text, sizeof(path##_text), fmt, arguments); \
+  va_end(arguments);                                                \
+  const std::string path = path##_text
 
 extern "C" {
 

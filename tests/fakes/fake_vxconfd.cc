@@ -19,10 +19,10 @@ VxConfdInterface::VxConfdInterface() = default;
 VxConfdInterface::~VxConfdInterface() = default;
 
 VxConfdCdbSessionBase::VxConfdCdbSessionBase(VxConfdInterface* interface, cdb_db_type database,
-                                             bool start) {
+                                             bool start)
+    : socket_(fakes::Confd::Get().OpenSession()) {
   Journal::Get().Add("session open");
   Vxconfd::Get().sessions.push_back({interface, database, start});
-  socket_ = fakes::Confd::Get().OpenSession();
 }
 
 VxConfdCdbSessionBase::~VxConfdCdbSessionBase() {

@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "fakes/journal.h"
 
@@ -11,15 +12,6 @@ namespace {
 
 std::string Summary(const LogLine& line) {
   return std::to_string(line.level) + " " + line.function + ": " + line.text;
-}
-
-std::string Formatted(const char* format, va_list arguments) {
-  va_list copy;
-  va_copy(copy, arguments);
-  std::string text(static_cast<std::size_t>(std::vsnprintf(nullptr, 0, format, copy)), '\0');
-  va_end(copy);
-  std::vsnprintf(text.data(), text.size() + 1, format, arguments);
-  return text;
 }
 
 }  // namespace
@@ -43,9 +35,13 @@ void zlog(zlog_category_t* category, const char* file, size_t filelen, const cha
           size_t funclen, long line, int level, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);
-  const fakes::LogLine entry{category, file,  func,
-                             line,     level, fakes::Formatted(format, arguments)};
+  const int length = std::vsnprintf(nullptr, 0, format, arguments);
   va_end(arguments);
+  std::string text(static_cast<std::size_t>(length), '\0');
+  va_start(arguments, format);
+  std::vsnprintf(text.data(), text.size() + 1, format, arguments);
+  va_end(arguments);
+  const fakes::LogLine entry{category, file, func, line, level, std::move(text)};
   fakes::Zlog& log = fakes::Zlog::Get();
   if (std::strlen(file) != filelen || std::strlen(func) != funclen) ++log.wrong_lengths;
   log.lines.push_back(entry);

@@ -21,6 +21,16 @@ class ConfdRead : public ConfdTest, public testing::WithParamInterface<Defaults>
     EXPECT_THAT(confd_lasterr(), StrEq(text));
   }
 
+  // The failure's text names the leaf between `before` and `behind`.
+  void ExpectUnreadable(const std::string& leaf, const char* before, const char* behind) {
+    OwnedValue value;
+    const std::string path = "/config/types/" + leaf;
+    std::string text = path + ": ";
+    text.append(before).append(leaf).append(behind);
+    ExpectFailure(cdb_get(sock_, value.get(), "%s", path.c_str()), CONFD_ERR_BADTYPE, text);
+    EXPECT_EQ(value->type, C_NOEXISTS);
+  }
+
   std::string Get(const char* path) {
     OwnedValue value;
     return cdb_get(sock_, value.get(), "%s", path) == CONFD_OK ? Text(*value.get())
@@ -155,12 +165,7 @@ TEST_P(ConfdRead, RefusesTypesThatHaveNoValue) {
   OpenEither(R"({"shop:config": {"types": {"decimal": "1.5", "either": 4, "wide": "5", "small": 6,
                  "nothing": [null]}}})");
   for (const std::string leaf : {"decimal", "either", "wide", "small", "nothing"}) {
-    OwnedValue value;
-    std::string path = "/config/types/";
-    path += leaf;
-    ExpectFailure(cdb_get(sock_, value.get(), "%s", path.c_str()), CONFD_ERR_BADTYPE,
-                  path + ": the type of '" + leaf + "' cannot be read");
-    EXPECT_EQ(value->type, C_NOEXISTS);
+    ExpectUnreadable(leaf, "the type of '", "' cannot be read");
   }
 }
 
@@ -169,12 +174,7 @@ TEST_P(ConfdRead, RefusesTextsThatAreNoAddresses) {
                                            "prefix": "10.0.0.1",
                                            "server-list": ["1.1.1.1", "x"]}}})");
   for (const std::string leaf : {"address", "server", "prefix", "server-list"}) {
-    OwnedValue value;
-    std::string path = "/config/types/";
-    path += leaf;
-    ExpectFailure(cdb_get(sock_, value.get(), "%s", path.c_str()), CONFD_ERR_BADTYPE,
-                  path + ": the text of '" + leaf + "' is no value of its type");
-    EXPECT_EQ(value->type, C_NOEXISTS);
+    ExpectUnreadable(leaf, "the text of '", "' is no value of its type");
   }
 }
 

@@ -25,7 +25,13 @@ class PathParser {
  public:
   explicit PathParser(std::string_view path) : rest_(path) {}
 
+  // Starts behind `read` bytes, which end a node.
+  void Skip(std::size_t read) { rest_.remove_prefix(read); }
+
   bool AtEnd() const { return rest_.empty(); }
+
+  // Bytes of the path that were read.
+  std::size_t position(std::string_view path) const { return path.size() - rest_.size(); }
 
   // Reads the next node. Returns null, or what is wrong with it.
   // REQUIRES: !AtEnd().

@@ -21,10 +21,15 @@ class Walk {
   bool Run() {
     PathParser parser(path_);
     if (parser.AtEnd()) return Refuse("the path is empty");
+    bool remembered = StartAtRecentEntry(parser);
     while (!parser.AtEnd()) {
       PathStep step;
       if (const char* error = parser.Next(&step)) return Refuse(error);
       if (!CanDescend() || !Enter(step) || !Select(step)) return false;
+      if (!remembered && step.selector == PathStep::Selector::kKeys && place_.node != nullptr) {
+        store_.recent().Add(path_.substr(0, parser.position(path_)), place_.node);
+        remembered = true;
+      }
     }
     return true;
   }
@@ -32,6 +37,14 @@ class Walk {
   const Place& place() const { return place_; }
 
  private:
+  bool StartAtRecentEntry(PathParser& parser) {
+    const RecentEntries::Entry* entry = store_.recent().Find(path_);
+    if (entry == nullptr) return false;
+    place_ = {entry->node->schema, entry->node, true, false};
+    parser.Skip(entry->path.size());
+    return true;
+  }
+
   bool Refuse(std::string_view what) const {
     Fail(CONFD_ERR_BADPATH, path_, what);
     return false;

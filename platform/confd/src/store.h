@@ -10,6 +10,7 @@
 #include "confd/session.h"
 #include "list_index.h"
 #include "object.h"
+#include "recent_entries.h"
 #include "schema.h"
 
 namespace confd {
@@ -22,6 +23,7 @@ class Store {
   const lyd_node* tree() const { return tree_.get(); }
   SchemaIndex& schema() { return schema_; }
   ListIndexes& lists() { return lists_; }
+  RecentEntries& recent() { return recent_; }
   std::vector<confd_value_t>& batch_storage() { return batch_storage_; }
 
   // The first node of this schema among siblings that begin with `sibling`; null when there is
@@ -39,6 +41,7 @@ class Store {
   std::shared_ptr<const lyd_node> tree_;
   SchemaIndex schema_;
   ListIndexes lists_;
+  RecentEntries recent_;
   std::unordered_map<const lysc_node*, const lyd_node*> top_nodes_;
   std::unordered_map<const lysc_node*, ObjectLayout> layouts_;
   std::vector<confd_value_t> batch_storage_;

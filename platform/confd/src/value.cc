@@ -99,7 +99,7 @@ std::optional<Integer> ParseInteger(std::string_view text) {
 bool MakeIpv4AndPlen(std::string_view text, confd_value_t* value) {
   const std::size_t slash = text.find('/');
   std::array<char, INET_ADDRSTRLEN> dotted = {};
-  if (slash == std::string_view::npos || slash >= dotted.size()) return false;
+  if (slash >= dotted.size()) return false;
   std::copy_n(text.begin(), slash, dotted.begin());
   confd_ipv4_prefix prefix = {};
   const auto length = ParseInteger<std::uint8_t>(text.substr(slash + 1));

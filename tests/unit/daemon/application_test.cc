@@ -23,7 +23,7 @@ class NotingController : public Controller {
 
 class NotingHandler : public DhcpRelayCfgHandler {
  public:
-  NotingHandler(vxmw_t* mw, std::shared_ptr<NotingController> controller)
+  NotingHandler(vxmw_t* mw, const std::shared_ptr<NotingController>& controller)
       : DhcpRelayCfgHandler(mw, controller), controller_(*controller) {}
   ~NotingHandler() override { controller_.Note("~DhcpRelayCfgHandler"); }
 
@@ -33,7 +33,7 @@ class NotingHandler : public DhcpRelayCfgHandler {
 
 class NotingFacade : public DhcpMgrFacade {
  public:
-  NotingFacade(vxmw_t* mw, std::shared_ptr<NotingController> controller)
+  NotingFacade(vxmw_t* mw, const std::shared_ptr<NotingController>& controller)
       : DhcpMgrFacade(mw, controller, nullptr), controller_(*controller) {}
   ~NotingFacade() override { controller_.Note("~DhcpMgrFacade"); }
 

@@ -87,8 +87,10 @@ void HandlerTest::SetInstances(const std::vector<std::string>& names) {
 }
 
 // What stands in front of the flags owns memory, so that a leak of it shows.
-std::vector<fakes::Value> HandlerTest::InstanceData(fakes::Value option, fakes::Value check,
-                                                    fakes::Value trusted, fakes::Value policy) {
+std::vector<fakes::Value> HandlerTest::InstanceData(const fakes::Value& option,
+                                                    const fakes::Value& check,
+                                                    const fakes::Value& trusted,
+                                                    const fakes::Value& policy) {
   return {fakes::Buf("key"),
           fakes::Buf("vrf"),
           fakes::Absent(),
@@ -99,8 +101,10 @@ std::vector<fakes::Value> HandlerTest::InstanceData(fakes::Value option, fakes::
           policy};
 }
 
-std::vector<fakes::Value> HandlerTest::IfOptionData(fakes::Value option, fakes::Value check,
-                                                    fakes::Value trusted, fakes::Value policy) {
+std::vector<fakes::Value> HandlerTest::IfOptionData(const fakes::Value& option,
+                                                    const fakes::Value& check,
+                                                    const fakes::Value& trusted,
+                                                    const fakes::Value& policy) {
   return {fakes::Buf("key"), fakes::Unprintable(), option, check, trusted, policy};
 }
 

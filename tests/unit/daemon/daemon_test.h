@@ -121,10 +121,14 @@ class HandlerTest : public DaemonTest {
   void SetInstances(const std::vector<std::string>& names);
 
   // The eight and the six values as the database delivers them.
-  static std::vector<fakes::Value> InstanceData(fakes::Value option, fakes::Value check,
-                                                fakes::Value trusted, fakes::Value policy);
-  static std::vector<fakes::Value> IfOptionData(fakes::Value option, fakes::Value check,
-                                                fakes::Value trusted, fakes::Value policy);
+  static std::vector<fakes::Value> InstanceData(const fakes::Value& option,
+                                                const fakes::Value& check,
+                                                const fakes::Value& trusted,
+                                                const fakes::Value& policy);
+  static std::vector<fakes::Value> IfOptionData(const fakes::Value& option,
+                                                const fakes::Value& check,
+                                                const fakes::Value& trusted,
+                                                const fakes::Value& policy);
 
   std::list<DhcpRelayIntf>& Batch() { return Peer::Batch(*handler_); }
   std::vector<std::string> BatchNames();

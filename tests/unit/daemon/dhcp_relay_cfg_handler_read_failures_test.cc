@@ -62,8 +62,9 @@ std::vector<BadValue> BadValues(const std::string& array, int first) {
   for (int i = 0; i < 4; ++i) {
     const std::string& field = fields[i];
     const int position = first + i;
-    const std::string type = i == 3 ? "C_ENUM_VALUE" : "C_BOOL";
-    const std::string text = "(&" + array + "[" + std::to_string(position) + "])->type == " + type;
+    std::string text = "(&" + array;
+    text.append("[").append(std::to_string(position)).append("])->type == ");
+    text.append(i == 3 ? "C_ENUM_VALUE" : "C_BOOL");
     values.push_back({field + "Absent", position, fakes::Absent(), text});
     values.push_back({field + "IsANumber", position, fakes::Int32(1), text});
     values.push_back({field + "IsTheOtherType", position,

@@ -176,9 +176,11 @@ TEST(DhcpRelayIntfTest, InterfacesAndOverridesOfOneNameAreSeparateEntries) {
 
 TEST(DhcpRelayIntfTest, CopyConstructionCopiesEveryMemberInOrder) {
   const DhcpRelayIntf original = FullRecord("r1");
-  const DhcpRelayIntf copy(original);
+  DhcpRelayIntf copy(original);
   EXPECT_EQ(copy, original);
   EXPECT_EQ(copy.ToString(), original.ToString());
+  copy.SetVrfId(99);
+  EXPECT_EQ(original, FullRecord("r1"));
 }
 
 TEST(DhcpRelayIntfTest, CopyAssignmentCopiesEveryMemberInOrder) {

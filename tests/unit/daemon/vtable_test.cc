@@ -1,7 +1,9 @@
 // The order of virtual operations is a binary contract with the platform: a slot of a table is
 // called by its number, and what happens tells which operation stands there.
 
+#include <bit>
 #include <cstddef>
+#include <cstring>
 #include <new>
 
 #include "daemon_test.h"
@@ -18,16 +20,16 @@ using ::testing::SizeIs;
 // the arguments.
 template <typename Result, typename... Arguments>
 Result CallSlot(const void* object, std::size_t slot, Arguments... arguments) {
-  const void* const* const table = *static_cast<const void* const* const*>(object);
-  const auto operation = reinterpret_cast<Result (*)(const void*, Arguments...)>(
-      reinterpret_cast<std::uintptr_t>(table[slot]));
-  return operation(object, arguments...);
+  const void* const* table = nullptr;
+  std::memcpy(&table, object, sizeof(table));
+  using Operation = Result (*)(const void*, Arguments...);
+  return std::bit_cast<Operation>(table[slot])(object, arguments...);
 }
 
 constexpr std::size_t kDestructor = 0;
 constexpr std::size_t kDeletingDestructor = 1;
 
-int live_bytes_deleted = 0;
+int deletions = 0;
 
 // Tells a deleting destructor from one that only destroys.
 template <typename Base>
@@ -36,7 +38,7 @@ class Tracked : public Base {
   using Base::Base;
   ~Tracked() override { fakes::Journal::Get().Add("destroyed"); }
   static void operator delete(void* memory) {
-    ++live_bytes_deleted;
+    ++deletions;
     ::operator delete(memory);
   }
   static void* operator new(std::size_t size) { return ::operator new(size); }
@@ -47,17 +49,17 @@ class Tracked : public Base {
 template <typename Class, typename View, typename... Arguments>
 void ExpectDestructorsFirst(View view, Arguments... arguments) {
   fakes::Journal& journal = fakes::Journal::Get();
-  live_bytes_deleted = 0;
+  deletions = 0;
   journal.Clear();
   auto* const deleted = new Tracked<Class>(arguments...);
   CallSlot<void>(view(deleted), kDeletingDestructor);
-  EXPECT_EQ(live_bytes_deleted, 1);
+  EXPECT_EQ(deletions, 1);
   EXPECT_THAT(journal.StartingWith("destroyed"), SizeIs(1));
 
   alignas(Tracked<Class>) std::byte place[sizeof(Tracked<Class>)];
   auto* const destroyed = new (place) Tracked<Class>(arguments...);
   CallSlot<void>(view(destroyed), kDestructor);
-  EXPECT_EQ(live_bytes_deleted, 1);
+  EXPECT_EQ(deletions, 1);
   EXPECT_THAT(journal.StartingWith("destroyed"), SizeIs(2));
 }
 
