@@ -1,7 +1,9 @@
-// A dump of the whole configuration, from the request to the last call received, by the real daemon in a process of its
-// own, in turn with one read of the same data by sr_get_data: dump_bench DAEMON INSTANCES ROUNDS
+// A dump of the whole configuration, from the request to the last call received, by the real daemon
+// in a process of its own, in turn with one read of the same data by sr_get_data: dump_bench DAEMON
+// INSTANCES ROUNDS
 //
-// Prints the medians of both, in nanoseconds, and the daemon's peak memory in KiB: three numbers on a line.
+// Prints the medians of both, in nanoseconds, and the daemon's peak memory in KiB: three numbers on
+// a line.
 
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -40,8 +42,8 @@ json Instance(int number) {
           {"if-option",
            json::array({{{"name", "l3-" + name}, {"relay-information", {{"check", true}}}}})},
           {"server",
-           {{"ipv4", json::array({{{"address", "10.1." + subnet}},
-                                  {{"address", "10.2." + subnet}}})}}}};
+           {{"ipv4",
+             json::array({{{"address", "10.1." + subnet}}, {{"address", "10.2." + subnet}}})}}}};
 }
 
 json L3Interface(int number) {
@@ -59,12 +61,12 @@ std::string Configuration(int instances) {
     relays.push_back(Instance(i));
     interfaces.push_back(L3Interface(i));
   }
-  return json{{"metacli-internal:internal",
-               {{"vrf-config",
-                 {{"stringTOindex", json::array({{{"name", "red"}, {"vrf-idx", 7}}})}}}}},
-              {"vx-config:config",
-               {{"vx-interface:interface", {{"l3", interfaces}}},
-                {"vx-dhcp-relay:dhcp", {{"relay", relays}}}}}}
+  return json{
+      {"metacli-internal:internal",
+       {{"vrf-config", {{"stringTOindex", json::array({{{"name", "red"}, {"vrf-idx", 7}}})}}}}},
+      {"vx-config:config",
+       {{"vx-interface:interface", {{"l3", interfaces}}},
+        {"vx-dhcp-relay:dhcp", {{"relay", relays}}}}}}
       .dump();
 }
 
@@ -103,10 +105,10 @@ class Manager {
     std::filesystem::create_directories(directory);
     const sockaddr_un address = wire::SocketAddress(directory / wire::kSocketName);
     listener_ = wire::Descriptor(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
-    Require(bind(listener_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) ==
-                    0 &&
-                listen(listener_.get(), 1) == 0,
-            "listen");
+    Require(
+        bind(listener_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0 &&
+            listen(listener_.get(), 1) == 0,
+        "listen");
     daemon_ = fork();
     if (daemon_ == 0) {
       execl(daemon, daemon, nullptr);
@@ -127,8 +129,7 @@ class Manager {
   int Dump() {
     wire::ManagerMessage request;
     request.mutable_dump_request()->set_id(++dump_);
-    Require(wire::SendPacket(client_.get(), request.SerializeAsString()) ==
-                wire::SendResult::kSent,
+    Require(wire::SendPacket(client_.get(), request.SerializeAsString()) == wire::SendResult::kSent,
             "send");
     int calls = 0;
     while (true) {

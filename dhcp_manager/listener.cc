@@ -33,7 +33,7 @@ void RemoveStale(const std::filesystem::path& path, const sockaddr_un& address) 
       errno == EAGAIN) {
     throw WireError("another DHCP manager answers on " + path.string());
   }
-  if (errno == ECONNREFUSED) unlink(path.c_str());
+  if (errno == ECONNREFUSED && std::filesystem::is_socket(path)) unlink(path.c_str());
 }
 
 Descriptor Listen(const std::filesystem::path& path, mode_t mode) {

@@ -1,5 +1,5 @@
-// The daemon's handler and facade on the real platform and a real datastore: what a dump request of the DHCP manager
-// makes them call.
+// The daemon's handler and facade on the real platform and a real datastore: what a dump request of
+// the DHCP manager makes them call.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -129,7 +129,8 @@ TEST_F(DumpTest, WaitingForAModelIsServedOnceItIsThere) {
   StartDaemon();
   EXPECT_THAT(Dump(), IsEmpty());
 
-  // The models come with a configuration: the startup datastore is filled before the daemon can see it.
+  // The models come with a configuration: the startup datastore is filled before the daemon can see
+  // it.
   repository_.InstallModelsWithConfiguration(R"({ "vx-config:config": { "vx-dhcp-relay:dhcp": {
       "relay": [ { "name": "r1" }, { "name": "r2" } ] } } })");
   ASSERT_TRUE(RunUntilConnected());

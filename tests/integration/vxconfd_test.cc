@@ -65,8 +65,8 @@ class VxconfdTest : public ::testing::Test {
   }
 
   void Make() {
-    adapter_ = std::make_unique<vxconfd::AppInterface>(mw_, nullptr, "vxconfd_test",
-                                                       ELEM_CONFD_PHASE_2);
+    adapter_ =
+        std::make_unique<vxconfd::AppInterface>(mw_, nullptr, "vxconfd_test", ELEM_CONFD_PHASE_2);
     adapter_->AddConfigHandler(&first_);
     adapter_->AddConfigHandler(&second_);
   }
@@ -89,15 +89,12 @@ TEST_F(VxconfdTest, ConnectsAtOnceAndRunsThePhasesOfAllHandlersInStep) {
   EXPECT_FALSE(adapter_->connected());
   adapter_->Init(0);
   EXPECT_TRUE(adapter_->connected());
-  EXPECT_THAT(events_,
-              ElementsAre("first connected in phase 2", "second connected in phase 2",
-                          "first load", "second load", "first apply", "second apply"));
+  EXPECT_THAT(events_, ElementsAre("first connected in phase 2", "second connected in phase 2",
+                                   "first load", "second load", "first apply", "second apply"));
   EXPECT_TRUE(vxmw::ConfigReady(mw_));
 }
 
-TEST_F(VxconfdTest, TellsAHandlerItsInterface) {
-  EXPECT_EQ(first_.interface(), adapter_.get());
-}
+TEST_F(VxconfdTest, TellsAHandlerItsInterface) { EXPECT_EQ(first_.interface(), adapter_.get()); }
 
 TEST_F(VxconfdTest, IgnoresANullHandler) {
   repository_.InstallModels();

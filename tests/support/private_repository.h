@@ -1,5 +1,5 @@
-// A sysrepo repository of this process's own. The datastore library reads its environment once, so there is one for
-// the whole process; every test of a binary runs in a process of its own.
+// A sysrepo repository of this process's own. The datastore library reads its environment once, so
+// there is one for the whole process; every test of a binary runs in a process of its own.
 
 #ifndef TESTS_SUPPORT_PRIVATE_REPOSITORY_H_
 #define TESTS_SUPPORT_PRIVATE_REPOSITORY_H_

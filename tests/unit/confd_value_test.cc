@@ -114,10 +114,12 @@ TEST(ConfdValueAccess, GivesTheMembersOfEachType) {
 
 TEST(ConfdValueAccessDeathTest, EndsTheProcessNamingTheExpression) {
   confd_value_t data[1] = {{C_NOEXISTS, {}}};
-  EXPECT_DEATH({ [[maybe_unused]] const int value = CONFD_GET_BOOL(&data[0]); },
-               "Assertion `\\(&data\\[0\\]\\)->type == C_BOOL' failed");
-  EXPECT_DEATH({ [[maybe_unused]] const auto value = CONFD_GET_IPV4(&data[0]); },
-               "Assertion `\\(&data\\[0\\]\\)->type == C_IPV4' failed");
+  EXPECT_DEATH(
+      { [[maybe_unused]] const int value = CONFD_GET_BOOL(&data[0]); },
+      "Assertion `\\(&data\\[0\\]\\)->type == C_BOOL' failed");
+  EXPECT_DEATH(
+      { [[maybe_unused]] const auto value = CONFD_GET_IPV4(&data[0]); },
+      "Assertion `\\(&data\\[0\\]\\)->type == C_IPV4' failed");
 }
 
 }  // namespace

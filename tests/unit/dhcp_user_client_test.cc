@@ -291,7 +291,8 @@ TEST_F(ClientTest, StartsOverWhenTheManagerTakesTooLittle) {
   manager_->said.clear();
   EXPECT_TRUE(tests::RunUntil(mw_, [this] {
     manager_->Listen();
-    return manager_->connections == 2 && !manager_->said.empty() && manager_->said.back() == "hello 1";
+    return manager_->connections == 2 && !manager_->said.empty() &&
+           manager_->said.back() == "hello 1";
   }));
 }
 
@@ -350,11 +351,11 @@ TEST_F(ClientTest, EveryOperationOfTheClientArrivesAsItself) {
   ExpectHeard({"AddServer r1 192.0.2.1", "DeleteServer r1 192.0.2.1", "DeleteInstance r1",
                "AddL3Interface r1 l3-5", "SetL3InterfaceAddress r1 l3-5 192.0.2.1",
                "SetVrf r1 0x01000007", "SetL3InterfaceVlan r1 l3-5 65535",
-               "DeleteL3InterfaceVlan r1 l3-5 5", "DeleteL3Interface r1 l3-5",
-               "SetTrusted r1 true", "SetOption r1 false", "SetCheck r1 true",
-               "SetPolicy r1 drop", "AddIfOption r1 l3-5", "DeleteIfOption r1 l3-5",
-               "SetIfOptionTrusted r1 l3-5 false", "SetIfOptionOption r1 l3-5 true",
-               "SetIfOptionCheck r1 l3-5 false", "SetIfOptionPolicy r1 l3-5 replace"});
+               "DeleteL3InterfaceVlan r1 l3-5 5", "DeleteL3Interface r1 l3-5", "SetTrusted r1 true",
+               "SetOption r1 false", "SetCheck r1 true", "SetPolicy r1 drop", "AddIfOption r1 l3-5",
+               "DeleteIfOption r1 l3-5", "SetIfOptionTrusted r1 l3-5 false",
+               "SetIfOptionOption r1 l3-5 true", "SetIfOptionCheck r1 l3-5 false",
+               "SetIfOptionPolicy r1 l3-5 replace"});
 }
 
 }  // namespace

@@ -32,7 +32,7 @@ std::string OsError(const std::string& what) { return what + ": " + std::strerro
 // A manager runs as root, as this process's user, or as the user that its directory was made for.
 void CheckPeer(int fd, const std::filesystem::path& directory) {
   const auto user = wire::PeerUser(fd);
-  struct stat status {};
+  struct stat status{};
   const bool has_owner = stat(directory.c_str(), &status) == 0;
   if (user && (*user == 0 || *user == geteuid() || (has_owner && *user == status.st_uid))) return;
   throw wire::WireError("the process behind " + directory.string() + " is not the DHCP manager's");

@@ -11,7 +11,8 @@ IPv4Addr::IPv4Addr(in_addr addr) noexcept : host_order_(ntohl(addr.s_addr)) {}
 std::optional<IPv4Addr> IPv4Addr::parse(std::string_view text) {
   const std::string terminated(text);
   in_addr addr{};
-  if (text.find('\0') != std::string_view::npos || inet_pton(AF_INET, terminated.c_str(), &addr) != 1) {
+  if (text.find('\0') != std::string_view::npos ||
+      inet_pton(AF_INET, terminated.c_str(), &addr) != 1) {
     return std::nullopt;
   }
   return IPv4Addr(addr);

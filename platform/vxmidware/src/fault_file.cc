@@ -29,7 +29,7 @@ class File {
 };
 
 std::size_t SizeOf(const File& file) {
-  struct stat status {};
+  struct stat status{};
   return fstat(file.fd(), &status) == 0 ? static_cast<std::size_t>(status.st_size) : 0;
 }
 

@@ -309,7 +309,9 @@ TEST_F(FacadeTest, ClientGoesWhileTheFacadeIsRegisteredAndCanBeCalledBack) {
 
 TEST_F(FacadeTest, ClientSharedWithAnotherOwnerStays) {
   auto shared = std::make_shared<fakes::ClientDouble>();
-  { const DhcpMgrFacade facade(fakes::Vxmw::Handle(), controller_, shared); }
+  {
+    const DhcpMgrFacade facade(fakes::Vxmw::Handle(), controller_, shared);
+  }
   EXPECT_EQ(shared.use_count(), 1);
   EXPECT_THAT(journal_.StartingWith("~"), IsEmpty());
 }

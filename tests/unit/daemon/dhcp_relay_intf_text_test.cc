@@ -170,13 +170,13 @@ TEST(RecordTextTest, PoliciesHaveTheirWords) {
 }
 
 TEST(RecordTextTest, SwitchOutsideOfItsValuesThrows) {
-  for (TriState DhcpRelayIntf::*field :
+  for (TriState DhcpRelayIntf::* field :
        {&DhcpRelayIntf::trusted, &DhcpRelayIntf::check, &DhcpRelayIntf::option}) {
     DhcpRelayIntf intf("x");
     intf.*field = BadSwitch();
     EXPECT_EQ(WhyItThrows(intf), "map::at");
   }
-  for (TriState DhcpRelayIfOption::*field :
+  for (TriState DhcpRelayIfOption::* field :
        {&DhcpRelayIfOption::trusted, &DhcpRelayIfOption::check, &DhcpRelayIfOption::option}) {
     DhcpRelayIfOption if_option("x");
     if_option.*field = BadSwitch();

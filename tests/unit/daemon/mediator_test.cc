@@ -73,7 +73,9 @@ TEST_F(MediatorTest, ReceiverMayNotifyFromInsideItsDelivery) {
 
 TEST_F(MediatorTest, DestroyedComponentIsNotReached) {
   Receiver staying(controller_, "staying");
-  { const Receiver leaving(controller_, "leaving"); }
+  {
+    const Receiver leaving(controller_, "leaving");
+  }
   controller_->Notify(nullptr, &request_);
   EXPECT_THAT(journal_.entries(), ElementsAre("staying: dump request"));
 }
