@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <utility>
 
 #include "middleware.h"
@@ -9,9 +10,14 @@ bool ConfigReady(const vxmw_t* mw) { return mw->config_ready; }
 
 void SetConfigReady(vxmw_t* mw, bool ready) {
   if (std::exchange(mw->config_ready, ready) == ready) return;
-  // A copy, because a watch may go while the watches are told.
+  // A copy, because watches may come and go while they are told.
   const auto watches = mw->config_watches;
-  for (const auto* watch : watches) (*watch)(ready);
+  for (const auto* watch : watches) {
+    const auto& there = mw->config_watches;
+    if (std::find(there.begin(), there.end(), watch) == there.end()) continue;
+    const auto callback = *watch;  // lives on when it destroys its own watch
+    callback(ready);
+  }
 }
 
 ConfigReadyWatch::ConfigReadyWatch(vxmw_t* mw, Callback callback)
