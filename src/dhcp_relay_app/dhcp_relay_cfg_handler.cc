@@ -31,8 +31,16 @@ constexpr std::int32_t kSubscriptionPriority = 3;
 constexpr int kKeyTextSize = 256;
 constexpr int kVrfNameSize = 64;
 
-// A relay interface is named after its layer-3 interface, behind "l3-".
-constexpr std::size_t kL3PrefixLength = 3;
+// A relay interface is named after its layer-3 interface, behind this prefix.
+constexpr char kL3Prefix[] = "l3-";
+constexpr std::size_t kL3PrefixLength = sizeof(kL3Prefix) - 1;
+
+#define CHANGE_FORMAT "%s: %s, oldv = %p, newv = %p\n"
+
+const std::map<int, std::string> kIterOpNames = {
+    {MOP_CREATED, "MOP_CREATED"},         {MOP_DELETED, "MOP_DELETED"},
+    {MOP_MODIFIED, "MOP_MODIFIED"},       {MOP_VALUE_SET, "MOP_VALUE_SET"},
+    {MOP_MOVED_AFTER, "MOP_MOVED_AFTER"}, {MOP_ATTR_SET, "MOP_ATTR_SET"}};
 
 using PolicyTable = std::map<int, std::pair<DhcpRelayPolicy, std::string>>;
 
@@ -40,6 +48,23 @@ PolicyTable MakePolicyTable() {
   return {{0, {DhcpRelayPolicy::kDrop, "drop"}},
           {2, {DhcpRelayPolicy::kReplace, "replace"}},
           {1, {DhcpRelayPolicy::kKeep, "keep"}}};
+}
+
+// The text of a string value: a macro, because the type check names the expression it is given.
+#define TEXT_OF(value) reinterpret_cast<const char*>(CONFD_GET_BUFPTR(value))
+
+// For the %p of a format.
+const void* AsPointer(const confd_value_t* value) { return value; }
+
+const char* EnabledText(int flag) { return flag != 0 ? "enabled" : "disabled"; }
+
+// The changed leaf itself, or the list of a created or deleted entry; null when the path has no
+// tag.
+confd_value_t* InnermostTag(confd_hkeypath_t* kp) {
+  for (int i = 0; i < kp->len; ++i) {
+    if (kp->v[i][0].type == C_XMLTAG) return &kp->v[i][0];
+  }
+  return nullptr;
 }
 
 TriState ToTriState(int flag) { return flag != 0 ? TriState::kYes : TriState::kNo; }
@@ -183,22 +208,275 @@ void DhcpRelayCfgHandler::ProcessDumpCancel(const DhcpDumpCancel& /*cancel*/) {
   dump_pending_ = false;
 }
 
-confd_iter_ret DhcpRelayCfgHandler::HandleCfg(confd_hkeypath_t* /*kp*/, confd_iter_op /*op*/,
-                                              confd_value_t* /*old_value*/,
-                                              confd_value_t* /*new_value*/) {
-  return ITER_CONTINUE;
+confd_iter_ret DhcpRelayCfgHandler::HandleCfg(confd_hkeypath_t* kp, confd_iter_op op,
+                                              confd_value_t* old_value, confd_value_t* new_value) {
+  char path[kKeyTextSize] = {};
+  confd_pp_kpath(path, kKeyTextSize, kp);
+  LOG_TRACE(CHANGE_FORMAT, kIterOpNames.at(op).c_str(), path, AsPointer(old_value),
+            AsPointer(new_value));
+  confd_value_t* const leaf = InnermostTag(kp);
+  if (leaf == nullptr) return ITER_CONTINUE;
+  switch (op) {
+    case MOP_CREATED:
+      HandleCreateParameter(kp, leaf);
+      break;
+    case MOP_DELETED:
+      HandleDeleteParameter(kp, leaf);
+      break;
+    case MOP_VALUE_SET:
+      HandleSetParameter(kp, leaf, new_value);
+      break;
+    case MOP_MODIFIED:
+    case MOP_MOVED_AFTER:
+    case MOP_ATTR_SET:
+      break;
+    default:
+      LOG_ERROR("Unexpected operation %u", static_cast<unsigned>(op));
+  }
+  return ITER_RECURSE;
 }
 
-confd_iter_ret DhcpRelayCfgHandler::HandleL3Ipv4Cfg(confd_hkeypath_t* /*kp*/, confd_iter_op /*op*/,
-                                                    confd_value_t* /*old_value*/,
-                                                    confd_value_t* /*new_value*/) {
-  return ITER_CONTINUE;
+confd_iter_ret DhcpRelayCfgHandler::HandleL3VlanCfg(confd_hkeypath_t* kp, confd_iter_op op,
+                                                    confd_value_t* old_value,
+                                                    confd_value_t* new_value) {
+  char path[kKeyTextSize] = {};
+  confd_pp_kpath(path, kKeyTextSize, kp);
+  LOG_TRACE(CHANGE_FORMAT, kIterOpNames.at(op).c_str(), path, AsPointer(old_value),
+            AsPointer(new_value));
+  if (new_value == nullptr) return ITER_RECURSE;
+  const std::string l3_name = kL3Prefix + std::string(TEXT_OF(&kp->v[2][0]));
+  const L3IfLookup relay = FindRelayOfL3If(l3_name);
+  if (!relay.found) return ITER_RECURSE;
+  DhcpRelayL3Intf& l3_intf = GetOrAddRelayIntf(relay.name).GetOrAddL3Intf(l3_name);
+  l3_intf.SetAddedVlanId(CONFD_GET_INT32(new_value));
+  if (old_value != nullptr) l3_intf.SetDeletedVlanId(CONFD_GET_INT32(old_value));
+  return ITER_RECURSE;
 }
 
-confd_iter_ret DhcpRelayCfgHandler::HandleL3VlanCfg(confd_hkeypath_t* /*kp*/, confd_iter_op /*op*/,
-                                                    confd_value_t* /*old_value*/,
-                                                    confd_value_t* /*new_value*/) {
-  return ITER_CONTINUE;
+confd_iter_ret DhcpRelayCfgHandler::HandleL3Ipv4Cfg(confd_hkeypath_t* kp, confd_iter_op op,
+                                                    confd_value_t* old_value,
+                                                    confd_value_t* new_value) {
+  char path[kKeyTextSize] = {};
+  confd_pp_kpath(path, kKeyTextSize, kp);
+  LOG_TRACE(CHANGE_FORMAT, kIterOpNames.at(op).c_str(), path, AsPointer(old_value),
+            AsPointer(new_value));
+  if (new_value == nullptr) return ITER_RECURSE;
+  const std::string l3_name = kL3Prefix + std::string(TEXT_OF(&kp->v[3][0]));
+  const L3IfLookup relay = FindRelayOfL3If(l3_name);
+  if (!relay.found) return ITER_RECURSE;
+  DhcpRelayL3Intf& l3_intf = GetOrAddRelayIntf(relay.name).GetOrAddL3Intf(l3_name);
+  l3_intf.SetIpv4Addr(nettypes::IPv4Addr(CONFD_GET_IPV4_AND_PLEN(new_value).ip));
+  return ITER_RECURSE;
+}
+
+void DhcpRelayCfgHandler::HandleCreateParameter(confd_hkeypath_t* kp, confd_value_t* leaf) {
+  if (CONFD_GET_XMLTAG(leaf) != vx_schema::kTagInterface) {
+    LOG_ERROR("Unexpected create path");
+    return;
+  }
+  const std::string name = TEXT_OF(&kp->v[2][0]);
+  const std::string if_name = TEXT_OF(&kp->v[0][0]);
+  const std::string l3_path = L3Path(if_name);
+
+  const VxConfdCdbSession session(interface_, CDB_RUNNING, true);
+  std::int32_t vlan = 0;
+  if (cdb_get_int32(session.Socket(), &vlan, VlanPath(l3_path).c_str()) != CONFD_OK) {
+    ReportReadFault(__func__, __LINE__);
+  }
+  confd_ipv4_prefix prefix = {};
+  if (cdb_get_ipv4_and_plen(session.Socket(), &prefix, AddressPath(l3_path).c_str()) != CONFD_OK) {
+    ReportReadFault(__func__, __LINE__);
+  }
+  const nettypes::IPv4Addr address(prefix.ip);
+  DhcpRelayL3Intf& l3_intf = GetOrAddRelayIntf(name).GetOrAddL3Intf(if_name);
+  l3_intf.SetAddedVlanId(vlan);
+  l3_intf.SetIpv4Addr(address);
+  LOG_TRACE("Creating DHCP Relay L3 interface %s, VLAN ID %d and IPv4 Address %s on instance %s",
+            if_name.c_str(), vlan, address.to_string().c_str(), name.c_str());
+}
+
+void DhcpRelayCfgHandler::HandleDeleteParameter(confd_hkeypath_t* kp, confd_value_t* leaf) {
+  switch (CONFD_GET_XMLTAG(leaf)) {
+    case vx_schema::kTagRelay: {
+      const std::string name = TEXT_OF(&kp->v[0][0]);
+      GetOrAddRelayIntf(name).SetShouldDelete();
+      LOG_TRACE("Deleting DHCP Relay %s", name.c_str());
+      break;
+    }
+    case vx_schema::kTagVrf: {
+      const std::string name = TEXT_OF(&kp->v[1][0]);
+      GetOrAddRelayIntf(name).SetVrfDeleted();
+      const VxConfdCdbSession session(interface_, CDB_RUNNING, true);
+      const std::string vrf_path = Entry(kRelayPath, name) + "/vrf";
+      char vrf_name[kVrfNameSize] = {};
+      if (cdb_get_str(session.Socket(), vrf_name, kVrfNameSize, vrf_path.c_str()) == CONFD_OK) {
+        LOG_TRACE("Deleting DHCP Relay %s VRF: %s", name.c_str(), vrf_name);
+      }
+      break;
+    }
+    case vx_schema::kTagIpv4: {
+      const std::string name = TEXT_OF(&kp->v[3][0]);
+      const nettypes::IPv4Addr server(CONFD_GET_IPV4(&kp->v[0][0]));
+      GetOrAddRelayIntf(name).AddDeletedServerAddr(server);
+      LOG_TRACE("Deleting server address %s on DHCP Relay %s", server.to_string().c_str(),
+                name.c_str());
+      break;
+    }
+    case vx_schema::kTagInterface: {
+      const std::string name = TEXT_OF(&kp->v[2][0]);
+      const std::string if_name = TEXT_OF(&kp->v[0][0]);
+      const std::string vlan_path = VlanPath(L3Path(if_name));
+      const VxConfdCdbSession session(interface_, CDB_RUNNING, true);
+      std::int32_t vlan = 0;
+      if (cdb_get_int32(session.Socket(), &vlan, vlan_path.c_str()) != CONFD_OK) {
+        ReportReadFault(__func__, __LINE__);
+      }
+      DhcpRelayL3Intf& l3_intf = GetOrAddRelayIntf(name).GetOrAddL3Intf(if_name);
+      l3_intf.SetDeletedVlanId(vlan);
+      l3_intf.SetShouldDelete();
+      LOG_TRACE("Deleting DHCP Relay L3 interface %s, instance %s", if_name.c_str(), name.c_str());
+      break;
+    }
+    case vx_schema::kTagIfOption: {
+      const std::string name = TEXT_OF(&kp->v[2][0]);
+      const std::string if_name = TEXT_OF(&kp->v[0][0]);
+      GetOrAddRelayIntf(name).GetOrAddIfOption(if_name).SetShouldDelete();
+      LOG_TRACE("Deleting DHCP Relay L3 if-option %s, instance %s", if_name.c_str(), name.c_str());
+      break;
+    }
+    default:
+      LOG_ERROR("Unexpected delete path");
+  }
+}
+
+void DhcpRelayCfgHandler::HandleSetParameter(confd_hkeypath_t* kp, confd_value_t* leaf,
+                                             confd_value_t* new_value) {
+  switch (CONFD_GET_XMLTAG(leaf)) {
+    case vx_schema::kTagAddress: {
+      const std::string name = TEXT_OF(&kp->v[4][0]);
+      if (new_value == nullptr) return;
+      const nettypes::IPv4Addr server(CONFD_GET_IPV4(new_value));
+      GetOrAddRelayIntf(name).AddServerAddr(server);
+      LOG_TRACE("Configuring DHCP Relay %s server address: %s", name.c_str(),
+                server.to_string().c_str());
+      break;
+    }
+    case vx_schema::kTagVrf: {
+      if (new_value == nullptr) return;
+      const std::string name = TEXT_OF(&kp->v[1][0]);
+      const std::string vrf_name = TEXT_OF(new_value);
+      const VxConfdCdbSession session(interface_, CDB_RUNNING, true);
+      confd_value_t vl_vrf_id = {};  // of no type, so that a failed read cannot pass the check
+      if (cdb_get(session.Socket(), &vl_vrf_id, kVrfIndexPath, vrf_name.c_str()) != CONFD_OK) {
+        ReportReadFault(__func__, __LINE__);
+      }
+      const std::uint32_t vrf_id = CONFD_GET_UINT32(&vl_vrf_id);
+      GetOrAddRelayIntf(name).SetVrfId(vrf_id);
+      LOG_TRACE("Configuring DHCP Relay %s VRF: %s", name.c_str(), vrf_name.c_str());
+      break;
+    }
+    case vx_schema::kTagCheck:
+    case vx_schema::kTagOption:
+    case vx_schema::kTagTrusted:
+    case vx_schema::kTagPolicy: {
+      const std::uint32_t owner = CONFD_GET_XMLTAG(&kp->v[3][0]);
+      if (owner == vx_schema::kTagRelay) {
+        HandleRelaySetParameter(kp, leaf, new_value);
+      } else if (owner == vx_schema::kTagIfOption) {
+        HandleIfOptionSetParameter(kp, leaf, new_value);
+      }
+      break;
+    }
+    default:
+      LOG_ERROR("Unexpected set path");
+  }
+}
+
+void DhcpRelayCfgHandler::HandleRelaySetParameter(confd_hkeypath_t* kp, confd_value_t* leaf,
+                                                  confd_value_t* new_value) {
+  if (new_value == nullptr) {
+    LOG_ERROR("Failed to get Instance L3 configuration value");
+    return;
+  }
+  const std::string name = TEXT_OF(&kp->v[2][0]);
+  switch (CONFD_GET_XMLTAG(leaf)) {
+    case vx_schema::kTagCheck: {
+      const int check = CONFD_GET_BOOL(new_value);
+      GetOrAddRelayIntf(name).check = ToTriState(check);
+      LOG_TRACE("Check %s on DHCP Relay instance %s", EnabledText(check), name.c_str());
+      break;
+    }
+    case vx_schema::kTagOption: {
+      const int option = CONFD_GET_BOOL(new_value);
+      GetOrAddRelayIntf(name).option = ToTriState(option);
+      LOG_TRACE("Option %s on DHCP Relay instance %s", EnabledText(option), name.c_str());
+      break;
+    }
+    case vx_schema::kTagTrusted: {
+      const int trusted = CONFD_GET_BOOL(new_value);
+      GetOrAddRelayIntf(name).trusted = ToTriState(trusted);
+      LOG_TRACE("Trusted %s on DHCP Relay instance %s", EnabledText(trusted), name.c_str());
+      break;
+    }
+    case vx_schema::kTagPolicy: {
+      static const PolicyTable kPolicyTable = MakePolicyTable();
+      const int value = CONFD_GET_ENUM_VALUE(new_value);
+      DhcpRelayIntf& intf = GetOrAddRelayIntf(name);  // before the look-up, which may throw
+      const auto& policy = kPolicyTable.at(value);
+      intf.policy = policy.first;
+      LOG_TRACE("Configuring policy %s on DHCP Relay instance %s", policy.second.c_str(),
+                name.c_str());
+      break;
+    }
+    default:
+      LOG_ERROR("Unexpected set path");
+  }
+}
+
+void DhcpRelayCfgHandler::HandleIfOptionSetParameter(confd_hkeypath_t* kp, confd_value_t* leaf,
+                                                     confd_value_t* new_value) {
+  if (new_value == nullptr) {
+    LOG_ERROR("Failed to get Instance IfOption configuration value");
+    return;
+  }
+  const std::string name = TEXT_OF(&kp->v[4][0]);
+  const std::string if_name = TEXT_OF(&kp->v[2][0]);
+  switch (CONFD_GET_XMLTAG(leaf)) {
+    case vx_schema::kTagCheck: {
+      const int check = CONFD_GET_BOOL(new_value);
+      GetOrAddRelayIntf(name).GetOrAddIfOption(if_name).check = ToTriState(check);
+      LOG_TRACE("Check %s on DHCP Relay instance %s IfOption %s", EnabledText(check), name.c_str(),
+                if_name.c_str());
+      break;
+    }
+    case vx_schema::kTagOption: {
+      const int option = CONFD_GET_BOOL(new_value);
+      GetOrAddRelayIntf(name).GetOrAddIfOption(if_name).option = ToTriState(option);
+      LOG_TRACE("Option %s on DHCP Relay instance %s IfOption %s", EnabledText(option),
+                name.c_str(), if_name.c_str());
+      break;
+    }
+    case vx_schema::kTagTrusted: {
+      const int trusted = CONFD_GET_BOOL(new_value);
+      GetOrAddRelayIntf(name).GetOrAddIfOption(if_name).trusted = ToTriState(trusted);
+      LOG_TRACE("Trusted %s on DHCP Relay instance %s IfOption %s", EnabledText(trusted),
+                name.c_str(), if_name.c_str());
+      break;
+    }
+    case vx_schema::kTagPolicy: {
+      static const PolicyTable kPolicyTable = MakePolicyTable();
+      const int value = CONFD_GET_ENUM_VALUE(new_value);
+      // Before the look-up, which may throw.
+      DhcpRelayIfOption& if_option = GetOrAddRelayIntf(name).GetOrAddIfOption(if_name);
+      const auto& policy = kPolicyTable.at(value);
+      if_option.policy = policy.first;
+      LOG_TRACE("Configuring policy %s on DHCP Relay instance %s IfOption %s",
+                policy.second.c_str(), name.c_str(), if_name.c_str());
+      break;
+    }
+    default:
+      LOG_ERROR("Unexpected set path");
+  }
 }
 
 void DhcpRelayCfgHandler::DumpConfig() {

@@ -59,6 +59,14 @@ class DhcpRelayCfgHandler : public Component, public vxconfd::ConfigHandler {
   confd_iter_ret HandleL3VlanCfg(confd_hkeypath_t* kp, confd_iter_op op, confd_value_t* old_value,
                                  confd_value_t* new_value);
 
+  // What a change of the relay tree does to the batch. `leaf` is the innermost tag of `kp`.
+  void HandleCreateParameter(confd_hkeypath_t* kp, confd_value_t* leaf);
+  void HandleDeleteParameter(confd_hkeypath_t* kp, confd_value_t* leaf);
+  void HandleSetParameter(confd_hkeypath_t* kp, confd_value_t* leaf, confd_value_t* new_value);
+  void HandleRelaySetParameter(confd_hkeypath_t* kp, confd_value_t* leaf, confd_value_t* new_value);
+  void HandleIfOptionSetParameter(confd_hkeypath_t* kp, confd_value_t* leaf,
+                                  confd_value_t* new_value);
+
   // Full read. A value of an unexpected type ends the process; an unknown policy or a relay
   // interface name shorter than its prefix throws std::out_of_range.
   void DumpConfig();

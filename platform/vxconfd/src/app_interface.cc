@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <chrono>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "change_walk.h"
 #include "datastore.h"
+#include "subscription.h"
 #include "vxconfd/vxconfd.h"
 #include "vxmw/event.h"
 
@@ -44,11 +47,7 @@ class AppInterface::Impl {
   std::shared_ptr<Datastore> Connect() {
     try {
       auto datastore = std::make_shared<Datastore>();
-      for (const ConfigHandler* handler : handlers_) {
-        for (const SubscriptionPoint& point : handler->GetSubscriptionPoints()) {
-          datastore->RequireModelOf(point.path);
-        }
-      }
+      Subscribe(*datastore);
       return datastore;
     } catch (const DatastoreError& error) {
       LogWaiting(error.what());
@@ -65,9 +64,42 @@ class AppInterface::Impl {
     vxmw::SetConfigReady(mw_, true);
   }
 
-  void Stop() { vxmw::SetConfigReady(mw_, false); }
+  void Stop() {
+    vxmw::SetConfigReady(mw_, false);
+    subscription_.reset();
+  }
 
  private:
+  void Subscribe(Datastore& datastore) {
+    std::set<std::string> modules;
+    std::uint32_t priority = 0;
+    for (const ConfigHandler* handler : handlers_) {
+      for (const SubscriptionPoint& point : handler->GetSubscriptionPoints()) {
+        modules.insert(datastore.ModuleOf(point.path));
+        priority = std::max(priority, static_cast<std::uint32_t>(point.priority));
+      }
+    }
+    if (modules.empty()) return;
+    subscription_ = std::make_unique<Subscription>(
+        mw_, datastore, modules, priority,
+        [this, &datastore](const lyd_node* diff) { Deliver(datastore, diff); });
+  }
+
+  void Deliver(Datastore& datastore, const lyd_node* diff) {
+    const Datastore::SharedSnapshot shared(datastore);
+    for (ConfigHandler* handler : handlers_) {
+      const auto& points = handler->GetSubscriptionPoints();
+      if (std::none_of(points.begin(), points.end(), [diff](const SubscriptionPoint& point) {
+            return HasChanges(diff, point);
+          })) {
+        continue;
+      }
+      handler->StartCommit();
+      for (const SubscriptionPoint& point : points) WalkChanges(diff, point);
+      handler->ApplyCommitConfig();
+    }
+  }
+
   void RetryLater() {
     retry_->Arm(next_retry_);
     next_retry_ = std::min(2 * next_retry_, kLongestRetry);
@@ -89,6 +121,7 @@ class AppInterface::Impl {
   std::string logged_reason_;
   milliseconds next_retry_ = kFirstRetry;
   std::unique_ptr<vxmw::TimerSource> retry_;
+  std::unique_ptr<Subscription> subscription_;
 };
 
 AppInterface::AppInterface(vxmw_t* mw, zlog_category_t* category, const char* application,

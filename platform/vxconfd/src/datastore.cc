@@ -46,16 +46,19 @@ const lysc_node* FindTopLevel(const ly_ctx* context, std::string_view name) {
   return nullptr;
 }
 
-bool Knows(const ly_ctx* context, std::string_view path) {
+// The top-level node that the path begins with; null when the path is not known.
+const lysc_node* FindTopOf(const ly_ctx* context, std::string_view path) {
+  const lysc_node* top = nullptr;
   const lysc_node* node = nullptr;
   while (!path.empty()) {
     path.remove_prefix(1);
     const std::string_view name = path.substr(0, path.find('/'));
     node = node == nullptr ? FindTopLevel(context, name) : FindChild(node, nullptr, name);
-    if (node == nullptr) return false;
+    if (node == nullptr) return nullptr;
+    if (top == nullptr) top = node;
     path.remove_prefix(name.size());
   }
-  return node != nullptr;
+  return top;
 }
 
 }  // namespace
@@ -65,17 +68,21 @@ DatastoreError::DatastoreError(const std::string& what_failed, int code, sr_sess
 
 Datastore::Datastore() {
   sr_conn_ctx_t* connection = nullptr;
-  int code = sr_connect(SR_CONN_CACHE_RUNNING, &connection);
+  const int code = sr_connect(SR_CONN_CACHE_RUNNING, &connection);
   if (code != SR_ERR_OK) {
     throw DatastoreError(std::string("cannot connect to the datastore in ") + sr_get_repo_path(),
                          code);
   }
   connection_.reset(connection);
 
+  session_ = OpenSession();
+}
+
+SessionPtr Datastore::OpenSession() const {
   sr_session_ctx_t* session = nullptr;
-  code = sr_session_start(connection, SR_DS_RUNNING, &session);
+  const int code = sr_session_start(connection_.get(), SR_DS_RUNNING, &session);
   if (code != SR_ERR_OK) throw DatastoreError("cannot open a datastore session", code);
-  session_.reset(session);
+  return SessionPtr(session);
 }
 
 std::shared_ptr<const ly_ctx> Datastore::AcquireContext() {
@@ -86,15 +93,25 @@ std::shared_ptr<const ly_ctx> Datastore::AcquireContext() {
           }};
 }
 
-void Datastore::RequireModelOf(const char* path) const {
+std::string Datastore::ModuleOf(const char* path) const {
   const ly_ctx* context = sr_acquire_context(connection_.get());
   if (context == nullptr) throw DatastoreError("cannot get the datastore's models", SR_ERR_LY);
-  const bool known = Knows(context, path);
+  const lysc_node* top = FindTopOf(context, path);
+  const std::string module = top != nullptr ? top->module->name : "";
   sr_release_context(connection_.get());
-  if (!known) throw DatastoreError(std::string("no installed model has ") + path, SR_ERR_NOT_FOUND);
+  if (module.empty()) {
+    throw DatastoreError(std::string("no installed model has ") + path, SR_ERR_NOT_FOUND);
+  }
+  return module;
 }
 
 std::shared_ptr<confd::Snapshot> Datastore::TakeSnapshot(cdb_db_type database) {
+  if (!share_snapshot_ || database != CDB_RUNNING) return Copy(database);
+  if (!shared_snapshot_) shared_snapshot_ = Copy(database);
+  return shared_snapshot_;
+}
+
+std::shared_ptr<confd::Snapshot> Datastore::Copy(cdb_db_type database) {
   sr_session_ctx_t* const session = session_.get();
   int code = sr_session_switch_ds(session, ToSysrepo(database));
   sr_data_t* data = nullptr;

@@ -35,17 +35,42 @@ class Datastore : public std::enable_shared_from_this<Datastore> {
  public:
   Datastore();
 
-  // Throws when a schema path (without keys or prefixes) is not known to the installed models.
-  void RequireModelOf(const char* path) const;
+  // The module that a schema path (without keys or prefixes) begins in. Throws when the installed
+  // models do not know the path.
+  std::string ModuleOf(const char* path) const;
+
+  // For a user of its own: a session is never used by two at once.
+  SessionPtr OpenSession() const;
 
   // A consistent copy of the whole database. Commits wait for it only while it is being made.
   std::shared_ptr<confd::Snapshot> TakeSnapshot(cdb_db_type database);
 
+  // While this lives, all sessions on the running database share one copy of it: a commit that is
+  // being delivered keeps the database from changing.
+  class SharedSnapshot {
+   public:
+    explicit SharedSnapshot(Datastore& datastore) : datastore_(datastore) {
+      datastore_.share_snapshot_ = true;
+    }
+    ~SharedSnapshot() {
+      datastore_.share_snapshot_ = false;
+      datastore_.shared_snapshot_.reset();
+    }
+    SharedSnapshot(const SharedSnapshot&) = delete;
+    SharedSnapshot& operator=(const SharedSnapshot&) = delete;
+
+   private:
+    Datastore& datastore_;
+  };
+
  private:
+  std::shared_ptr<confd::Snapshot> Copy(cdb_db_type database);
   std::shared_ptr<const ly_ctx> AcquireContext();
 
   ConnectionPtr connection_;
   SessionPtr session_;
+  bool share_snapshot_ = false;
+  std::shared_ptr<confd::Snapshot> shared_snapshot_;
 };
 
 }  // namespace vxconfd

@@ -1,0 +1,34 @@
+// The walk over a commit's changes for one subscription point.
+
+#ifndef VXCONFD_CHANGE_WALK_H_
+#define VXCONFD_CHANGE_WALK_H_
+
+#include <libyang/libyang.h>
+
+#include "vxconfd/vxconfd.h"
+
+namespace vxconfd {
+
+// Calls the point's callback for every change at or below its path, parents before children, in the
+// order of the data. `diff` is the commit's difference as the datastore gives it; it is not
+// changed.
+//
+//   list entry or container with presence   MOP_CREATED, MOP_DELETED (then nothing below it), or
+//   MOP_MODIFIED when
+//                                           only something below it changed
+//   leaf                                    MOP_VALUE_SET, also when its removal brings its default
+//   back; else
+//                                           MOP_DELETED without a new value
+//   other containers                        not reported, always descended
+//
+// Leaves that are there by default alone are not reported. What is above the path is not reported
+// either, and what lies below a removed list entry not at all. Exceptions of the callback go
+// through.
+void WalkChanges(const lyd_node* diff, const SubscriptionPoint& point);
+
+// Whether WalkChanges would report anything.
+bool HasChanges(const lyd_node* diff, const SubscriptionPoint& point);
+
+}  // namespace vxconfd
+
+#endif  // VXCONFD_CHANGE_WALK_H_
