@@ -123,8 +123,8 @@ std::ostream& operator<<(std::ostream& out, const Options& options) {
 }  // namespace
 
 void RelayTable::Apply(const wire::Call& call) {
-  if (!IsDelete(call.operation()) &&
-      !(call.operation() == wire::SET_VRF && call.identifier() == 0)) {
+  const bool clears_vrf = call.operation() == wire::SET_VRF && call.identifier() == 0;
+  if (!clears_vrf && !IsDelete(call.operation())) {
     Set(instances_[call.instance()], call);
     return;
   }

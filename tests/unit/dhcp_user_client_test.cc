@@ -323,6 +323,12 @@ TEST_F(ClientTest, ACallThatCannotBeSentIsDroppedAndLaterOnesArrive) {
   ExpectHeard({"DeleteInstance r1"});
 }
 
+TEST_F(ClientTest, ANameMayBeAnyBytes) {
+  Connect();
+  DeleteInstance("\xff\xfe");
+  ExpectHeard({"DeleteInstance \xff\xfe"});
+}
+
 TEST_F(ClientTest, EveryOperationOfTheClientArrivesAsItself) {
   setenv("DHCP_MANAGER_DIR", directory_.c_str(), 1);
   DhcpUser user(mw_, &callbacks_);

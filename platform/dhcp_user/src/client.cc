@@ -18,6 +18,10 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kFirstRetry{50};
 constexpr milliseconds kLongestRetry{1000};
+
+// A manager that starts at the same time is nothing to tell of.
+constexpr milliseconds kPatience{400};
+
 constexpr int kSendBuffer = 4 * 1024 * 1024;
 constexpr int kErrorLevel = 12;
 
@@ -91,13 +95,16 @@ void Client::Connect() {
 }
 
 void Client::RetryLater(const std::string& reason) {
-  if (reason != logged_reason_) Log("no DHCP manager, trying again: " + reason);
-  logged_reason_ = reason;
+  if (next_retry_ >= kPatience && reason != logged_reason_) {
+    Log("no DHCP manager, trying again: " + reason);
+    logged_reason_ = reason;
+  }
   retry_.Arm(next_retry_);
   next_retry_ = std::min(2 * next_retry_, kLongestRetry);
 }
 
 void Client::Disconnect(const std::string& reason) {
+  Log(reason);
   events_.reset();
   socket_ = wire::Descriptor();
   sender_.Reset(-1);

@@ -1,10 +1,21 @@
 #include <algorithm>
+#include <memory>
 #include <utility>
 
 #include "middleware.h"
 #include "vxmw/event.h"
 
 namespace vxmw {
+namespace {
+
+using Watch = std::shared_ptr<const ConfigReadyWatch::Callback>;
+
+bool IsThere(const vxmw_t& mw, const Watch& watch) {
+  const auto& watches = mw.config_watches;
+  return std::find(watches.begin(), watches.end(), watch) != watches.end();
+}
+
+}  // namespace
 
 bool ConfigReady(const vxmw_t* mw) { return mw->config_ready; }
 
@@ -12,19 +23,17 @@ void SetConfigReady(vxmw_t* mw, bool ready) {
   if (std::exchange(mw->config_ready, ready) == ready) return;
   // A copy, because watches may come and go while they are told.
   const auto watches = mw->config_watches;
-  for (const auto* watch : watches) {
-    const auto& there = mw->config_watches;
-    if (std::find(there.begin(), there.end(), watch) == there.end()) continue;
-    const auto callback = *watch;  // lives on when it destroys its own watch
-    callback(ready);
+  for (const auto& watch : watches) {
+    if (mw->config_ready != ready) return;  // a watch changed it, and so told the others
+    if (IsThere(*mw, watch)) (*watch)(ready);
   }
 }
 
 ConfigReadyWatch::ConfigReadyWatch(vxmw_t* mw, Callback callback)
-    : mw_(mw), callback_(std::move(callback)) {
-  mw_->config_watches.push_back(&callback_);
+    : mw_(mw), callback_(std::make_shared<const Callback>(std::move(callback))) {
+  mw_->config_watches.push_back(callback_);
 }
 
-ConfigReadyWatch::~ConfigReadyWatch() { mw_->config_watches.remove(&callback_); }
+ConfigReadyWatch::~ConfigReadyWatch() { mw_->config_watches.remove(callback_); }
 
 }  // namespace vxmw

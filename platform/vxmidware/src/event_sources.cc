@@ -1,6 +1,8 @@
 #include <sys/epoll.h>
 #include <time.h>
 
+#include <algorithm>
+#include <chrono>
 #include <utility>
 
 #include "middleware.h"
@@ -8,6 +10,9 @@
 
 namespace vxmw {
 namespace {
+
+// Unless told, the loop takes leave to be a quarter of a second late.
+constexpr std::uint64_t kTimerAccuracy = 1000;  // microseconds
 
 // What outlives a source that is destroyed from within its own callback.
 template <typename Callback>
@@ -69,8 +74,8 @@ struct TimerSource::Impl {
 TimerSource::TimerSource(vxmw_t* mw, Callback callback) : impl_(std::make_unique<Impl>()) {
   impl_->target = std::make_shared<Target<Callback>>(Target<Callback>{mw, std::move(callback)});
   sd_event_source* source = nullptr;
-  Checked(sd_event_add_time(mw->event.get(), &source, CLOCK_MONOTONIC, UINT64_MAX, 0, Impl::OnTime,
-                            impl_.get()),
+  Checked(sd_event_add_time(mw->event.get(), &source, CLOCK_MONOTONIC, UINT64_MAX, kTimerAccuracy,
+                            Impl::OnTime, impl_.get()),
           "make a timer");
   impl_->source.reset(source);
   Disarm();
@@ -81,7 +86,8 @@ TimerSource::TimerSource(TimerSource&&) noexcept = default;
 TimerSource& TimerSource::operator=(TimerSource&&) noexcept = default;
 
 void TimerSource::Arm(std::chrono::milliseconds after) {
-  const auto usec = std::chrono::duration_cast<std::chrono::microseconds>(after).count();
+  const auto usec =
+      std::chrono::microseconds(std::max(after, std::chrono::milliseconds(0))).count();
   Checked(sd_event_source_set_time_relative(impl_->source.get(), static_cast<std::uint64_t>(usec)),
           "set a timer");
   Checked(sd_event_source_set_enabled(impl_->source.get(), SD_EVENT_ONESHOT), "start a timer");

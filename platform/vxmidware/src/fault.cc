@@ -1,7 +1,5 @@
 #include <errno.h>
-#include <execinfo.h>
 #include <syslog.h>
-#include <unistd.h>
 
 #include <array>
 #include <chrono>
@@ -20,11 +18,11 @@ namespace vxmw {
 namespace {
 
 constexpr char kDefaultStateDirectory[] = "/var/lib/dhcp-relay";
-constexpr int kLongestBacktrace = 64;
 
+// Never destroyed, since a fault may be raised by an exit handler.
 std::string& ApplicationName() {
-  static std::string name;
-  return name;
+  static auto* const name = new std::string;
+  return *name;
 }
 
 std::string StateDirectory() {
@@ -92,10 +90,4 @@ void vxmw_gen_fault(int severity, const char* function, const char* source_path,
                  vxmw::OrEmpty(source_path), line, vxmw::OrEmpty(text));
   }
   errno = saved_errno;
-}
-
-void vxmw_print_backtrace(void) {
-  std::array<void*, vxmw::kLongestBacktrace> frames{};
-  const int count = backtrace(frames.data(), vxmw::kLongestBacktrace);
-  backtrace_symbols_fd(frames.data(), count, STDERR_FILENO);
 }

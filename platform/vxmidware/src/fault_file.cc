@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <string_view>
 #include <system_error>
 
 namespace vxmw {
@@ -13,10 +14,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
+[[noreturn]] void Throw(const std::string& what, int error = errno) {
+  throw std::system_error(error, std::generic_category(), what);
+}
+
 class File {
  public:
-  File(const fs::path& path, int flags) : fd_(open(path.c_str(), flags | O_CLOEXEC, 0644)) {
-    if (fd_ < 0) throw std::system_error(errno, std::generic_category(), path.string());
+  File(const fs::path& path, int flags, mode_t mode)
+      : fd_(open(path.c_str(), flags | O_CLOEXEC, mode)) {
+    if (fd_ < 0) Throw(path.string());
   }
   ~File() { close(fd_); }
   File(const File&) = delete;
@@ -33,10 +39,33 @@ std::size_t SizeOf(const File& file) {
   return fstat(file.fd(), &status) == 0 ? static_cast<std::size_t>(status.st_size) : 0;
 }
 
+// Whole or not at all: a piece of a record would spoil the one after it.
 void Write(const File& file, const std::string& text) {
-  if (write(file.fd(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-    throw std::system_error(errno, std::generic_category(), "write");
+  const auto before = static_cast<off_t>(SizeOf(file));
+  for (std::string_view rest = text; !rest.empty();) {
+    const ssize_t written = write(file.fd(), rest.data(), rest.size());
+    if (written >= 0) {
+      rest.remove_prefix(static_cast<std::size_t>(written));
+    } else if (errno != EINTR) {
+      const int error = errno;
+      if (ftruncate(file.fd(), before) != 0) Throw("remove a cut record");
+      Throw("write", error);
+    }
   }
+}
+
+void Lock(const File& file) {
+  int result = 0;
+  do {
+    result = flock(file.fd(), LOCK_EX);
+  } while (result != 0 && errno == EINTR);
+  if (result != 0) Throw("lock");
+}
+
+bool IsFull(const fs::path& file, std::size_t more, std::size_t bound) {
+  std::error_code missing;
+  const auto size = fs::file_size(file, missing);
+  return !missing && size > 0 && size + more > bound;
 }
 
 }  // namespace
@@ -44,16 +73,12 @@ void Write(const File& file, const std::string& text) {
 void AppendFault(const fs::path& directory, const std::string& line, std::size_t bound) {
   fs::create_directories(directory);
   // Held over looking at the size, renaming and writing, so that no process writes to a file that
-  // has been moved on.
-  const File lock(directory, O_RDONLY | O_DIRECTORY);
-  if (flock(lock.fd(), LOCK_EX) != 0) {
-    throw std::system_error(errno, std::generic_category(), "flock");
-  }
+  // has been moved on. A file that others cannot open, or they could hold the lock for ever.
+  const File lock(directory / "faults.lock", O_RDWR | O_CREAT, 0600);
+  Lock(lock);
   const fs::path file = directory / "faults.jsonl";
-  constexpr int kAppend = O_WRONLY | O_APPEND | O_CREAT;
-  const std::size_t size = SizeOf(File(file, kAppend));
-  if (size > 0 && size + line.size() + 1 > bound) fs::rename(file, directory / "faults.jsonl.1");
-  Write(File(file, kAppend), line + "\n");
+  if (IsFull(file, line.size() + 1, bound)) fs::rename(file, directory / "faults.jsonl.1");
+  Write(File(file, O_WRONLY | O_APPEND | O_CREAT, 0644), line + "\n");
 }
 
 }  // namespace vxmw

@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <limits>
 #include <system_error>
 #include <utility>
@@ -30,22 +31,10 @@ int OnHangup(sd_event_source* /*source*/, const signalfd_siginfo* /*info*/, void
   return 0;
 }
 
-// The signals are blocked from here on, so that one that comes before the loop runs is not lost.
 EventSourcePtr AddSignal(vxmw_t* mw, int number, sd_event_signal_handler_t handler) {
-  sigset_t set;
-  sigemptyset(&set);
-  sigaddset(&set, number);
-  sigprocmask(SIG_BLOCK, &set, nullptr);
   sd_event_source* source = nullptr;
   Checked(sd_event_add_signal(mw->event.get(), &source, number, handler, mw), "watch a signal");
   return EventSourcePtr(source);
-}
-
-void Unblock(std::initializer_list<int> numbers) {
-  sigset_t set;
-  sigemptyset(&set);
-  for (const int number : numbers) sigaddset(&set, number);
-  sigprocmask(SIG_UNBLOCK, &set, nullptr);
 }
 
 std::unique_ptr<vxmw_t> Attach() {
@@ -65,6 +54,28 @@ void TellReady(vxmw_t* mw) {
   if (std::exchange(mw->ready_told, true)) return;
   sd_notify(0, "READY=1");
   sd_event_set_watchdog(mw->event.get(), 1);
+}
+
+void TellStopping(vxmw_t* mw) {
+  if (!mw->ready_told || std::exchange(mw->stopping_told, true)) return;
+  sd_notify(0, "STOPPING=1");
+}
+
+vxmw_t* Refuse(const char* why) {
+  std::fprintf(stderr, "vxmw_init: %s\n", why);
+  return nullptr;
+}
+
+// One event at a time, so that an exception is rethrown before anything else runs.
+int Run(vxmw_t* mw, const bool& go_on, std::uint64_t longest_wait) {
+  while (go_on && !mw->ended) {
+    const int result = sd_event_run(mw->event.get(), longest_wait);
+    if (mw->exception || result < 0) TellStopping(mw);
+    if (mw->exception) std::rethrow_exception(std::exchange(mw->exception, nullptr));
+    if (result < 0) return result;
+  }
+  if (mw->ended) TellStopping(mw);
+  return mw->result;
 }
 
 }  // namespace
@@ -89,37 +100,33 @@ void EndLoop(vxmw_t* mw, int result) {
 }  // namespace vxmw
 
 vxmw_t* vxmw_init(const char* application) {
-  if (application == nullptr || *application == '\0' || vxmw::attached) return nullptr;
+  if (application == nullptr || *application == '\0') return vxmw::Refuse("no application name");
+  if (vxmw::attached) return vxmw::Refuse("this process is attached already");
   try {
     auto mw = vxmw::Attach();
     vxmw::SetApplication(application);
     vxmw::attached = true;
     return mw.release();
-  } catch (const std::exception&) {
-    return nullptr;
+  } catch (const std::exception& error) {
+    return vxmw::Refuse(error.what());
   }
 }
 
 int vxmw_loop_while_timeout(vxmw_t* mw, bool* go_on, int timeout) {
+  if (mw == nullptr || go_on == nullptr) return -EINVAL;
   const std::uint64_t longest_wait =
       timeout > 0 ? static_cast<std::uint64_t>(timeout) * vxmw::kMicrosecondsPerMillisecond
                   : vxmw::kNoTimeout;
   mw->ended = false;
   mw->result = 0;
   vxmw::TellReady(mw);
-  while (*go_on && !mw->ended) {
-    const int result = sd_event_run(mw->event.get(), longest_wait);
-    if (mw->exception) std::rethrow_exception(std::exchange(mw->exception, nullptr));
-    if (result < 0) return result;
-  }
-  if (mw->ended) sd_notify(0, "STOPPING=1");
-  return mw->result;
+  return vxmw::Run(mw, *go_on, longest_wait);
 }
 
 void vxmw_finish(vxmw_t** mw) {
   if (mw == nullptr || *mw == nullptr) return;
+  vxmw::TellStopping(*mw);
   delete *mw;
   *mw = nullptr;
   vxmw::attached = false;
-  vxmw::Unblock({SIGTERM, SIGINT, SIGHUP});
 }

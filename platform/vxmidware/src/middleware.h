@@ -3,6 +3,7 @@
 #ifndef VXMIDWARE_MIDDLEWARE_H_
 #define VXMIDWARE_MIDDLEWARE_H_
 
+#include <signal.h>
 #include <systemd/sd-event.h>
 
 #include <exception>
@@ -24,6 +25,20 @@ struct EventSourceDeleter {
 using EventPtr = std::unique_ptr<sd_event, EventDeleter>;
 using EventSourcePtr = std::unique_ptr<sd_event_source, EventSourceDeleter>;
 
+// Keeps SIGTERM, SIGINT and SIGHUP from their default effect while it lives, so that one that comes
+// before the loop runs is not lost. Those still waiting at the end are dropped: the process is
+// ending already, and they would change how.
+class BlockedSignals {
+ public:
+  BlockedSignals();
+  ~BlockedSignals();
+  BlockedSignals(const BlockedSignals&) = delete;
+  BlockedSignals& operator=(const BlockedSignals&) = delete;
+
+ private:
+  sigset_t before_{};
+};
+
 // Throws std::system_error for a negative result of the event loop's library.
 int Checked(int result, const char* what);
 
@@ -33,6 +48,7 @@ void KeepException(vxmw_t* mw, std::exception_ptr exception) noexcept;
 }  // namespace vxmw
 
 struct vxmw_handle {
+  vxmw::BlockedSignals blocked;
   vxmw::EventPtr event;
   vxmw::EventSourcePtr terminate;
   vxmw::EventSourcePtr interrupt;
@@ -41,8 +57,9 @@ struct vxmw_handle {
   int result = 0;
   std::exception_ptr exception;
   bool ready_told = false;
+  bool stopping_told = false;
   bool config_ready = false;
-  std::list<const std::function<void(bool)>*> config_watches;
+  std::list<std::shared_ptr<const std::function<void(bool)>>> config_watches;
 };
 
 #endif  // VXMIDWARE_MIDDLEWARE_H_

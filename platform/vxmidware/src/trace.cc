@@ -1,5 +1,6 @@
 #include "trace.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 #include <zlog.h>
 
@@ -15,32 +16,34 @@ namespace {
 constexpr char kBuiltIn[] =
     "[levels]\n"
     "TRACE = 10\n"
-    "ERR = 12\n"
+    "ERR = 12, LOG_ERR\n"
     "[formats]\n"
-    "line = \"%d(%F %T).%ms %V %f %U:%L %m%n\"\n"
+    "line = \"%d(%F %T).%ms %V %F %U:%L %m%n\"\n"
     "[rules]\n"
     "*.ERR >stderr; line\n";
 
+// Never stopped: categories are valid, and exit handlers may log, until the process ends.
 enum class State { kOff, kOn };
 State state = State::kOff;
 
-// The configuration file to use; empty for the one built in.
-std::string ConfigurationFile() {
-  const char* named = std::getenv("VXMW_TRACE_CONF");
-  if (named != nullptr && *named != '\0') return named;
-  return access(VXMW_INSTALLED_TRACE_CONF, R_OK) == 0 ? VXMW_INSTALLED_TRACE_CONF : "";
-}
+std::string ConfigurationFile() { return TraceConfiguration(VXMW_INSTALLED_TRACE_CONF); }
 
 void Complain(const std::string& file, const char* consequence) {
   std::fprintf(stderr, "trace: cannot use the configuration %s; %s\n", file.c_str(), consequence);
 }
 
-// zlog takes a missing file for an empty one, so whether it can be read is asked first.
-bool IsReadable(const std::string& file) { return access(file.c_str(), R_OK) == 0; }
+// zlog takes a directory for an empty file, and an empty file for the wish to write nothing, errors
+// included: more likely it was cut.
+bool IsUsable(const std::string& file) {
+  struct stat status{};
+  if (stat(file.c_str(), &status) != 0 || S_ISDIR(status.st_mode)) return false;
+  if (S_ISREG(status.st_mode) && status.st_size == 0) return false;
+  return access(file.c_str(), R_OK) == 0;
+}
 
 bool Start(const std::string& file) {
   if (file.empty()) return zlog_init_from_string(kBuiltIn) == 0;
-  if (IsReadable(file) && zlog_init(file.c_str()) == 0) return true;
+  if (IsUsable(file) && zlog_init(file.c_str()) == 0) return true;
   Complain(file, "errors go to standard error, trace is off");
   zlog_init_from_string(kBuiltIn);
   return false;
@@ -48,11 +51,17 @@ bool Start(const std::string& file) {
 
 }  // namespace
 
+std::string TraceConfiguration(const std::string& installed) {
+  const char* named = std::getenv("VXMW_TRACE_CONF");
+  if (named != nullptr && *named != '\0') return named;
+  return access(installed.c_str(), F_OK) == 0 ? installed : "";
+}
+
 void ReloadTrace() {
   if (state == State::kOff) return;
   const std::string file = ConfigurationFile();
   const bool done = file.empty() ? zlog_reload_from_string(kBuiltIn) == 0
-                                 : IsReadable(file) && zlog_reload(file.c_str()) == 0;
+                                 : IsUsable(file) && zlog_reload(file.c_str()) == 0;
   if (!done) Complain(file, "the configuration stays as it was");
 }
 

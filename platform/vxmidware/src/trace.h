@@ -3,7 +3,13 @@
 #ifndef VXMIDWARE_TRACE_H_
 #define VXMIDWARE_TRACE_H_
 
+#include <string>
+
 namespace vxmw {
+
+// The configuration file to use: what VXMW_TRACE_CONF names, else `installed` if it exists, else
+// none (empty), which stands for the configuration built in.
+std::string TraceConfiguration(const std::string& installed);
 
 // Reads the trace configuration again; a broken one leaves everything as it is and says so on
 // standard error. Does nothing before the service was started.

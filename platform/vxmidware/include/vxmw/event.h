@@ -36,7 +36,7 @@ class IoSource {
   std::unique_ptr<Impl> impl_;
 };
 
-// Calls back once, `after` from the latest Arm; disarmed at construction.
+// Calls back once, `after` (0 if negative) from the latest Arm; disarmed at construction.
 class TimerSource {
  public:
   using Callback = std::function<void()>;
@@ -63,7 +63,8 @@ void EndLoop(vxmw_t* mw, int result);
 bool ConfigReady(const vxmw_t* mw);
 void SetConfigReady(vxmw_t* mw, bool ready);
 
-// Calls back on every change of ConfigReady, synchronously from SetConfigReady, while it lives.
+// Calls back on every change of ConfigReady, synchronously from SetConfigReady, while it lives. A
+// callback may destroy watches, its own too; what it throws reaches SetConfigReady's caller.
 class ConfigReadyWatch {
  public:
   using Callback = std::function<void(bool ready)>;
@@ -75,7 +76,7 @@ class ConfigReadyWatch {
 
  private:
   vxmw_t* mw_;
-  Callback callback_;
+  std::shared_ptr<const Callback> callback_;
 };
 
 }  // namespace vxmw

@@ -16,19 +16,23 @@ extern "C" {
 typedef struct vxmw_handle vxmw_t;
 typedef struct zlog_category_s zlog_category_t;
 
-// Attaches this process under `application`. Returns the handle, or null (already attached, or the
-// event loop cannot be made). The caller releases it with vxmw_finish.
+// Attaches this process under `application`. From here to vxmw_finish SIGTERM, SIGINT and SIGHUP
+// wait for the loop; SIGPIPE is ignored. Returns the handle, or null with the reason on standard
+// error (no name, already attached, or the event loop cannot be made). The caller releases it with
+// vxmw_finish.
 vxmw_t* vxmw_init(const char* application);
 
 // Runs the event loop on the calling thread while `*go_on` is true. `timeout` is the longest single
 // wait in milliseconds before `*go_on` is looked at again; 0 waits for events alone. Returns 0 when
-// SIGTERM or SIGINT ended the loop or `*go_on` became false, a negative errno when the loop failed.
+// SIGTERM or SIGINT ended the loop or `*go_on` became false, a negative errno when the loop failed
+// or `mw` or `go_on` is null.
 // SIGHUP reloads the trace configuration. Tells the service manager about readiness and keeps its
 // watchdog fed, where there is one.
 // An exception that left an event callback of this loop is rethrown from here.
 int vxmw_loop_while_timeout(vxmw_t* mw, bool* go_on, int timeout);
 
-// Releases the handle and sets `*mw` to null. Every event source made with it must be gone.
+// Releases the handle and sets `*mw` to null; does nothing without one. Every event source made
+// with it must be gone. A signal that waited for the loop is dropped.
 void vxmw_finish(vxmw_t** mw);
 
 // Prints the calling thread's stack to standard error.
@@ -44,7 +48,9 @@ void vxmw_gen_fault(int severity, const char* function, const char* source_path,
 
 // Starts the trace service of this process: zlog with the configuration file that VXMW_TRACE_CONF
 // names, else the installed one, else one built in (level 12 and above to standard error). The
-// levels are TRACE (10) and ERR (12). Returns non-zero, or 0 when the service cannot be started.
+// levels are TRACE (10) and ERR (12). Returns non-zero; or 0 when `mw` or `application` is null, or
+// when the file cannot be used: standard error then says so, and the one built in takes its place,
+// so that errors are seen. A second call changes nothing.
 int vxmw_trace_init(vxmw_t* mw, const char* application);
 
 // The zlog category `name`, valid until the process ends; null when there is none to be had.
