@@ -1,6 +1,5 @@
 #include "change_walk.h"
 
-#include <cstring>
 #include <functional>
 #include <optional>
 #include <string_view>
@@ -35,11 +34,6 @@ Operation OperationOf(const lyd_node* node, Operation inherited) {
 
 bool IsDefault(const lyd_node* leaf) { return (leaf->flags & LYD_DEFAULT) != 0; }
 
-bool WasDefault(const lyd_node* leaf) {
-  const char* value = Metadata(leaf, "yang:orig-default");
-  return value != nullptr && std::strcmp(value, "true") == 0;
-}
-
 bool IsEntry(const lyd_node* node) {
   return node->schema->nodetype == LYS_LIST || lysc_is_np_cont(node->schema) == 0;
 }
@@ -55,14 +49,10 @@ std::optional<confd_iter_op> LeafReport(const lyd_node* leaf, Operation operatio
     case Operation::kDelete:
       if (IsDefault(leaf)) return std::nullopt;
       return MOP_DELETED;
-    case Operation::kNone:
+    case Operation::kNone:  // at most made explicit, or left to the default, at the value it had
       break;
   }
-  // The value is the same, but it was set, or left to the default.
-  if (Metadata(leaf, "yang:orig-default") == nullptr || WasDefault(leaf) == IsDefault(leaf)) {
-    return std::nullopt;
-  }
-  return MOP_VALUE_SET;
+  return std::nullopt;
 }
 
 confd_iter_op EntryReport(const lyd_node* entry, Operation operation) {

@@ -1,0 +1,139 @@
+"""Random commits from a printed seed: what each one calls is compared with an oracle written apart from the daemon."""
+
+import copy
+import json
+import os
+import random
+import unittest
+
+import oracle
+from stack import Stack, wait_until
+
+EDITS = 500
+NAMES = ("a", "b", "c", "d")
+KEYS = ("1", "2", "3")
+SERVERS = tuple(f"10.0.0.{i}" for i in range(1, 6))
+
+
+def document(state):
+    """The configuration as the datastore takes it."""
+    relays = []
+    for name, entry in state["relays"].items():
+        out = {"name": name, "relay-information": entry["options"],
+               "interface": [{"name": interface} for interface in sorted(entry["interfaces"])],
+               "server": {"ipv4": [{"address": server} for server in sorted(entry["servers"])]},
+               "if-option": [{"name": override, "relay-information": options}
+                             for override, options in entry["overrides"].items()]}
+        if entry["vrf"] is not None:
+            out["vrf"] = entry["vrf"]
+        relays.append(out)
+    l3 = []
+    for key, entry in state["l3"].items():
+        out = {"name": key}
+        if entry["vlan"] is not None:
+            out["lower-layer-if"] = {"vlan": entry["vlan"]}
+        if entry["ip"] is not None:
+            out["ipv4"] = {"address": {"ip": entry["ip"]}}
+        l3.append(out)
+    return {"metacli-internal:internal": {"vrf-config": {"stringTOindex": [
+                {"name": name, "vrf-idx": index} for name, index in oracle.VRFS.items()]}},
+            "vx-config:config": {"vx-interface:interface": {"l3": l3},
+                                 "vx-dhcp-relay:dhcp": {"relay": relays}}}
+
+
+class Editor:
+    """Makes random valid changes. With `plain`, only such as need no dump to be known to the manager in full."""
+
+    def __init__(self, seed, plain):
+        self.random = random.Random(seed)
+        self.plain = plain
+        self.state = {"relays": {}, "l3": {}}
+
+    def options(self):
+        values = {leaf: self.random.choice((True, False)) for leaf in ("check", "trusted", "option")}
+        values["policy"] = self.random.choice(("drop", "keep", "replace"))
+        if self.plain:
+            return values
+        return {leaf: value for leaf, value in values.items() if self.random.random() < 0.5}
+
+    def edit(self):
+        before = copy.deepcopy(self.state)
+        for _ in range(self.random.randint(1, 4)):
+            self.random.choice((self.relay, self.relay, self.relay, self.l3))()
+        return before, self.state
+
+    def l3(self):
+        key = self.random.choice(KEYS)
+        entry = {"vlan": self.random.randint(1, 50), "ip": f"192.168.{key}.{self.random.randint(1, 9)}/24"}
+        if not self.plain:
+            if self.random.random() < 0.2:
+                self.state["l3"].pop(key, None)
+                return
+            entry = {leaf: value if self.random.random() < 0.7 else None for leaf, value in entry.items()}
+        self.state["l3"][key] = entry
+
+    def relay(self):
+        name = self.random.choice(NAMES)
+        relays = self.state["relays"]
+        if name in relays and self.random.random() < 0.15:
+            del relays[name]
+            return
+        entry = relays.setdefault(name, copy.deepcopy(oracle.EMPTY_RELAY) | {"options": self.options()})
+        self.random.choice((self.vrf, self.server, self.option, self.interface, self.override))(name, entry)
+
+    def vrf(self, _name, entry):
+        entry["vrf"] = self.random.choice((None, "red", "blue"))
+
+    def server(self, _name, entry):
+        entry["servers"] = set(self.random.sample(SERVERS, self.random.randint(0, 3)))
+
+    def option(self, _name, entry):
+        entry["options"] = self.options()
+
+    def interface(self, name, entry):
+        # With `plain`, an interface has one place where it may be listed.
+        keys = [key for key in KEYS if not self.plain or NAMES[int(key) - 1] == name]
+        entry["interfaces"] = {f"l3-{key}" for key in keys if key in self.state["l3"] and self.random.random() < 0.6}
+
+    def override(self, _name, entry):
+        interface = f"l3-{self.random.choice(KEYS)}"
+        if interface in entry["overrides"] and self.random.random() < 0.4:
+            del entry["overrides"][interface]
+        else:
+            entry["overrides"][interface] = self.options()
+
+
+class RandomCommits(unittest.TestCase):
+    def run_edits(self, plain, edits):
+        seed = int(os.environ.get("VX_SEED", random.randrange(2**32)))
+        print(f"seed {seed} (VX_SEED={seed} repeats the run)", flush=True)
+        editor = Editor(seed, plain)
+        stack = Stack(self)
+        stack.up(config=document(editor.state))
+        done = 0
+        for number in range(edits):
+            before, after = editor.edit()
+            stack.replace(document(after))
+            sent = json.loads(stack.tool("dhcp-relayctl", "status", "--json").stdout)["calls"]
+            wait_until(lambda sent=sent: len(stack.journal()) >= sent, "the journal is written")
+            journal = stack.journal()
+            wrong = oracle.check(journal[done:], before, after)
+            self.assertIsNone(wrong, f"seed {seed}, edit {number}: {wrong}\n{journal[done:]}")
+            done = len(journal)
+        return stack, done
+
+    def test_call_what_the_oracle_says(self):
+        _, calls = self.run_edits(plain=False, edits=EDITS)
+        self.assertGreater(calls, EDITS)  # there was something to compare
+
+    def test_leave_the_table_that_a_fresh_dump_makes(self):
+        stack, _ = self.run_edits(plain=True, edits=EDITS // 5)
+        table = stack.table()
+        stack.kill("manager")
+        stack.start("manager")
+        stack.wait_in_sync()
+        self.assertEqual(stack.table(), table)
+
+
+if __name__ == "__main__":
+    unittest.main()
