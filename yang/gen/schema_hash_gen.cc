@@ -7,15 +7,20 @@
 #include <libyang/libyang.h>
 
 #include <cctype>
+#include <charconv>
 #include <cstdint>
 #include <cstring>
 #include <fstream>
+#include <iomanip>
 #include <iostream>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <system_error>
+#include <utility>
 
 namespace {
 
@@ -26,39 +31,52 @@ struct ContextDeleter {
 };
 using ContextPtr = std::unique_ptr<ly_ctx, ContextDeleter>;
 
+std::string Hexadecimal(std::uint32_t number) {
+  constexpr int kDigits = 8;
+  std::ostringstream text;
+  text << "0x" << std::hex << std::setw(kDigits) << std::setfill('0') << number;
+  return text.str();
+}
+
 // Constants of one kind: a name has one number, and a number one name.
 class Constants {
  public:
   explicit Constants(std::string kind) : kind_(std::move(kind)) {}
 
-  void Add(const std::string& name, const std::string& number) {
+  void Add(const std::string& name, std::uint32_t number) {
     const auto [by_name, new_name] = numbers_.emplace(name, number);
     if (!new_name && by_name->second != number) {
-      throw std::runtime_error(kind_ + " " + name + " has two numbers: " + by_name->second +
-                               " and " + number);
+      throw std::runtime_error(kind_ + " " + name + " has two numbers: " +
+                               Hexadecimal(by_name->second) + " and " + Hexadecimal(number));
     }
     const auto [by_number, new_number] = names_.emplace(number, name);
     if (!new_number && by_number->second != name) {
-      throw std::runtime_error("two " + kind_ + "s have the number " + number + ": " +
+      throw std::runtime_error("two " + kind_ + "s have the number " + Hexadecimal(number) + ": " +
                                by_number->second + " and " + name);
     }
   }
 
-  const std::map<std::string, std::string>& numbers() const { return numbers_; }
+  const std::map<std::string, std::uint32_t>& numbers() const { return numbers_; }
 
  private:
   std::string kind_;
-  std::map<std::string, std::string> numbers_;
-  std::map<std::string, std::string> names_;
+  std::map<std::string, std::uint32_t> numbers_;
+  std::map<std::uint32_t, std::string> names_;
 };
 
-std::string Number(const char* text, const std::string& owner) {
-  char* end = nullptr;
-  const unsigned long long number = std::strtoull(text, &end, 16);
-  if (std::strncmp(text, "0x", 2) != 0 || *end != '\0' || number > UINT32_MAX) {
-    throw std::runtime_error(owner + ": " + text + " is not a hexadecimal number of 32 bits");
+std::uint32_t Number(std::string_view text, const std::string& owner) {
+  constexpr std::string_view kPrefix = "0x";
+  constexpr int kBase = 16;
+  const bool prefixed = text.starts_with(kPrefix);
+  const std::string_view digits = text.substr(prefixed ? kPrefix.size() : 0);
+  std::uint32_t number = 0;
+  const char* const last = digits.data() + digits.size();
+  const auto [end, error] = std::from_chars(digits.data(), last, number, kBase);
+  if (!prefixed || error != std::errc() || end != last) {
+    throw std::runtime_error(owner + ": \"" + std::string(text) +
+                             "\" is not a hexadecimal number of 32 bits, such as 0x0123abcd");
   }
-  return text;
+  return number;
 }
 
 // The extension's argument; null when there is none on the node or module.
@@ -131,7 +149,8 @@ void Collect(const ly_ctx* context, Constants& tags, Constants& namespaces) {
 
 void Write(std::ostream& out, const char* prefix, const Constants& constants) {
   for (const auto& [name, number] : constants.numbers()) {
-    out << "inline constexpr std::uint32_t " << prefix << name << " = " << number << ";\n";
+    out << "inline constexpr std::uint32_t " << prefix << name << " = " << Hexadecimal(number)
+        << ";\n";
   }
 }
 

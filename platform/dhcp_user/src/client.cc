@@ -141,7 +141,7 @@ void Client::Handle(const wire::ManagerMessage& message) {
   switch (message.body_case()) {
     case wire::ManagerMessage::kDumpRequest:
       CancelDump();
-      BeginDump(message.dump_request().id());
+      if (connected()) BeginDump(message.dump_request().id());
       break;
     case wire::ManagerMessage::kDumpCancel:
       if (waiting_dump_ == message.dump_cancel().id()) CancelDump();
