@@ -97,7 +97,7 @@ std::string Datastore::ModuleOf(const char* path) const {
   const ly_ctx* context = sr_acquire_context(connection_.get());
   if (context == nullptr) throw DatastoreError("cannot get the datastore's models", SR_ERR_LY);
   const lysc_node* top = FindTopOf(context, path);
-  const std::string module = top != nullptr ? top->module->name : "";
+  std::string module = top != nullptr ? top->module->name : "";
   sr_release_context(connection_.get());
   if (module.empty()) {
     throw DatastoreError(std::string("no installed model has ") + path, SR_ERR_NOT_FOUND);
