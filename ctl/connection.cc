@@ -77,4 +77,22 @@ std::vector<control::Instance> Connection::Table() {
   return table;
 }
 
+RelayState Connection::State() {
+  Ask(control::Request::STATE);
+  RelayState state;
+  control::Reply reply;
+  do {
+    reply = Receive();
+    state.services.insert(state.services.end(), reply.services().begin(), reply.services().end());
+    state.ports.insert(state.ports.end(), reply.ports().begin(), reply.ports().end());
+  } while (!reply.last());
+  state.strays = reply.strays();
+  return state;
+}
+
+void Connection::ClearCounters() {
+  Ask(control::Request::CLEAR_COUNTERS);
+  Receive();
+}
+
 }  // namespace relayctl

@@ -11,6 +11,13 @@
 
 namespace relayctl {
 
+// What the relaying is doing.
+struct RelayState {
+  std::vector<dhcp_manager::control::Service> services;  // by instance
+  std::vector<dhcp_manager::control::Port> ports;        // by instance, then by name
+  dhcp_manager::control::Strays strays;
+};
+
 // Each request waits for its answer, within a limit. Throws WireError when the manager does not
 // answer.
 class Connection {
@@ -21,6 +28,10 @@ class Connection {
 
   // Every relay instance, by name.
   std::vector<dhcp_manager::control::Instance> Table();
+
+  RelayState State();
+
+  void ClearCounters();
 
  private:
   void Ask(dhcp_manager::control::Request::Kind kind);

@@ -1,5 +1,6 @@
 #include <getopt.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <chrono>
@@ -12,6 +13,7 @@
 
 #include "connection.h"
 #include "render.h"
+#include "render_state.h"
 
 namespace {
 
@@ -24,12 +26,19 @@ constexpr int kUsageError = 2;
 constexpr milliseconds kStatusInterval{20};
 
 constexpr char kUsage[] =
-    "usage: dhcp-relayctl [--runtime-dir DIR] show [--json]\n"
+    "usage: dhcp-relayctl [--runtime-dir DIR] show [TOPIC] [--json]\n"
+    "       dhcp-relayctl [--runtime-dir DIR] clear counters\n"
     "       dhcp-relayctl [--runtime-dir DIR] status [--json] [--wait SECONDS]\n"
     "\n"
-    "show     the DHCP manager's relay table\n"
-    "status   whether the daemon is connected and the table is in sync with it; fails when not.\n"
-    "         With --wait, waits so long for it.\n"
+    "show             the DHCP manager's relay table, as it was configured\n"
+    "show instances   what each instance relays with\n"
+    "show interfaces  where each interface's packets pass, or why they do not, and its settings\n"
+    "show counters    what became of the messages of each interface\n"
+    "show servers     what was sent to each server, and its replies\n"
+    "clear counters   starts counting from zero; for root and the manager's user\n"
+    "status           whether the daemon is connected and the table is in sync with it; fails "
+    "when\n"
+    "                 not. With --wait, waits so long for it.\n"
     "\n"
     "  --runtime-dir DIR  where the manager's sockets are; default $DHCP_MANAGER_DIR, else\n"
     "                     /run/dhcp-manager\n"
@@ -38,6 +47,7 @@ constexpr char kUsage[] =
 struct CommandLine {
   std::filesystem::path directory = dhcp_relay::wire::RuntimeDirectory();
   std::string command;
+  std::string topic;  // of the command; empty: none
   bool json = false;
   int wait = 0;  // seconds
 };
@@ -87,16 +97,48 @@ CommandLine Parse(int argc, char** argv) {
         std::exit(kUsageError);
     }
   }
-  if (optind + 1 != argc) Refuse(optind == argc ? "what shall it do?" : "one command at a time");
+  if (optind == argc) Refuse("what shall it do?");
   line.command = argv[optind];
+  if (optind + 1 < argc) line.topic = argv[optind + 1];
+  if (optind + 2 < argc) Refuse(std::string("what is '") + argv[optind + 2] + "'?");
   return line;
 }
 
-int Show(const CommandLine& line) {
+void Print(const CommandLine& line, const std::string& json, const std::string& text) {
+  std::fputs((line.json ? json + "\n" : text).c_str(), stdout);
+}
+
+int ShowTable(const CommandLine& line) {
   const auto table = Connection(line.directory).Table();
-  std::fputs(
-      (line.json ? relayctl::TableAsJson(table) + "\n" : relayctl::TableAsText(table)).c_str(),
-      stdout);
+  Print(line, relayctl::TableAsJson(table), relayctl::TableAsText(table));
+  return EXIT_SUCCESS;
+}
+
+struct Topic {
+  const char* name;
+  std::string (*json)(const relayctl::RelayState& state);
+  std::string (*text)(const relayctl::RelayState& state);
+};
+
+constexpr std::array kTopics{
+    Topic{"instances", relayctl::InstancesAsJson, relayctl::InstancesAsText},
+    Topic{"interfaces", relayctl::InterfacesAsJson, relayctl::InterfacesAsText},
+    Topic{"counters", relayctl::CountersAsJson, relayctl::CountersAsText},
+    Topic{"servers", relayctl::ServersAsJson, relayctl::ServersAsText}};
+
+int Show(const CommandLine& line) {
+  if (line.topic.empty()) return ShowTable(line);
+  const auto* const topic = std::ranges::find_if(
+      kTopics, [&line](const Topic& candidate) { return line.topic == candidate.name; });
+  if (topic == kTopics.end()) Refuse("there is no '" + line.topic + "' to show");
+  const auto state = Connection(line.directory).State();
+  Print(line, topic->json(state), topic->text(state));
+  return EXIT_SUCCESS;
+}
+
+int Clear(const CommandLine& line) {
+  if (line.topic != "counters") Refuse("only counters can be cleared");
+  Connection(line.directory).ClearCounters();
   return EXIT_SUCCESS;
 }
 
@@ -117,15 +159,17 @@ dhcp_manager::control::Status WaitForSync(const CommandLine& line) {
 
 int Status(const CommandLine& line) {
   const auto status = WaitForSync(line);
-  std::fputs(
-      (line.json ? relayctl::StatusAsJson(status) + "\n" : relayctl::StatusAsText(status)).c_str(),
-      stdout);
+  Print(line, relayctl::StatusAsJson(status), relayctl::StatusAsText(status));
   return status.in_sync() ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 int Run(const CommandLine& line) {
   if (line.command == "show") return Show(line);
-  if (line.command == "status") return Status(line);
+  if (line.command == "clear") return Clear(line);
+  if (line.command == "status") {
+    if (!line.topic.empty()) Refuse("what is '" + line.topic + "'?");
+    return Status(line);
+  }
   Refuse("unknown command '" + line.command + "'");
 }
 

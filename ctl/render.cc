@@ -1,14 +1,10 @@
 #include "render.h"
 
-#include <arpa/inet.h>
-
-#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdio>
-#include <nlohmann/json.hpp>
 
-#include "nettypes/ipv4_addr.h"
+#include "text.h"
 
 namespace relayctl {
 namespace {
@@ -16,27 +12,10 @@ namespace {
 namespace control = dhcp_manager::control;
 using nlohmann::ordered_json;
 
-constexpr std::array kPolicyNames{"drop", "keep", "replace"};
-
-std::string AddressText(std::uint32_t host_order) {
-  return nettypes::IPv4Addr(in_addr{htonl(host_order)}).to_string();
-}
-
 std::string IdentifierText(std::uint32_t identifier) {
   std::array<char, 16> text{};
   std::snprintf(text.data(), text.size(), "0x%08x", identifier);
   return text.data();
-}
-
-std::string PolicyText(std::uint32_t policy) {
-  return policy < kPolicyNames.size() ? kPolicyNames[policy] : std::to_string(policy);
-}
-
-void AddOptions(const control::Options& options, ordered_json& object) {
-  object["check"] = options.has_check() ? ordered_json(options.check()) : nullptr;
-  object["trusted"] = options.has_trusted() ? ordered_json(options.trusted()) : nullptr;
-  object["option"] = options.has_option() ? ordered_json(options.option()) : nullptr;
-  object["policy"] = options.has_policy() ? ordered_json(PolicyText(options.policy())) : nullptr;
 }
 
 ordered_json InterfaceAsJson(const control::Interface& interface) {
@@ -70,20 +49,6 @@ ordered_json InstanceAsJson(const control::Instance& instance) {
   return object;
 }
 
-const char* Switch(bool is_set, bool value) {
-  if (!is_set) return "-";
-  return value ? "on" : "off";
-}
-
-std::string OptionsText(const control::Options& options) {
-  std::string text = "check ";
-  text.append(Switch(options.has_check(), options.check()));
-  text.append(", trusted ").append(Switch(options.has_trusted(), options.trusted()));
-  text.append(", option ").append(Switch(options.has_option(), options.option()));
-  text.append(", policy ").append(options.has_policy() ? PolicyText(options.policy()) : "-");
-  return text;
-}
-
 std::string InterfaceText(const control::Interface& interface) {
   std::string text = "VLAN ";
   text.append(interface.has_vlan() ? std::to_string(interface.vlan()) : "-");
@@ -113,10 +78,6 @@ std::string InstanceText(const control::Instance& instance) {
     AddLine("override", if_option.name(), OptionsText(if_option.options()), text);
   }
   return text;
-}
-
-std::string Dump(const ordered_json& document) {
-  return document.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
 }
 
 }  // namespace

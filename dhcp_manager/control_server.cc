@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "log.h"
+#include "state_writer.h"
 #include "table_writer.h"
 
 namespace dhcp_manager {
@@ -18,9 +19,10 @@ constexpr std::size_t kMostClients = 64;
 }  // namespace
 
 ControlServer::ControlServer(vxmw_t* mw, const std::filesystem::path& directory,
-                             const Resync& resync)
+                             const Resync& resync, Relay& relay)
     : mw_(mw),
       resync_(resync),
+      relay_(relay),
       listener_(mw, directory / kControlSocketName, kSocketMode,
                 [this](wire::Descriptor client) { Accept(std::move(client)); }) {}
 
@@ -70,6 +72,16 @@ bool ControlServer::Answer(Client& client, const control::Request& request) {
       client.replies = WriteTable(resync_.table());
       break;
     case control::Request::STATUS:
+      client.replies.push_back(Status());
+      break;
+    case control::Request::STATE:
+      client.replies = WriteState(relay_.forwarding(), relay_.counters());
+      break;
+    case control::Request::CLEAR_COUNTERS:
+      if (!wire::IsTrustedPeer(client.socket.get())) {
+        throw wire::WireError("another user may not clear the counters");
+      }
+      relay_.ClearCounters();
       client.replies.push_back(Status());
       break;
     default:

@@ -1,4 +1,5 @@
-// The operator's end of the manager: answers requests for the table and the status.
+// The operator's end of the manager: answers requests for the table, the status and the state of
+// the relaying.
 
 #ifndef DHCP_MANAGER_CONTROL_SERVER_H_
 #define DHCP_MANAGER_CONTROL_SERVER_H_
@@ -11,6 +12,7 @@
 
 #include "control.pb.h"
 #include "listener.h"
+#include "relay.h"
 #include "resync.h"
 #include "vxmw/event.h"
 #include "wire.h"
@@ -21,9 +23,10 @@ inline constexpr char kControlSocketName[] = "ctl.sock";
 
 class ControlServer {
  public:
-  // Listens on ctl.sock in `directory`, for any user: it only tells. `resync` must outlive the
-  // server.
-  ControlServer(vxmw_t* mw, const std::filesystem::path& directory, const Resync& resync);
+  // Listens on ctl.sock in `directory`, for any user: only clearing counters is kept to the
+  // manager's own user and root. `resync` and `relay` must outlive the server.
+  ControlServer(vxmw_t* mw, const std::filesystem::path& directory, const Resync& resync,
+                Relay& relay);
 
  private:
   struct Client {
@@ -44,6 +47,7 @@ class ControlServer {
 
   vxmw_t* const mw_;
   const Resync& resync_;
+  Relay& relay_;
   dhcp_relay::wire::PacketReader reader_;
   std::list<Client> clients_;
   Listener listener_;

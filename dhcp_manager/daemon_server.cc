@@ -17,11 +17,6 @@ constexpr int kPacketsPerTurn = 256;
 
 constexpr mode_t kSocketMode = 0600;
 
-bool IsTrusted(int fd) {
-  const auto user = wire::PeerUser(fd);
-  return user && (*user == 0 || *user == geteuid());
-}
-
 }  // namespace
 
 DaemonServer::DaemonServer(vxmw_t* mw, const std::filesystem::path& directory, Resync& resync,
@@ -41,7 +36,7 @@ DaemonServer::~DaemonServer() {
 }
 
 void DaemonServer::Accept(wire::Descriptor client) {
-  if (!IsTrusted(client.get())) {
+  if (!wire::IsTrustedPeer(client.get())) {
     LogError("refused a daemon: it runs as another user");
     return;
   }

@@ -8,6 +8,7 @@
 #include "journal.h"
 #include "log.h"
 #include "options.h"
+#include "relay.h"
 #include "resync.h"
 #include "vxmw/vxmw.h"
 
@@ -20,7 +21,8 @@ int Serve(vxmw_t* mw, const dhcp_manager::CommandLine& line) {
   dhcp_manager::Journal journal =
       line.journal.empty() ? dhcp_manager::Journal() : dhcp_manager::Journal(line.journal);
   dhcp_manager::Resync resync;
-  const dhcp_manager::ControlServer control_server(mw, line.runtime_directory, resync);
+  dhcp_manager::Relay relay(mw, resync, line.vrf_devices, line.flood_guard);
+  const dhcp_manager::ControlServer control_server(mw, line.runtime_directory, resync, relay);
   const dhcp_manager::DaemonServer daemon_server(mw, line.runtime_directory, resync, journal);
   bool go_on = true;
   return vxmw_loop_while_timeout(mw, &go_on, 0) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;

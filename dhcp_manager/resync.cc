@@ -16,7 +16,12 @@ void Resync::Disconnected() {
 
 void Resync::Apply(const dhcp_relay::wire::Call& call) {
   ++calls_;
-  (state_ == State::kReceiving ? next_ : table_).Apply(call);
+  if (state_ == State::kReceiving) {
+    next_.Apply(call);
+  } else {
+    table_.Apply(call);
+    Changed();
+  }
 }
 
 bool Resync::BeginDump(std::uint32_t id) {
@@ -31,6 +36,7 @@ bool Resync::CompleteDump(std::uint32_t id) {
   state_ = State::kInSync;
   table_ = std::exchange(next_, RelayTable());
   ++dumps_;
+  Changed();
   return true;
 }
 

@@ -5,7 +5,9 @@
 #define DHCP_MANAGER_RESYNC_H_
 
 #include <cstdint>
+#include <functional>
 #include <optional>
+#include <utility>
 
 #include "relay_table.h"
 
@@ -19,6 +21,9 @@ class Resync {
     kReceiving,  // its calls come in
     kInSync,
   };
+
+  // Called after every change of the table in use.
+  void OnChange(std::function<void()> changed) { changed_ = std::move(changed); }
 
   // The daemon has connected: returns the number of the dump to ask for.
   std::uint32_t Connected();
@@ -40,6 +45,11 @@ class Resync {
   std::uint64_t dumps() const { return dumps_; }
 
  private:
+  void Changed() const {
+    if (changed_) changed_();
+  }
+
+  std::function<void()> changed_;
   State state_ = State::kDisconnected;
   std::uint32_t dump_ = 0;
   RelayTable table_;

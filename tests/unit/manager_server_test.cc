@@ -19,6 +19,7 @@
 #include "control_server.h"
 #include "daemon_server.h"
 #include "journal.h"
+#include "relay.h"
 #include "resync.h"
 #include "support/loop.h"
 
@@ -100,11 +101,12 @@ class ServerTest : public ::testing::Test {
     directory_ = mkdtemp(name.data());
     journal_ = Journal(directory_ / "journal");
     server_ = std::make_unique<DaemonServer>(mw_, directory_, resync_, journal_);
-    control_ = std::make_unique<ControlServer>(mw_, directory_, resync_);
+    control_ = std::make_unique<ControlServer>(mw_, directory_, resync_, *relay_);
   }
   ~ServerTest() override {
     control_.reset();
     server_.reset();
+    relay_.reset();
     vxmw_finish(&mw_);
     fs::remove_all(directory_);
   }
@@ -137,6 +139,8 @@ class ServerTest : public ::testing::Test {
   vxmw_t* mw_ = vxmw_init("server_test");
   Resync resync_;
   Journal journal_;
+  std::unique_ptr<dhcp_manager::Relay> relay_ = std::make_unique<dhcp_manager::Relay>(
+      mw_, resync_, dhcp_manager::VrfStandIns(), std::nullopt);
   std::unique_ptr<DaemonServer> server_;
   std::unique_ptr<ControlServer> control_;
 };

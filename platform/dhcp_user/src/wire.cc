@@ -124,6 +124,11 @@ std::optional<uid_t> PeerUser(int fd) {
   return peer.uid;
 }
 
+bool IsTrustedPeer(int fd) {
+  const auto user = PeerUser(fd);
+  return user && (*user == 0 || *user == geteuid());
+}
+
 SendResult SendPacket(int fd, const std::string& packet) {
   while (true) {
     if (send(fd, packet.data(), packet.size(), MSG_DONTWAIT | MSG_NOSIGNAL) >= 0) {

@@ -76,6 +76,9 @@ std::filesystem::path RuntimeDirectory();
 // User id of the process at the other end.
 std::optional<uid_t> PeerUser(int fd);
 
+// Whether the process at the other end runs as root or as this process's user.
+bool IsTrustedPeer(int fd);
+
 enum class SendResult { kSent, kFull, kLost };
 
 // Sends one packet without waiting.

@@ -1,0 +1,84 @@
+#include <netinet/in.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "packet/dhcp_message.h"
+#include "packet/relay_packet.h"
+
+namespace dhcp_manager {
+namespace {
+
+using namespace message;  // NOLINT(google-build-using-namespace): the field's own vocabulary
+
+// Least size of a BOOTP message that old clients take (RFC 1542, section 2.1).
+constexpr std::size_t kLeastSize = 300;
+
+// Option 82 of a reply. One that was split into several (RFC 3396) counts as the whole.
+struct Information {
+  bool whole = true;  // the options are
+  bool there = false;
+  bool ours = false;
+};
+
+Information ReadInformation(const RelayPort& port, const MessageBuffer& message) {
+  Information information;
+  if (!HasOptions(message.data, message.size)) return information;
+  const auto& expected = port.information;
+  std::size_t compared = 0;
+  bool equal = true;
+  const OptionsEnd end =
+      WalkOptions(message.data, kOptions, message.size,
+                  [&](std::uint8_t code, std::size_t position, std::size_t length) {
+                    if (code != kRelayInformation) return;
+                    information.there = true;
+                    const std::uint8_t* const value = message.data + position + kOptionHeader;
+                    equal = equal && length <= expected.size() - compared &&
+                            std::equal(value, value + length,
+                                       expected.begin() + static_cast<std::ptrdiff_t>(compared));
+                    if (equal) compared += length;
+                  });
+  information.whole = end.whole;
+  information.ours = information.there && equal && compared == expected.size();
+  return information;
+}
+
+}  // namespace
+
+std::optional<nettypes::IPv4Addr> GiaddrOf(const std::uint8_t* data, std::size_t size) {
+  in_addr address{};
+  if (size < kGiaddr + sizeof(address)) return std::nullopt;
+  std::memcpy(&address, data + kGiaddr, sizeof(address));
+  return nettypes::IPv4Addr(address);
+}
+
+ReplyResult RelayReply(const RelayPort& port, MessageBuffer& message) {
+  if (!IsMessage(message.data, message.size, kReply)) return ReplyResult::kMalformed;
+  const Information information = ReadInformation(port, message);
+  if (!information.whole) return ReplyResult::kMalformed;
+  if (port.check && port.option) {
+    if (!information.there) return ReplyResult::kNoInformation;
+    if (!information.ours) return ReplyResult::kForeignInformation;
+  }
+  if (information.ours) {
+    const std::size_t freed = RemoveRelayInformation(message.data, kOptions, message.size);
+    message.size = std::max(message.size - freed, std::min(message.size, kLeastSize));
+  }
+  return ReplyResult::kRelay;
+}
+
+ReplyTarget TargetOf(const MessageBuffer& message) {
+  const std::uint8_t* const data = message.data;
+  in_addr address{};
+  std::memcpy(&address, data + kYiaddr, sizeof(address));
+  ReplyTarget target;
+  target.mac.fill(0xFF);
+  target.address = nettypes::IPv4Addr(in_addr{INADDR_BROADCAST});
+  const bool is_ethernet = data[kHtype] == kEthernet && data[kHlen] == target.mac.size();
+  if ((data[kFlags] & kBroadcastFlag) != 0 || address.s_addr == 0 || !is_ethernet) return target;
+  target.address = nettypes::IPv4Addr(address);
+  std::copy_n(data + kChaddr, target.mac.size(), target.mac.begin());
+  return target;
+}
+
+}  // namespace dhcp_manager

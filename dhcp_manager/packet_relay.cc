@@ -1,0 +1,298 @@
+#include "packet_relay.h"
+
+#include <arpa/inet.h>
+#include <linux/if_ether.h>
+#include <sys/epoll.h>
+
+#include <algorithm>
+#include <system_error>
+#include <tuple>
+
+#include "frame.h"
+#include "log.h"
+#include "packet/relay_packet.h"
+#include "sockets.h"
+
+namespace dhcp_manager {
+namespace {
+
+constexpr std::chrono::milliseconds kRetry{1000};
+
+// Batches taken from each socket in one turn of the loop, so that other work gets its turn.
+constexpr int kRounds = 8;
+
+// What fits into a datagram that every Ethernet carries unfragmented (RFC 894): our option is not
+// added beyond it.
+constexpr std::size_t kLargestMessage = 1472;
+
+sockaddr_in ServerAddress(nettypes::IPv4Addr server) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(kServerPort);
+  address.sin_addr = server.to_in_addr();
+  return address;
+}
+
+sockaddr_ll ClientAddress(int link, const MacAddress& mac) {
+  sockaddr_ll address{};
+  address.sll_family = AF_PACKET;
+  address.sll_protocol = htons(ETH_P_IP);
+  address.sll_ifindex = link;
+  address.sll_halen = static_cast<unsigned char>(mac.size());
+  std::copy(mac.begin(), mac.end(), address.sll_addr);
+  return address;
+}
+
+// What became of a request that is not relayed; nothing for one that is.
+std::optional<RequestFate> FateOf(RequestResult result) {
+  switch (result) {
+    case RequestResult::kRelay:
+    case RequestResult::kRelayNoRoom:
+      return std::nullopt;
+    case RequestResult::kMalformed:
+      return RequestFate::kMalformed;
+    case RequestResult::kHops:
+      return RequestFate::kHops;
+    case RequestResult::kOwnGiaddr:
+      return RequestFate::kOwnGiaddr;
+    case RequestResult::kUntrusted:
+      return RequestFate::kUntrusted;
+    case RequestResult::kPolicyDrop:
+      return RequestFate::kPolicy;
+  }
+  return RequestFate::kMalformed;
+}
+
+std::optional<ReplyFate> FateOf(ReplyResult result) {
+  switch (result) {
+    case ReplyResult::kRelay:
+      return std::nullopt;
+    case ReplyResult::kMalformed:
+      return ReplyFate::kMalformed;
+    case ReplyResult::kNoInformation:
+      return ReplyFate::kNoInformation;
+    case ReplyResult::kForeignInformation:
+      return ReplyFate::kForeignInformation;
+  }
+  return ReplyFate::kMalformed;
+}
+
+}  // namespace
+
+PacketRelay::PacketRelay(vxmw_t* mw, Counters& counters, std::optional<RateLimit> flood_guard)
+    : mw_(mw),
+      counters_(counters),
+      flood_limit_(flood_guard),
+      retry_(mw, [this] { OpenSockets(); }) {}
+
+void PacketRelay::Use(Forwarding forwarding) {
+  forwarding_ = std::move(forwarding);
+  CloseDomains();
+  OpenSockets();
+}
+
+void PacketRelay::OpenSockets() {
+  std::string reason;
+  try {
+    OpenClients();
+    for (const auto& [vrf, name] : forwarding_.vrfs()) OpenDomain(vrf, name);
+  } catch (const std::system_error& error) {
+    reason = error.what();
+    retry_.Arm(kRetry);
+  }
+  if (!reason.empty() && reason != logged_reason_) LogError(reason + "; trying again");
+  logged_reason_ = reason;
+  MakeLanes();
+}
+
+void PacketRelay::OpenClients() {
+  if (client_socket_ || forwarding_.vrfs().empty()) return;
+  client_socket_ = OpenClientSocket();
+  client_outbox_ = std::make_unique<Outbox>(client_socket_.get());
+  client_events_ = std::make_unique<vxmw::IoSource>(
+      mw_, client_socket_.get(), EPOLLIN, [this](std::uint32_t /*events*/) { OnReadable(); });
+}
+
+void PacketRelay::OpenDomain(VrfIndex vrf, const std::string& name) {
+  if (domains_.contains(vrf)) return;
+  Domain domain{.vrf = vrf, .socket = OpenServerSocket(name), .outbox = nullptr, .events = nullptr};
+  const int fd = domain.socket.get();
+  domain.outbox = std::make_unique<Outbox>(fd);
+  domain.events = std::make_unique<vxmw::IoSource>(
+      mw_, fd, EPOLLIN, [this](std::uint32_t /*events*/) { OnReadable(); });
+  domains_.emplace(vrf, std::move(domain));
+}
+
+void PacketRelay::CloseDomains() {
+  std::erase_if(domains_,
+                [this](const auto& entry) { return !forwarding_.vrfs().contains(entry.first); });
+  if (!forwarding_.vrfs().empty()) return;
+  client_events_.reset();
+  client_outbox_.reset();
+  client_socket_ = dhcp_relay::wire::Descriptor();
+}
+
+void PacketRelay::MakeLanes() {
+  servers_.clear();
+  for (const Service& service : forwarding_.services()) {
+    auto& servers = servers_[&service];
+    for (const auto& server : service.servers) {
+      servers.push_back({.address = ServerAddress(server),
+                         .counters = &counters_.Server(service.instance, server)});
+    }
+  }
+  lanes_.clear();
+  for (const Port& port : forwarding_.ports()) {
+    const auto domain = domains_.find(port.service->vrf);
+    lanes_.push_back({.counters = &counters_.Interface(port.service->instance, port.name),
+                      .flood_guard = FloodGuardOf(port),
+                      .domain = domain == domains_.end() ? nullptr : &domain->second,
+                      .servers = &servers_.at(port.service)});
+  }
+  std::erase_if(flood_guards_, [this](const auto& entry) {
+    const auto instance = counters_.instances().find(entry.first.first);
+    return instance == counters_.instances().end() ||
+           !instance->second.interfaces.contains(entry.first.second);
+  });
+}
+
+TokenBucket* PacketRelay::FloodGuardOf(const Port& port) {
+  if (!flood_limit_) return nullptr;
+  const auto [guard, added] = flood_guards_.try_emplace({port.service->instance, port.name},
+                                                        *flood_limit_, TokenBucket::Clock::now());
+  return &guard->second;
+}
+
+PacketRelay::Lane& PacketRelay::LaneOf(const Port& port) {
+  return lanes_[static_cast<std::size_t>(&port - forwarding_.ports().data())];
+}
+
+void PacketRelay::OnReadable() {
+  bool more = true;
+  for (int round = 0; more && round < kRounds; ++round) {
+    more = client_socket_ && RelayRequests();
+    for (auto& [vrf, domain] : domains_) more = RelayReplies(domain) || more;
+  }
+}
+
+// These say whether there may be more.
+bool PacketRelay::RelayRequests() {
+  const std::size_t count = inbox_.Receive(client_socket_.get());
+  if (count == 0) return false;
+  if (flood_limit_) now_ = TokenBucket::Clock::now();
+  for (std::size_t i = 0; i < count; ++i) TakeRequest(inbox_.Get(i));
+  FinishRequests();
+  return count == Inbox::kMessages;
+}
+
+bool PacketRelay::RelayReplies(Domain& domain) {
+  const std::size_t count = inbox_.Receive(domain.socket.get());
+  if (count == 0) return false;
+  for (std::size_t i = 0; i < count; ++i) TakeReply(domain, inbox_.Get(i));
+  FlushToClients();
+  return count == Inbox::kMessages;
+}
+
+void PacketRelay::TakeRequest(const Inbox::Message& packet) {
+  const nettypes::IPv4Addr destination = DestinationOf(packet.data);
+  const Port* const port = forwarding_.FindByLink(packet.from->link.sll_ifindex, destination);
+  if (port == nullptr) {
+    counters_.strays().Count(StrayFate::kNoInterface);
+    return;
+  }
+  if (!forwarding_.IsForUs(*port, destination)) {
+    counters_.strays().Count(StrayFate::kNotForUs);
+    return;
+  }
+  Lane& lane = LaneOf(*port);
+  ++lane.counters->requests;
+  if (const auto fate = Relay(*port, lane, packet)) lane.counters->Count(*fate);
+}
+
+std::optional<RequestFate> PacketRelay::Relay(const Port& port, Lane& lane,
+                                              const Inbox::Message& packet) {
+  if (lane.flood_guard != nullptr && !lane.flood_guard->Take(now_)) return RequestFate::kFlood;
+  const auto payload = ParseUdp(packet.data, packet.size, packet.unverified);
+  if (packet.truncated || !payload) return RequestFate::kMalformed;
+  MessageBuffer message{.data = payload->data,
+                        .size = payload->size,
+                        .capacity = std::max(kLargestMessage, payload->size)};
+  const RequestResult result =
+      RelayRequest(port.relay, forwarding_.OwnAddresses(port.service->vrf), message);
+  if (const auto fate = FateOf(result)) return fate;
+  if (result == RequestResult::kRelayNoRoom) ++lane.counters->option_left_out;
+  if (lane.servers->empty()) return RequestFate::kNoServer;
+  if (lane.domain == nullptr) return RequestFate::kSendFailed;
+  pending_.push_back({.counters = lane.counters, .sent = false});
+  Outbox& outbox = *lane.domain->outbox;
+  for (const Server& server : *lane.servers) {
+    if (outbox.full()) Flush(*lane.domain);
+    outbox.Add(message.data, message.size, server.address, copies_.size());
+    copies_.push_back({.request = pending_.size() - 1, .server = server.counters});
+  }
+  return std::nullopt;
+}
+
+void PacketRelay::Flush(Domain& domain) {
+  domain.outbox->Flush([this](std::size_t tag, bool sent) {
+    const Copy& copy = copies_[tag];
+    ++(sent ? copy.server->sent : copy.server->failed);
+    pending_[copy.request].sent = pending_[copy.request].sent || sent;
+  });
+}
+
+void PacketRelay::FinishRequests() {
+  for (auto& [vrf, domain] : domains_) {
+    if (!domain.outbox->empty()) Flush(domain);
+  }
+  for (const Pending& request : pending_) {
+    request.counters->Count(request.sent ? RequestFate::kRelayed : RequestFate::kSendFailed);
+  }
+  pending_.clear();
+  copies_.clear();
+}
+
+void PacketRelay::TakeReply(const Domain& domain, const Inbox::Message& packet) {
+  const auto giaddr = GiaddrOf(packet.data, packet.size);
+  if (!giaddr) {
+    counters_.strays().Count(StrayFate::kMalformed);
+    return;
+  }
+  const Port* const port = forwarding_.FindByAddress(domain.vrf, *giaddr);
+  if (port == nullptr) {
+    counters_.strays().Count(StrayFate::kUnknownGiaddr);
+    return;
+  }
+  Lane& lane = LaneOf(*port);
+  ++lane.counters->replies;
+  const auto server = std::ranges::find_if(*lane.servers, [&](const Server& candidate) {
+    return candidate.address.sin_addr.s_addr == packet.from->ip.sin_addr.s_addr;
+  });
+  if (server != lane.servers->end()) ++server->counters->replies;
+  const MessageBuffer message{
+      .data = packet.data, .size = packet.size, .capacity = packet.capacity};
+  const auto fate = packet.truncated ? ReplyFate::kMalformed : Relay(*port, lane, message);
+  if (fate) lane.counters->Count(*fate);
+}
+
+std::optional<ReplyFate> PacketRelay::Relay(const Port& port, Lane& lane, MessageBuffer message) {
+  if (const auto fate = FateOf(RelayReply(port.relay, message))) return fate;
+  const ReplyTarget target = TargetOf(message);
+  WriteHeaders(port.relay.giaddr, target.address, message.data, message.size);
+  if (client_outbox_->full()) FlushToClients();
+  client_outbox_->Add(message.data - kHeadersSize, message.size + kHeadersSize,
+                      ClientAddress(port.link, target.mac), replies_.size());
+  replies_.push_back(lane.counters);
+  return std::nullopt;
+}
+
+void PacketRelay::FlushToClients() {
+  if (client_outbox_) {
+    client_outbox_->Flush([this](std::size_t tag, bool sent) {
+      replies_[tag]->Count(sent ? ReplyFate::kRelayed : ReplyFate::kSendFailed);
+    });
+  }
+  replies_.clear();
+}
+
+}  // namespace dhcp_manager

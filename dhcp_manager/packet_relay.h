@@ -1,0 +1,111 @@
+// Receives, relays and sends: the sockets around the packet rules.
+//
+// Messages are taken and sent in batches, from buffers that are made once. Nothing is received
+// before the first Use.
+
+#ifndef DHCP_MANAGER_PACKET_RELAY_H_
+#define DHCP_MANAGER_PACKET_RELAY_H_
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "batch.h"
+#include "counters.h"
+#include "forwarding.h"
+#include "token_bucket.h"
+#include "vxmw/event.h"
+#include "wire.h"
+
+namespace dhcp_manager {
+
+class PacketRelay {
+ public:
+  // `counters` must outlive the relay and hold what every Forwarding in use names. `flood_guard`
+  // limits the requests of each interface.
+  PacketRelay(vxmw_t* mw, Counters& counters, std::optional<RateLimit> flood_guard);
+  PacketRelay(const PacketRelay&) = delete;
+  PacketRelay& operator=(const PacketRelay&) = delete;
+
+  // From now on packets go by `forwarding`. Sockets that are still right stay open, so that nothing
+  // that waits in them is lost; one that cannot be opened is tried again later.
+  void Use(Forwarding forwarding);
+
+  const Forwarding& forwarding() const { return forwarding_; }
+
+ private:
+  // A request of the batch in hand that goes to servers.
+  struct Pending {
+    InterfaceCounters* counters;
+    bool sent;  // to one server at least
+  };
+  struct Copy {
+    std::size_t request;  // index of the pending request
+    ServerCounters* server;
+  };
+  // What a routing domain's packets need.
+  struct Domain {
+    VrfIndex vrf = kDefaultVrf;
+    dhcp_relay::wire::Descriptor socket;
+    std::unique_ptr<Outbox> outbox;
+    std::unique_ptr<vxmw::IoSource> events;
+  };
+  struct Server {
+    sockaddr_in address{};
+    ServerCounters* counters = nullptr;
+  };
+  // What a port's packets need besides the port, by its index.
+  struct Lane {
+    InterfaceCounters* counters = nullptr;
+    TokenBucket* flood_guard = nullptr;
+    Domain* domain = nullptr;                      // null while there is no socket
+    const std::vector<Server>* servers = nullptr;  // of its instance
+  };
+
+  void OpenSockets();
+  void OpenClients();
+  void OpenDomain(VrfIndex vrf, const std::string& name);
+  void CloseDomains();
+  void MakeLanes();
+  TokenBucket* FloodGuardOf(const Port& port);
+
+  // Takes what waits, clients' requests and servers' replies in turn.
+  void OnReadable();
+  bool RelayRequests();
+  bool RelayReplies(Domain& domain);
+  void TakeRequest(const Inbox::Message& packet);
+  void TakeReply(const Domain& domain, const Inbox::Message& packet);
+  std::optional<RequestFate> Relay(const Port& port, Lane& lane, const Inbox::Message& packet);
+  std::optional<ReplyFate> Relay(const Port& port, Lane& lane, MessageBuffer message);
+  void Flush(Domain& domain);
+  void FinishRequests();
+  void FlushToClients();
+  Lane& LaneOf(const Port& port);
+
+  vxmw_t* const mw_;
+  Counters& counters_;
+  const std::optional<RateLimit> flood_limit_;
+  Forwarding forwarding_;
+  std::map<std::pair<std::string, std::string>, TokenBucket> flood_guards_;
+  std::map<const Service*, std::vector<Server>> servers_;
+  std::vector<Lane> lanes_;
+  Inbox inbox_;
+  dhcp_relay::wire::Descriptor client_socket_;
+  std::unique_ptr<Outbox> client_outbox_;
+  std::unique_ptr<vxmw::IoSource> client_events_;
+  std::map<VrfIndex, Domain> domains_;
+  std::vector<Pending> pending_;
+  std::vector<Copy> copies_;
+  std::vector<InterfaceCounters*> replies_;
+  TokenBucket::Clock::time_point now_;
+  std::string logged_reason_;
+  vxmw::TimerSource retry_;
+};
+
+}  // namespace dhcp_manager
+
+#endif  // DHCP_MANAGER_PACKET_RELAY_H_

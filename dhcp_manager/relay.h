@@ -1,0 +1,48 @@
+// The relay as a whole: puts the relay table and the kernel's links together after every change of
+// either, and has packets go by the result.
+
+#ifndef DHCP_MANAGER_RELAY_H_
+#define DHCP_MANAGER_RELAY_H_
+
+#include <chrono>
+#include <optional>
+
+#include "counters.h"
+#include "link_watcher.h"
+#include "packet_relay.h"
+#include "resync.h"
+#include "token_bucket.h"
+#include "vxmw/event.h"
+
+namespace dhcp_manager {
+
+class Relay {
+ public:
+  // `resync` must outlive the relay, and tells it of changes. No packet is taken before its first
+  // dump is complete. Throws std::runtime_error when the kernel's links cannot be read.
+  Relay(vxmw_t* mw, Resync& resync, VrfStandIns vrf_devices, std::optional<RateLimit> flood_guard);
+  ~Relay();
+  Relay(const Relay&) = delete;
+  Relay& operator=(const Relay&) = delete;
+
+  const Forwarding& forwarding() const { return packets_.forwarding(); }
+  const Counters& counters() const { return counters_; }
+  void ClearCounters() { counters_.Clear(); }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  void Changed();
+  void Rebuild();
+
+  Resync& resync_;
+  Counters counters_;
+  PacketRelay packets_;
+  vxmw::TimerSource settled_;
+  std::optional<Clock::time_point> first_change_;  // of those not yet in use
+  LinkWatcher links_;
+};
+
+}  // namespace dhcp_manager
+
+#endif  // DHCP_MANAGER_RELAY_H_

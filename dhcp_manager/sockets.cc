@@ -1,0 +1,140 @@
+#include "sockets.h"
+
+#include <arpa/inet.h>
+#include <linux/filter.h>
+#include <linux/if_ether.h>
+#include <linux/if_packet.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <cerrno>
+#include <span>
+#include <system_error>
+
+#include "frame.h"
+
+namespace dhcp_manager {
+namespace {
+
+using dhcp_relay::wire::Descriptor;
+
+// Room for bursts that come while the table is rebuilt.
+constexpr int kBuffer = 8 * 1024 * 1024;
+
+constexpr std::uint32_t kWholePacket = 0x40000;
+constexpr std::uint8_t kBootRequest = 1;
+constexpr std::uint8_t kBootReply = 2;
+
+[[noreturn]] void Throw(const std::string& what) {
+  throw std::system_error(errno, std::generic_category(), "cannot " + what);
+}
+
+template <typename Value>
+void SetOption(const Descriptor& socket, int level, int option, const Value& value,
+               const char* what) {
+  if (setsockopt(socket.get(), level, option, &value, sizeof(value)) != 0) Throw(what);
+}
+
+void SetBuffers(const Descriptor& socket) {
+  for (const auto& [forced, usual] :
+       {std::pair{SO_RCVBUFFORCE, SO_RCVBUF}, std::pair{SO_SNDBUFFORCE, SO_SNDBUF}}) {
+    // The force needs a privilege that the manager gives away; less room is no failure.
+    if (setsockopt(socket.get(), SOL_SOCKET, forced, &kBuffer, sizeof(kBuffer)) != 0) {
+      setsockopt(socket.get(), SOL_SOCKET, usual, &kBuffer, sizeof(kBuffer));
+    }
+  }
+}
+
+void Filter(const Descriptor& socket, std::span<sock_filter> code) {
+  const sock_fprog program{.len = static_cast<unsigned short>(code.size()), .filter = code.data()};
+  SetOption(socket, SOL_SOCKET, SO_ATTACH_FILTER, program, "filter a socket");
+}
+
+constexpr sock_filter Load(std::uint16_t size_and_mode, std::uint32_t offset) {
+  return {
+      .code = static_cast<std::uint16_t>(BPF_LD | size_and_mode), .jt = 0, .jf = 0, .k = offset};
+}
+constexpr sock_filter Jump(std::uint16_t test, std::uint32_t value, std::uint8_t if_true,
+                           std::uint8_t if_false) {
+  return {.code = static_cast<std::uint16_t>(BPF_JMP | test | BPF_K),
+          .jt = if_true,
+          .jf = if_false,
+          .k = value};
+}
+constexpr sock_filter Return(std::uint32_t size) {
+  return {.code = BPF_RET | BPF_K, .jt = 0, .jf = 0, .k = size};
+}
+
+// Offsets into the IPv4 header, and from its end.
+constexpr std::uint32_t kFragmentOffset = 6;
+constexpr std::uint32_t kProtocolOffset = 9;
+constexpr std::uint32_t kPortOffset = 2;
+constexpr std::uint32_t kOperationOffset = 8;
+constexpr std::uint32_t kFragmentBits = 0x3FFF;
+constexpr auto kPacketType = static_cast<std::uint32_t>(SKF_AD_OFF + SKF_AD_PKTTYPE);
+
+}  // namespace
+
+Descriptor OpenClientSocket() {
+  Descriptor socket(::socket(AF_PACKET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  if (!socket) Throw("open a packet socket");
+  std::array code{
+      Load(BPF_B | BPF_ABS, kProtocolOffset),
+      Jump(BPF_JEQ, IPPROTO_UDP, 0, 10),
+      Load(BPF_H | BPF_ABS, kFragmentOffset),
+      Jump(BPF_JSET, kFragmentBits, 8, 0),
+      sock_filter{.code = BPF_LDX | BPF_B | BPF_MSH, .jt = 0, .jf = 0, .k = 0},
+      Load(BPF_H | BPF_IND, kPortOffset),
+      Jump(BPF_JEQ, kServerPort, 0, 5),
+      Load(BPF_B | BPF_IND, kOperationOffset),
+      Jump(BPF_JEQ, kBootRequest, 0, 3),
+      Load(BPF_W | BPF_ABS, kPacketType),
+      Jump(BPF_JEQ, PACKET_OTHERHOST, 1, 0),
+      Return(kWholePacket),
+      Return(0),
+  };
+  Filter(socket, code);
+  SetBuffers(socket);
+  constexpr int kOn = 1;
+  SetOption(socket, SOL_PACKET, PACKET_AUXDATA, kOn, "ask for the state of checksums");
+  SetOption(socket, SOL_PACKET, PACKET_IGNORE_OUTGOING, kOn, "leave out what is sent");
+  // Nothing is received before the filter stands: a packet socket without protocol hears nothing.
+  sockaddr_ll address{};
+  address.sll_family = AF_PACKET;
+  address.sll_protocol = htons(ETH_P_IP);
+  if (bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
+    Throw("listen to clients");
+  }
+  return socket;
+}
+
+Descriptor OpenServerSocket(const std::string& vrf) {
+  Descriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  if (!socket) Throw("open a UDP socket");
+  std::array code{
+      Load(BPF_B | BPF_ABS, kOperationOffset),
+      Jump(BPF_JEQ, kBootReply, 0, 1),
+      Return(kWholePacket),
+      Return(0),
+  };
+  Filter(socket, code);
+  SetBuffers(socket);
+  constexpr int kOn = 1;
+  // The sockets of several routing domains share the port.
+  SetOption(socket, SOL_SOCKET, SO_REUSEADDR, kOn, "share port 67");
+  if (!vrf.empty() && setsockopt(socket.get(), SOL_SOCKET, SO_BINDTODEVICE, vrf.c_str(),
+                                 static_cast<socklen_t>(vrf.size() + 1)) != 0) {
+    Throw("bind to the VRF device " + vrf);
+  }
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(kServerPort);
+  if (bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
+    Throw("listen to servers on UDP port 67");
+  }
+  return socket;
+}
+
+}  // namespace dhcp_manager

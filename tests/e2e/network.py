@@ -1,0 +1,151 @@
+"""Network namespaces joined by veth pairs, and the programs of other projects that run in them."""
+
+import json
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+
+from leftovers import make_directory, remove_leftovers
+from stack import LIMIT, is_running, wait_until
+
+KIND = "vxn"
+LEASE_SCRIPT = """#!/bin/sh
+[ "$1" = bound ] || [ "$1" = renew ] || exit 0
+printf '%s %s %s %s\\n' "$1" "$ip" "$router" "$serverid" >>"$LEASES"
+ip addr flush dev "$interface"
+ip addr add "$ip/$mask" dev "$interface"
+[ -z "$router" ] || ip route replace default via "$router"
+"""
+
+
+def run(*command, check=True, **arguments):
+    return subprocess.run([str(word) for word in command], check=check, capture_output=True, text=True,
+                          timeout=LIMIT, **arguments)
+
+
+def remove_namespaces(directory):
+    """Those that the owner of `directory` made, with what still runs in them."""
+    for name in run("ip", "netns", "list").stdout.split("\n"):
+        name = name.split(" ")[0]
+        if not name.startswith(directory.name + "-"):
+            continue
+        for pid in run("ip", "netns", "pids", name, check=False).stdout.split():
+            try:
+                os.kill(int(pid), signal.SIGKILL)
+            except ProcessLookupError:
+                pass
+        run("ip", "netns", "del", name, check=False)
+
+
+class Network:
+    """Namespaces of one test, gone when it ends, however it ends."""
+
+    def __init__(self, test):
+        remove_leftovers(KIND, remove_namespaces)
+        self.directory = make_directory(KIND)
+        self.processes = []
+        test.addCleanup(self._remove)
+
+    def _remove(self):
+        for process in self.processes:
+            if process.poll() is None:
+                process.kill()
+            process.wait()
+        remove_namespaces(self.directory)
+        shutil.rmtree(self.directory, ignore_errors=True)
+
+    def namespace(self, name):
+        """The full name of namespace `name`, made at its first mention."""
+        full = f"{self.directory.name}-{name}"
+        if not pathlib.Path("/run/netns", full).exists():
+            run("ip", "netns", "add", full)
+            self.run(name, "ip", "link", "set", "lo", "up")
+        return full
+
+    def prefix(self, name):
+        return ["ip", "netns", "exec", self.namespace(name)]
+
+    def run(self, name, *command, **arguments):
+        return run(*self.prefix(name), *command, **arguments)
+
+    def start(self, name, *command, log=None, **arguments):
+        """Starts a program that goes on; its output goes to the file `log` of the directory."""
+        with open(self.directory / (log or f"{pathlib.Path(str(command[0])).name}.log"), "a", encoding="utf-8") as out:
+            process = subprocess.Popen([*self.prefix(name), *(str(word) for word in command)], stdin=subprocess.DEVNULL,
+                                       stdout=out, stderr=out, **arguments)
+        self.processes.append(process)
+        return process
+
+    def stop(self, process):
+        process.terminate()
+        process.wait(timeout=LIMIT)
+
+    def log(self, name):
+        path = self.directory / name
+        return path.read_text(errors="replace") if path.exists() else ""
+
+    def join(self, end, other):
+        """A veth pair; each end is (namespace, device, "address/length" or None)."""
+        (space, device, address), (other_space, other_device, other_address) = end, other
+        self.run(space, "ip", "link", "add", device, "type", "veth", "peer", "name", other_device, "netns",
+                 self.namespace(other_space))
+        for name, dev, addr in ((space, device, address), (other_space, other_device, other_address)):
+            if addr:
+                self.run(name, "ip", "addr", "add", addr, "brd", "+", "dev", dev)
+            self.run(name, "ip", "link", "set", dev, "up")
+        self.wait_up(space, device)
+        self.wait_up(other_space, other_device)
+
+    def wait_up(self, name, device):
+        wait_until(lambda: json.loads(self.run(name, "ip", "-j", "link", "show", device).stdout)[0]["operstate"]
+                   == "UP", f"{device} in {name} is up")
+
+    def mac(self, name, device):
+        return json.loads(self.run(name, "ip", "-j", "link", "show", device).stdout)[0]["address"]
+
+    def dnsmasq(self, name, *ranges, arguments=()):
+        """A DHCP server for `ranges` ("first,last,mask"); returns when it listens."""
+        log = f"dnsmasq-{name}.log"
+        process = self.start(name, "dnsmasq", "--no-daemon", "--conf-file=/dev/null", "--port=0", "--log-dhcp",
+                             "--user=root", "--no-ping", f"--dhcp-leasefile={self.directory}/leases-{name}",
+                             f"--pid-file={self.directory}/dnsmasq-{name}.pid",
+                             *(f"--dhcp-range={entry},1h" for entry in ranges), *arguments, log=log)
+        self.wait_listening(name, 67, process)
+        return process
+
+    def wait_listening(self, name, port, process=None):
+        def listening():
+            if process is not None and process.poll() is not None:
+                raise AssertionError(f"it ended with {process.returncode}")
+            return re.search(rf":{port}\s", self.run(name, "ss", "-Hlun").stdout)
+        wait_until(listening, f"something listens on port {port} in {name}")
+
+    def client(self, name, device, *arguments, tries=5):
+        """Runs a DHCP client until it has its lease; (address, router, server), or None when it gets none."""
+        leases = self.directory / f"client-{name}-{device}"
+        leases.unlink(missing_ok=True)
+        self.run(name, "udhcpc", "-i", device, "-f", "-q", "-n", "-t", tries, "-T", 1, "-s", self._lease_script(),
+                 *arguments, check=False, env=dict(os.environ, LEASES=str(leases)))
+        if not leases.exists():
+            return None
+        return tuple(leases.read_text().splitlines()[-1].split(" ")[1:])
+
+    def start_client(self, name, device, *arguments):
+        """A DHCP client that goes on and renews; its leases are lines of the file that is returned with it."""
+        leases = self.directory / f"client-{name}-{device}"
+        process = self.start(name, "udhcpc", "-i", device, "-f", "-s", self._lease_script(), *arguments,
+                             log=f"udhcpc-{name}.log", env=dict(os.environ, LEASES=str(leases)))
+        return process, leases
+
+    def _lease_script(self):
+        script = self.directory / "lease-script"
+        if not script.exists():
+            script.write_text(LEASE_SCRIPT)
+            script.chmod(0o755)
+        return script
+
+
+__all__ = ["Network", "is_running", "run", "wait_until"]
