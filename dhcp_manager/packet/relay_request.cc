@@ -78,7 +78,6 @@ bool InsertInformation(const RelayPort& port, const OptionsEnd& end, MessageBuff
   const std::size_t added = kOptionHeader + port.information.size();
   const std::size_t size = std::max(message.size, end.position + added + moved);
   if (size > message.capacity) return false;
-  std::memset(message.data + message.size, kPad, size - message.size);
   if (end.has_end) {
     std::memmove(place + added, place, moved);
   } else {

@@ -1,0 +1,293 @@
+#!/usr/bin/env python3
+"""Writes the cases of packet_matrix_test: what goes into the relay's packet rules, and what must come out.
+
+The expected messages are put together here from their fields and options, by the rules as the RFCs and the relay's
+documentation have them; nothing is taken from what the relay computes. One case a line, words apart by blanks:
+
+  request NAME GIADDR SETTINGS POLICY INFORMATION OWN CAPACITY MESSAGE RESULT OUTPUT
+  reply   NAME GIADDR SETTINGS POLICY INFORMATION -   CAPACITY MESSAGE RESULT OUTPUT
+
+SETTINGS holds the letters c(heck), t(rusted), o(ption) that are on, else '-'; messages are in hexadecimal; OUTPUT is
+'-' where nothing comes out.
+"""
+
+import itertools
+import socket
+import sys
+
+OURS = bytes([1, 6]) + b"l3-5:5" + bytes([2, 6, 2, 0, 0, 0, 0, 5])
+THEIRS = bytes([1, 4]) + b"port"
+US = "192.168.5.1"
+OWN = (US, "10.0.0.254")
+CAPACITY = 1472
+COOKIE = bytes([99, 130, 83, 99])
+
+TYPE = (53, bytes([1]))
+OVERLOAD = 52
+INFORMATION = 82
+CLIENT_ID = (61, bytes([1, 2, 3, 4, 5, 6, 7]))
+PARAMETERS = (55, bytes([1, 3, 6, 15]))
+PAD, END = "pad", "end"
+
+
+def encode(options):
+    out = b""
+    for option in options:
+        if option == PAD:
+            out += b"\0"
+        elif option == END:
+            out += b"\xff"
+        elif isinstance(option, bytes):
+            out += option
+        else:
+            out += bytes([option[0], len(option[1])]) + option[1]
+    return out
+
+
+class Message:
+    """Every field has a value of its own, so that one that is changed or moved shows."""
+
+    def __init__(self, op=1, hops=3, giaddr="0.0.0.0", hlen=6, flags=0x8000, cookie=COOKIE,
+                 options=(TYPE, CLIENT_ID, PARAMETERS, END), sname=None, file=None, tail=b""):
+        self.op, self.hops, self.giaddr, self.hlen, self.flags = op, hops, giaddr, hlen, flags
+        self.cookie, self.options, self.tail = cookie, list(options), tail
+        self.sname = sname if sname is not None else bytes(range(100, 164))
+        self.file = file if file is not None else bytes(range(1, 129))
+
+    def but(self, **changes):
+        copy = Message.__new__(Message)
+        copy.__dict__ = {**self.__dict__, **changes}
+        return copy
+
+    def header(self):
+        return (bytes([self.op, 1, self.hlen, self.hops]) + bytes([0xDE, 0xAD, 0xBE, 0xEF]) + bytes([0x12, 0x34])
+                + self.flags.to_bytes(2, "big") + bytes([10, 1, 1, 1]) + bytes([10, 2, 2, 2]) + bytes([10, 3, 3, 3])
+                + socket.inet_aton(self.giaddr) + bytes([2, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE]) + bytes(range(200, 210))
+                + self.sname.ljust(64, b"\0") + self.file.ljust(128, b"\0"))
+
+    def bytes(self):
+        return self.header() + self.cookie + encode(self.options) + self.tail
+
+
+cases = []
+
+
+def case(kind, name, message, result, output=None, giaddr=US, settings="", policy="keep", information=OURS,
+         capacity=CAPACITY):
+    message = message.bytes() if isinstance(message, Message) else message
+    output = output.bytes() if isinstance(output, Message) else output
+    own = ",".join(OWN) if kind == "request" else "-"
+    cases.append(" ".join([kind, name, giaddr, settings or "-", policy, information.hex(), own, str(capacity),
+                           message.hex() or "-", result, output.hex() if output is not None else "-"]))
+
+
+def relayed(message, **changes):
+    """The request as it leaves: one hop more, our address unless a relay was there before."""
+    giaddr = US if message.giaddr == "0.0.0.0" else message.giaddr
+    return message.but(hops=message.hops + 1, giaddr=giaddr, **changes)
+
+
+def with_ours(options):
+    """Ours is the last option."""
+    kept = [option for option in options if option != END]
+    return kept + [(INFORMATION, OURS), END]
+
+
+def without_information(options):
+    return [option for option in options if not (isinstance(option, tuple) and option[0] == INFORMATION)]
+
+
+def requests():
+    plain = Message()
+    for hops in (0, 15, 16):
+        message = Message(hops=hops)
+        case("request", f"Hops{hops}", message, "relay", relayed(message))
+    for hops in (17, 255):
+        case("request", f"Hops{hops}", Message(hops=hops), "hops")
+
+    for option in ("", "o"):
+        for name, giaddr, result in (("Zero", "0.0.0.0", "relay"), ("Foreign", "10.9.9.9", "relay"),
+                                     ("Own", US, "own-giaddr"), ("OwnElsewhere", "10.0.0.254", "own-giaddr"),
+                                     ("Broadcast", "255.255.255.255", "malformed"),
+                                     ("Multicast", "224.0.0.1", "malformed"),
+                                     ("Loopback", "127.0.0.1", "malformed"),
+                                     ("Reserved", "240.0.0.1", "malformed")):
+            message = Message(giaddr=giaddr)
+            output = None
+            if result == "relay":
+                added = option and giaddr == "0.0.0.0"
+                output = relayed(message, options=with_ours(message.options) if added else message.options)
+            case("request", f"Giaddr{name}Option{'On' if option else 'Off'}", message, result, output, settings=option)
+
+    for there, trusted, option, policy, giaddr in itertools.product(
+            (False, True), ("", "t"), ("", "o"), ("keep", "replace", "drop"), ("0.0.0.0", "10.9.9.9")):
+        options = [TYPE, CLIENT_ID] + ([(INFORMATION, THEIRS)] if there else []) + [PARAMETERS, END]
+        message = Message(options=options, giaddr=giaddr)
+        first_hop = giaddr == "0.0.0.0"
+        result, output = "relay", relayed(message)
+        if there and first_hop and not trusted:
+            result, output = "untrusted", None
+        elif there and option and policy == "drop":
+            result, output = "policy", None
+        elif there and option and policy == "replace":
+            output = relayed(message, options=with_ours(without_information(options)))
+        elif not there and option and first_hop:
+            output = relayed(message, options=with_ours(options))
+        case("request", f"Matrix{'There' if there else 'Absent'}{'Trusted' if trusted else 'Untrusted'}"
+             f"Option{'On' if option else 'Off'}{policy.capitalize()}{'FirstHop' if first_hop else 'Relayed'}",
+             message, result, output, settings=trusted + option, policy=policy)
+
+    theirs = (INFORMATION, THEIRS)
+    for name, options in (("First", [theirs, TYPE, PARAMETERS, END]), ("Middle", [TYPE, theirs, PARAMETERS, END]),
+                          ("LastBeforeEnd", [TYPE, PARAMETERS, theirs, END]),
+                          ("Alone", [theirs, END]),
+                          ("AmongPads", [TYPE, PAD, theirs, PAD, PARAMETERS, PAD, END]),
+                          ("InSeveral", [(INFORMATION, THEIRS[:3]), TYPE, (INFORMATION, THEIRS[3:]), END]),
+                          ("OfLength0", [TYPE, (INFORMATION, b""), END]),
+                          ("OfLength1", [TYPE, (INFORMATION, b"\x01"), END]),
+                          ("OfLength255", [TYPE, (INFORMATION, bytes(255)), END]),
+                          ("WithoutEnd", [TYPE, theirs, PARAMETERS]),
+                          ("LastWithoutEnd", [TYPE, PARAMETERS, theirs])):
+        message = Message(options=options)
+        size = len(message.bytes())
+        output = relayed(message, options=with_ours(without_information(options)))
+        output.tail = b"\0" * max(0, size - len(output.bytes()))
+        case("request", f"Replace{name}", message, "relay", output, settings="to", policy="replace")
+        case("request", f"Keep{name}", message, "relay", relayed(message), settings="to", policy="keep")
+        case("request", f"OptionOff{name}", message, "relay", relayed(message), settings="t", policy="replace")
+        case("request", f"Drop{name}", message, "policy", settings="to", policy="drop")
+        case("request", f"Untrusted{name}", message, "untrusted", settings="o", policy="replace")
+
+    exact = len(relayed(plain, options=with_ours(plain.options)).bytes())
+    case("request", "RoomExactlyThere", plain, "relay", relayed(plain, options=with_ours(plain.options)), settings="o",
+         capacity=exact)
+    case("request", "RoomOneByteShort", plain, "no-room", relayed(plain), settings="o", capacity=exact - 1)
+    case("request", "RoomNone", plain, "no-room", relayed(plain), settings="o", capacity=len(plain.bytes()))
+    replaceable = Message(options=[TYPE, theirs, PARAMETERS, END])
+    case("request", "ReplaceWithoutRoomTakesTheirsOut", replaceable, "no-room",
+         relayed(replaceable, options=[TYPE, PARAMETERS, END], tail=bytes(2 + len(THEIRS))), settings="to",
+         policy="replace", capacity=len(replaceable.bytes()))
+    padded = Message(tail=bytes(200))
+    case("request", "PaddingIsUsedUp", padded, "relay",
+         relayed(padded, options=with_ours(padded.options), tail=bytes(200 - 2 - len(OURS))), settings="o",
+         capacity=len(padded.bytes()))
+    short = Message(tail=bytes(5))
+    case("request", "PaddingThatDoesNotSuffice", short, "relay",
+         relayed(short, options=with_ours(short.options), tail=b""), settings="o")
+    odd = Message(tail=b"\0\0tail\0\0")
+    case("request", "WhatFollowsEndMovesAlong", odd, "relay",
+         relayed(odd, options=with_ours(odd.options), tail=b"\0\0tail"), settings="o")
+    longest = bytes([1, 253]) + bytes(253)
+    case("request", "LongestOption", plain, "relay",
+         relayed(plain, options=plain.options[:-1] + [(INFORMATION, longest), END]), settings="o", information=longest)
+
+    endless = Message(options=[TYPE, CLIENT_ID])
+    case("request", "NoEnd", endless, "relay", relayed(endless, options=with_ours(endless.options)), settings="o")
+    case("request", "NoEndOptionOff", endless, "relay", relayed(endless))
+    empty = Message(options=[])
+    case("request", "NoOptionsAtAll", empty, "relay", relayed(empty, options=with_ours([])), settings="o")
+    for name, rest in (("OneByteShort", bytes([12, 3, 1, 2])), ("TwoBytesShort", bytes([12, 3, 1])),
+                       ("WithoutLength", bytes([12])),
+                       ("InformationReachingBeyond", bytes([82, 9, 1, 4]))):
+        for settings in ("", "to"):
+            case("request", f"Truncated{name}{settings}", Message(options=[TYPE, rest]), "malformed",
+                 settings=settings, policy="replace")
+
+    inside = encode([(12, b"host"), theirs, (15, b"zone"), END])
+    cleaned = encode([(12, b"host"), (15, b"zone"), END])
+    for name, value, fields in (("File", 1, ("file",)), ("Sname", 2, ("sname",)), ("Both", 3, ("file", "sname"))):
+        options = [TYPE, (OVERLOAD, bytes([value])), END]
+        message = Message(options=options, **{field: inside for field in fields})
+        case("request", f"Overloaded{name}Untrusted", message, "untrusted", settings="o")
+        case("request", f"Overloaded{name}Drop", message, "policy", settings="to", policy="drop")
+        case("request", f"Overloaded{name}Keep", message, "relay", relayed(message), settings="to")
+        case("request", f"Overloaded{name}Replace", message, "relay",
+             relayed(message, options=with_ours(options), **{field: cleaned for field in fields}), settings="to",
+             policy="replace")
+        broken = Message(options=options, **{field: b"\x0c\xff" for field in fields})
+        case("request", f"Overloaded{name}Broken", broken, "malformed")
+        clean = Message(options=options, **{field: cleaned for field in fields})
+        case("request", f"Overloaded{name}Clean", clean, "relay", relayed(clean, options=with_ours(options)),
+             settings="o")
+    not_overloaded = Message(options=[TYPE, END], file=inside, sname=inside)
+    case("request", "FieldsThatAreNotOverloaded", not_overloaded, "relay",
+         relayed(not_overloaded, options=with_ours([TYPE, END])), settings="o")
+
+    for hlen, result in ((0, "relay"), (16, "relay"), (17, "malformed"), (255, "malformed")):
+        message = Message(hlen=hlen)
+        case("request", f"Hlen{hlen}", message, result, relayed(message) if result == "relay" else None)
+    case("request", "Op2", Message(op=2), "malformed")
+    case("request", "Op0", Message(op=0), "malformed")
+    case("request", "Empty", b"", "malformed")
+    case("request", "OneByteShortOfAHeader", plain.header()[:-1], "malformed")
+    bare = relayed(plain).header()
+    case("request", "HeaderAlone", plain.header(), "relay", bare, settings="o")
+    case("request", "CookieCut", plain.header() + COOKIE[:3], "relay", bare + COOKIE[:3], settings="o")
+    vendor = bytes([82, 2, 1, 0]) + bytes(56)
+    bootp = Message(cookie=b"", options=[vendor])
+    case("request", "PlainBootp", bootp, "relay", relayed(bootp), settings="o")
+    bad = Message(cookie=bytes([99, 130, 83, 98]), options=[TYPE, theirs, END])
+    case("request", "BadCookie", bad, "relay", relayed(bad), settings="o", policy="drop")
+
+
+def replies():
+    ours, theirs = (INFORMATION, OURS), (INFORMATION, THEIRS)
+    other = [TYPE, (51, bytes([0, 0, 14, 16]))]
+    padding = bytes(60)
+    for check, option in itertools.product(("", "c"), ("", "o")):
+        settings = check + option
+        checked = settings == "co"
+        switches = f"Check{'On' if check else 'Off'}Option{'On' if option else 'Off'}"
+        for flags in (0, 0x8000):
+            broadcast = "Broadcast" if flags else "Unicast"
+            for name, options, is_ours in (
+                    ("None", other + [END], None), ("Ours", other + [ours, END], True),
+                    ("OursFirst", [ours] + other + [END], True), ("OursMiddle", [other[0], ours, other[1], END], True),
+                    ("OursWithoutEnd", other + [ours], True),
+                    ("OursInTwo", other + [(INFORMATION, OURS[:5]), (INFORMATION, OURS[5:]), END], True),
+                    ("Theirs", other + [theirs, END], False), ("Length0", other + [(INFORMATION, b""), END], False),
+                    ("Length1", other + [(INFORMATION, b"\1"), END], False),
+                    ("OursCut", other + [(INFORMATION, OURS[:-1]), END], False),
+                    ("OursAndMore", other + [(INFORMATION, OURS + b"\0"), END], False),
+                    ("OursTwice", other + [ours, ours, END], False),
+                    ("OursAndTheirs", other + [ours, theirs, END], False)):
+                message = Message(op=2, options=options, flags=flags, giaddr=US, tail=padding)
+                result, output = "relay", message
+                if checked and is_ours is None:
+                    result, output = "no-information", None
+                elif checked and not is_ours:
+                    result, output = "foreign-information", None
+                elif is_ours:
+                    rest = message.but(options=without_information(options))
+                    size = len(message.bytes())
+                    output = rest.bytes().ljust(min(size, 300), b"\0")
+                case("reply", f"{name}{switches}{broadcast}", message, result, output, settings=settings)
+    for policy in ("replace", "drop"):
+        message = Message(op=2, options=other + [theirs, END], giaddr=US)
+        case("reply", f"TheirsStayUnder{policy.capitalize()}", message, "relay", message, settings="o", policy=policy)
+    short = Message(op=2, options=other + [ours, END], giaddr=US)
+    case("reply", "ShortOneKeepsItsSize", short, "relay",
+         short.but(options=other + [END]).bytes().ljust(len(short.bytes()), b"\0"), settings="co")
+    long = Message(op=2, options=other + [ours, (43, bytes(100)), END], giaddr=US)
+    case("reply", "LongOneShrinks", long, "relay", long.but(options=other + [(43, bytes(100)), END]), settings="co")
+    tail = Message(op=2, options=other + [ours, END], giaddr=US, tail=b"tail" * 20)
+    case("reply", "WhatFollowsEndMovesUp", tail, "relay",
+         tail.but(options=other + [END]).bytes().ljust(300, b"\0"), settings="co")
+    overloaded = Message(op=2, options=other + [(OVERLOAD, b"\1"), END], file=encode([ours, END]), giaddr=US)
+    case("reply", "OursInAnOverloadedFieldIsNotOurs", overloaded, "no-information", settings="co")
+    case("reply", "OursInAnOverloadedFieldStays", overloaded, "relay", overloaded, settings="o")
+    case("reply", "Truncated", Message(op=2, options=other + [bytes([82, 200, 1])], giaddr=US), "malformed")
+    case("reply", "Hlen17", Message(op=2, hlen=17, giaddr=US), "malformed")
+    case("reply", "Op1", Message(op=1, giaddr=US), "malformed")
+    case("reply", "Short", Message(op=2, giaddr=US).header()[:-1], "malformed")
+    hops = Message(op=2, hops=200, giaddr=US)
+    case("reply", "HopsDoNotMatter", hops, "relay", hops)
+    bootp = Message(op=2, cookie=b"", options=[bytes(64)], giaddr=US)
+    case("reply", "PlainBootp", bootp, "relay", bootp, settings="o")
+    case("reply", "PlainBootpChecked", bootp, "no-information", settings="co")
+
+
+requests()
+replies()
+with open(sys.argv[1], "w", encoding="ascii") as file:
+    file.write("\n".join(cases) + "\n")
