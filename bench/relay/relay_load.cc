@@ -1,0 +1,124 @@
+// Offers DHCPDISCOVERs of first-hop clients at a fixed rate and takes the answers:
+//   relay_load DEVICE RATE SECONDS
+// prints one line of JSON.
+
+#include <algorithm>
+
+#include "frames.h"
+
+namespace {
+
+using namespace bench;  // NOLINT(google-build-using-namespace): one program's own parts
+
+constexpr std::size_t kMessage = 300;
+constexpr std::uint64_t kTick = 500000;  // nanoseconds between bursts
+constexpr std::uint64_t kLinger = 500000000;
+
+// Broadcast from an Ethernet address, with a chaddr made from the number.
+std::size_t MakeFrame(std::uint8_t* frame) {
+  std::memset(frame, 0, kEthernet + kHeaders + kMessage);
+  std::memset(frame, 0xFF, 6);
+  const std::array<std::uint8_t, 8> source{2, 0, 0, 0, 1, 1, 8, 0};
+  std::copy(source.begin(), source.end(), frame + 6);
+  WriteHeaders(frame + kEthernet, kMessage, 0, INADDR_BROADCAST, 68, 67);
+  std::uint8_t* const message = frame + kEthernet + kHeaders;
+  message[0] = 1;
+  message[1] = 1;
+  message[2] = 6;
+  message[10] = 0x80;  // answers by broadcast
+  const std::array<std::uint8_t, 16> options{99, 130, 83, 99, 53, 1, 1, 55, 4, 1, 3, 6, 15, 255, 0, 0};
+  std::copy(options.begin(), options.end(), message + 236);
+  return kEthernet + kHeaders + kMessage;
+}
+
+void Number(std::uint8_t* frame, std::uint32_t number) {
+  std::uint8_t* const message = frame + kEthernet + kHeaders;
+  const std::uint32_t xid = htonl(number);
+  std::memcpy(message + 4, &xid, sizeof(xid));
+  message[28] = 2;
+  message[29] = 1;
+  std::memcpy(message + 30, &xid, sizeof(xid));
+}
+
+struct Load {
+  int fd = -1;
+  std::vector<std::uint64_t> sent_at;
+  std::vector<std::uint64_t> latencies;
+  std::uint32_t sent = 0;
+  Batch out;
+  Batch in;
+
+  void Burst(std::uint32_t upto) {
+    while (sent < upto) {
+      int count = 0;
+      const std::uint64_t now = Now();
+      for (; sent < upto && count < static_cast<int>(kBatch); ++count, ++sent) {
+        const auto i = static_cast<std::size_t>(count);
+        Number(out.bytes[i].data(), sent);
+        sent_at[sent] = now;
+      }
+      out.Send(fd, count);
+    }
+  }
+
+  void Collect() {
+    while (true) {
+      const int count = in.Receive(fd);
+      if (count <= 0) return;
+      const std::uint64_t now = Now();
+      for (int i = 0; i < count; ++i) {
+        std::uint32_t xid = 0;
+        std::memcpy(&xid, in.bytes[static_cast<std::size_t>(i)].data() + Batch::kRoom + kEthernet + kHeaders + 4,
+                    sizeof(xid));
+        xid = ntohl(xid);
+        if (xid >= sent || sent_at[xid] == 0) continue;
+        latencies.push_back(now - sent_at[xid]);
+        sent_at[xid] = 0;
+      }
+    }
+  }
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 4) {
+    std::fputs("usage: relay_load DEVICE RATE SECONDS\n", stderr);
+    return 2;
+  }
+  const std::uint64_t rate = std::strtoull(argv[2], nullptr, 10);
+  const double seconds = std::strtod(argv[3], nullptr);
+  static Load load;
+  load.fd = OpenPacketSocket(argv[1], SOCK_RAW, 68, 2);
+  const auto total = static_cast<std::uint32_t>(static_cast<double>(rate) * seconds);
+  load.sent_at.resize(total);
+  load.latencies.reserve(total);
+  for (std::size_t i = 0; i < kBatch; ++i) {
+    const std::size_t size = MakeFrame(load.out.bytes[i].data());
+    load.out.vectors[i] = {load.out.bytes[i].data(), size};
+    load.out.headers[i].msg_hdr.msg_iov = &load.out.vectors[i];
+    load.out.headers[i].msg_hdr.msg_iovlen = 1;
+  }
+  const std::uint64_t start = Now();
+  while (load.sent < total) {
+    const std::uint64_t passed = Now() - start;
+    load.Burst(static_cast<std::uint32_t>(std::min<std::uint64_t>(total, passed * rate / 1000000000U)));
+    load.Collect();
+    const std::uint64_t next = start + (passed / kTick + 1) * kTick;
+    const timespec until{static_cast<time_t>(next / 1000000000U), static_cast<long>(next % 1000000000U)};
+    clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr);
+  }
+  const std::uint64_t end = Now();
+  while (load.latencies.size() < total && Now() - end < kLinger) {
+    load.Collect();
+    usleep(500);
+  }
+  std::ranges::sort(load.latencies);
+  const std::size_t answered = load.latencies.size();
+  const auto quantile = [&](double share) {
+    return answered == 0 ? 0.0 : static_cast<double>(load.latencies[static_cast<std::size_t>(share * static_cast<double>(answered - 1))]) / 1000;
+  };
+  std::printf("{\"sent\":%u,\"answered\":%zu,\"seconds\":%.3f,\"median_us\":%.1f,\"p99_us\":%.1f}\n", load.sent, answered,
+              static_cast<double>(end - start) / 1e9, quantile(0.5), quantile(0.99));
+  return 0;
+}
