@@ -110,17 +110,19 @@ void PacketRelay::OpenClients() {
   client_socket_ = OpenClientSocket();
   client_outbox_ = std::make_unique<Outbox>(client_socket_.get());
   client_events_ = std::make_unique<vxmw::IoSource>(
-      mw_, client_socket_.get(), EPOLLIN, [this](std::uint32_t /*events*/) { OnReadable(); });
+      mw_, client_socket_.get(), EPOLLIN, [this](std::uint32_t /*events*/) { RelayRequests(); });
 }
 
 void PacketRelay::OpenDomain(VrfIndex vrf, const std::string& name) {
   if (domains_.contains(vrf)) return;
-  Domain domain{.vrf = vrf, .socket = OpenServerSocket(name), .outbox = nullptr, .events = nullptr};
-  const int fd = domain.socket.get();
-  domain.outbox = std::make_unique<Outbox>(fd);
+  dhcp_relay::wire::Descriptor socket = OpenServerSocket(name);
+  Domain& domain = domains_[vrf];
+  domain.vrf = vrf;
+  domain.socket = std::move(socket);
+  domain.outbox = std::make_unique<Outbox>(domain.socket.get());
   domain.events = std::make_unique<vxmw::IoSource>(
-      mw_, fd, EPOLLIN, [this](std::uint32_t /*events*/) { OnReadable(); });
-  domains_.emplace(vrf, std::move(domain));
+      mw_, domain.socket.get(), EPOLLIN,
+      [this, &domain](std::uint32_t /*events*/) { RelayReplies(domain); });
 }
 
 void PacketRelay::CloseDomains() {
@@ -167,30 +169,23 @@ PacketRelay::Lane& PacketRelay::LaneOf(const Port& port) {
   return lanes_[static_cast<std::size_t>(&port - forwarding_.ports().data())];
 }
 
-void PacketRelay::OnReadable() {
-  bool more = true;
-  for (int round = 0; more && round < kRounds; ++round) {
-    more = client_socket_ && RelayRequests();
-    for (auto& [vrf, domain] : domains_) more = RelayReplies(domain) || more;
+void PacketRelay::RelayRequests() {
+  for (int round = 0; round < kRounds; ++round) {
+    const std::size_t count = inbox_.Receive(client_socket_.get());
+    if (flood_limit_) now_ = TokenBucket::Clock::now();
+    for (std::size_t i = 0; i < count; ++i) TakeRequest(inbox_.Get(i));
+    FinishRequests();
+    if (count < Inbox::kMessages) return;
   }
 }
 
-// These say whether there may be more.
-bool PacketRelay::RelayRequests() {
-  const std::size_t count = inbox_.Receive(client_socket_.get());
-  if (count == 0) return false;
-  if (flood_limit_) now_ = TokenBucket::Clock::now();
-  for (std::size_t i = 0; i < count; ++i) TakeRequest(inbox_.Get(i));
-  FinishRequests();
-  return count == Inbox::kMessages;
-}
-
-bool PacketRelay::RelayReplies(Domain& domain) {
-  const std::size_t count = inbox_.Receive(domain.socket.get());
-  if (count == 0) return false;
-  for (std::size_t i = 0; i < count; ++i) TakeReply(domain, inbox_.Get(i));
-  FlushToClients();
-  return count == Inbox::kMessages;
+void PacketRelay::RelayReplies(Domain& domain) {
+  for (int round = 0; round < kRounds; ++round) {
+    const std::size_t count = inbox_.Receive(domain.socket.get());
+    for (std::size_t i = 0; i < count; ++i) TakeReply(domain, inbox_.Get(i));
+    FlushToClients();
+    if (count < Inbox::kMessages) return;
+  }
 }
 
 void PacketRelay::TakeRequest(const Inbox::Message& packet) {

@@ -73,10 +73,9 @@ class PacketRelay {
   void MakeLanes();
   TokenBucket* FloodGuardOf(const Port& port);
 
-  // Takes what waits, clients' requests and servers' replies in turn.
-  void OnReadable();
-  bool RelayRequests();
-  bool RelayReplies(Domain& domain);
+  // These take what waits, within bounds.
+  void RelayRequests();
+  void RelayReplies(Domain& domain);
   void TakeRequest(const Inbox::Message& packet);
   void TakeReply(const Domain& domain, const Inbox::Message& packet);
   std::optional<RequestFate> Relay(const Port& port, Lane& lane, const Inbox::Message& packet);

@@ -1,5 +1,5 @@
-// The least that a relay of one packet socket and one UDP socket can spend: receives, writes giaddr,
-// sends.
+// The least that a relay of one packet socket and one UDP socket can spend: receives, writes
+// giaddr, sends.
 //   bare_relay DEVICE GIADDR SERVER [WAIT_US]
 
 #include <poll.h>

@@ -60,8 +60,8 @@ inline void EnlargeBuffers(int fd) {
   setsockopt(fd, SOL_SOCKET, SO_SNDBUFFORCE, &kBuffer, sizeof(kBuffer));
 }
 
-// Lets pass UDP to `port` whose message has the operation `op`. `ethernet` is the size of the header
-// before the IPv4 header, which has no options here.
+// Lets pass UDP to `port` whose message has the operation `op`. `ethernet` is the size of the
+// header before the IPv4 header, which has no options here.
 inline void FilterPackets(int fd, std::uint32_t ethernet, std::uint32_t port, std::uint32_t op) {
   const auto load = [](unsigned size, std::uint32_t offset) {
     return sock_filter{static_cast<std::uint16_t>(BPF_LD | size | BPF_ABS), 0, 0, offset};
@@ -104,7 +104,8 @@ inline int OpenUdpSocket(std::uint32_t op) {
   Require(fd >= 0, "UDP socket");
   std::array code{sock_filter{BPF_LD | BPF_B | BPF_ABS, 0, 0, 8},
                   sock_filter{BPF_JMP | BPF_JEQ | BPF_K, 0, 1, op},
-                  sock_filter{BPF_RET | BPF_K, 0, 0, 0x40000}, sock_filter{BPF_RET | BPF_K, 0, 0, 0}};
+                  sock_filter{BPF_RET | BPF_K, 0, 0, 0x40000},
+                  sock_filter{BPF_RET | BPF_K, 0, 0, 0}};
   const sock_fprog program{static_cast<unsigned short>(code.size()), code.data()};
   Require(setsockopt(fd, SOL_SOCKET, SO_ATTACH_FILTER, &program, sizeof(program)) == 0, "filter");
   EnlargeBuffers(fd);
@@ -169,7 +170,8 @@ struct Batch {
   void Send(int fd, int count) {
     int sent = 0;
     while (sent < count) {
-      const int result = sendmmsg(fd, headers.data() + sent, static_cast<unsigned>(count - sent), 0);
+      const int result =
+          sendmmsg(fd, headers.data() + sent, static_cast<unsigned>(count - sent), 0);
       sent += result > 0 ? result : 1;
     }
   }

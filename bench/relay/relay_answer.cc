@@ -23,7 +23,8 @@ int main() {
       message[17] = 168;
       message[18] = 5;
       message[19] = 99;
-      message[242] = 2;  // an offer; the client's other options, option 82 too, go back as they came
+      message[242] =
+          2;  // an offer; the client's other options, option 82 too, go back as they came
       auto& to = reinterpret_cast<sockaddr_in&>(batch.names[at]);
       std::memcpy(&to.sin_addr, message + 24, sizeof(to.sin_addr));
       to.sin_port = htons(67);

@@ -26,7 +26,8 @@ std::size_t MakeFrame(std::uint8_t* frame) {
   message[1] = 1;
   message[2] = 6;
   message[10] = 0x80;  // answers by broadcast
-  const std::array<std::uint8_t, 16> options{99, 130, 83, 99, 53, 1, 1, 55, 4, 1, 3, 6, 15, 255, 0, 0};
+  const std::array<std::uint8_t, 16> options{99, 130, 83, 99, 53, 1,   1, 55,
+                                             4,  1,   3,  6,  15, 255, 0, 0};
   std::copy(options.begin(), options.end(), message + 236);
   return kEthernet + kHeaders + kMessage;
 }
@@ -68,8 +69,10 @@ struct Load {
       const std::uint64_t now = Now();
       for (int i = 0; i < count; ++i) {
         std::uint32_t xid = 0;
-        std::memcpy(&xid, in.bytes[static_cast<std::size_t>(i)].data() + Batch::kRoom + kEthernet + kHeaders + 4,
-                    sizeof(xid));
+        std::memcpy(
+            &xid,
+            in.bytes[static_cast<std::size_t>(i)].data() + Batch::kRoom + kEthernet + kHeaders + 4,
+            sizeof(xid));
         xid = ntohl(xid);
         if (xid >= sent || sent_at[xid] == 0) continue;
         latencies.push_back(now - sent_at[xid]);
@@ -102,10 +105,12 @@ int main(int argc, char** argv) {
   const std::uint64_t start = Now();
   while (load.sent < total) {
     const std::uint64_t passed = Now() - start;
-    load.Burst(static_cast<std::uint32_t>(std::min<std::uint64_t>(total, passed * rate / 1000000000U)));
+    load.Burst(
+        static_cast<std::uint32_t>(std::min<std::uint64_t>(total, passed * rate / 1000000000U)));
     load.Collect();
     const std::uint64_t next = start + (passed / kTick + 1) * kTick;
-    const timespec until{static_cast<time_t>(next / 1000000000U), static_cast<long>(next % 1000000000U)};
+    const timespec until{static_cast<time_t>(next / 1000000000U),
+                         static_cast<long>(next % 1000000000U)};
     clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr);
   }
   const std::uint64_t end = Now();
@@ -116,9 +121,13 @@ int main(int argc, char** argv) {
   std::ranges::sort(load.latencies);
   const std::size_t answered = load.latencies.size();
   const auto quantile = [&](double share) {
-    return answered == 0 ? 0.0 : static_cast<double>(load.latencies[static_cast<std::size_t>(share * static_cast<double>(answered - 1))]) / 1000;
+    return answered == 0 ? 0.0
+                         : static_cast<double>(load.latencies[static_cast<std::size_t>(
+                               share * static_cast<double>(answered - 1))]) /
+                               1000;
   };
-  std::printf("{\"sent\":%u,\"answered\":%zu,\"seconds\":%.3f,\"median_us\":%.1f,\"p99_us\":%.1f}\n", load.sent, answered,
-              static_cast<double>(end - start) / 1e9, quantile(0.5), quantile(0.99));
+  std::printf(
+      "{\"sent\":%u,\"answered\":%zu,\"seconds\":%.3f,\"median_us\":%.1f,\"p99_us\":%.1f}\n",
+      load.sent, answered, static_cast<double>(end - start) / 1e9, quantile(0.5), quantile(0.99));
   return 0;
 }
