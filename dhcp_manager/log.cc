@@ -13,7 +13,7 @@ zlog_category_t* category = nullptr;
 
 }  // namespace
 
-void StartLog() { category = vxmw_trace_register_category("dhcp-manager"); }
+void StartLog(const char* name) { category = vxmw_trace_register_category(name); }
 
 void LogError(const std::string& text) {
   zlog(category, __FILE__, sizeof(__FILE__) - 1, __func__, sizeof(__func__) - 1, __LINE__,

@@ -1,4 +1,4 @@
-// The manager's log lines.
+// Log lines of the manager and of its neighbours.
 
 #ifndef DHCP_MANAGER_LOG_H_
 #define DHCP_MANAGER_LOG_H_
@@ -7,8 +7,8 @@
 
 namespace dhcp_manager {
 
-// Starts logging to the category of the manager; without it lines are dropped.
-void StartLog();
+// Starts logging to that category; without it lines are dropped.
+void StartLog(const char* name);
 
 // An error, or something an operator wants to know of.
 void LogError(const std::string& text);

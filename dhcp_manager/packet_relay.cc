@@ -11,7 +11,6 @@
 #include "frame.h"
 #include "log.h"
 #include "packet/relay_packet.h"
-#include "sockets.h"
 
 namespace dhcp_manager {
 namespace {
@@ -79,8 +78,10 @@ std::optional<ReplyFate> FateOf(ReplyResult result) {
 
 }  // namespace
 
-PacketRelay::PacketRelay(vxmw_t* mw, Counters& counters, std::optional<RateLimit> flood_guard)
+PacketRelay::PacketRelay(vxmw_t* mw, Sockets sockets, Counters& counters,
+                         std::optional<RateLimit> flood_guard)
     : mw_(mw),
+      sockets_(std::move(sockets)),
       counters_(counters),
       flood_limit_(flood_guard),
       retry_(mw, [this] { OpenSockets(); }) {}
@@ -107,7 +108,7 @@ void PacketRelay::OpenSockets() {
 
 void PacketRelay::OpenClients() {
   if (client_socket_ || forwarding_.vrfs().empty()) return;
-  client_socket_ = OpenClientSocket();
+  client_socket_ = sockets_.OpenClientSocket();
   client_outbox_ = std::make_unique<Outbox>(client_socket_.get());
   client_events_ = std::make_unique<vxmw::IoSource>(
       mw_, client_socket_.get(), EPOLLIN, [this](std::uint32_t /*events*/) { RelayRequests(); });
@@ -115,7 +116,7 @@ void PacketRelay::OpenClients() {
 
 void PacketRelay::OpenDomain(VrfIndex vrf, const std::string& name) {
   if (domains_.contains(vrf)) return;
-  dhcp_relay::wire::Descriptor socket = OpenServerSocket(name);
+  dhcp_relay::wire::Descriptor socket = sockets_.OpenServerSocket(name);
   Domain& domain = domains_[vrf];
   domain.vrf = vrf;
   domain.socket = std::move(socket);
@@ -125,13 +126,14 @@ void PacketRelay::OpenDomain(VrfIndex vrf, const std::string& name) {
       [this, &domain](std::uint32_t /*events*/) { RelayReplies(domain); });
 }
 
+// An interface that comes and goes does not close its domain's socket; only the removal of the last
+// instance, or of the VRF device, does.
 void PacketRelay::CloseDomains() {
-  std::erase_if(domains_,
-                [this](const auto& entry) { return !forwarding_.vrfs().contains(entry.first); });
-  if (!forwarding_.vrfs().empty()) return;
-  client_events_.reset();
-  client_outbox_.reset();
-  client_socket_ = dhcp_relay::wire::Descriptor();
+  std::erase_if(domains_, [this](const auto& entry) {
+    return std::ranges::none_of(forwarding_.services(), [&entry](const Service& service) {
+      return service.vrf == entry.first;
+    });
+  });
 }
 
 void PacketRelay::MakeLanes() {

@@ -17,6 +17,7 @@
 #include "batch.h"
 #include "counters.h"
 #include "forwarding.h"
+#include "sockets.h"
 #include "token_bucket.h"
 #include "vxmw/event.h"
 #include "wire.h"
@@ -27,7 +28,8 @@ class PacketRelay {
  public:
   // `counters` must outlive the relay and hold what every Forwarding in use names. `flood_guard`
   // limits the requests of each interface.
-  PacketRelay(vxmw_t* mw, Counters& counters, std::optional<RateLimit> flood_guard);
+  PacketRelay(vxmw_t* mw, Sockets sockets, Counters& counters,
+              std::optional<RateLimit> flood_guard);
   PacketRelay(const PacketRelay&) = delete;
   PacketRelay& operator=(const PacketRelay&) = delete;
 
@@ -86,6 +88,7 @@ class PacketRelay {
   Lane& LaneOf(const Port& port);
 
   vxmw_t* const mw_;
+  Sockets sockets_;
   Counters& counters_;
   const std::optional<RateLimit> flood_limit_;
   Forwarding forwarding_;

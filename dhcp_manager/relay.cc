@@ -15,10 +15,10 @@ constexpr milliseconds kLongest{50};
 
 }  // namespace
 
-Relay::Relay(vxmw_t* mw, Resync& resync, VrfStandIns vrf_devices,
+Relay::Relay(vxmw_t* mw, Sockets sockets, Resync& resync, VrfStandIns vrf_devices,
              std::optional<RateLimit> flood_guard)
     : resync_(resync),
-      packets_(mw, counters_, flood_guard),
+      packets_(mw, std::move(sockets), counters_, flood_guard),
       settled_(mw, [this] { Rebuild(); }),
       links_(mw, std::move(vrf_devices), [this] { Changed(); }) {
   resync_.OnChange([this] { Changed(); });

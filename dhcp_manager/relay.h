@@ -20,7 +20,8 @@ class Relay {
  public:
   // `resync` must outlive the relay, and tells it of changes. No packet is taken before its first
   // dump is complete. Throws std::runtime_error when the kernel's links cannot be read.
-  Relay(vxmw_t* mw, Resync& resync, VrfStandIns vrf_devices, std::optional<RateLimit> flood_guard);
+  Relay(vxmw_t* mw, Sockets sockets, Resync& resync, VrfStandIns vrf_devices,
+        std::optional<RateLimit> flood_guard);
   ~Relay();
   Relay(const Relay&) = delete;
   Relay& operator=(const Relay&) = delete;

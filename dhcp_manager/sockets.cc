@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <span>
 #include <system_error>
+#include <utility>
 
 #include "frame.h"
 
@@ -22,6 +23,9 @@ using dhcp_relay::wire::Descriptor;
 
 // Room for bursts that come while the table is rebuilt.
 constexpr int kBuffer = 8 * 1024 * 1024;
+
+// Routing domains that have room for bursts, too.
+constexpr std::size_t kPrepared = 16;
 
 constexpr std::uint32_t kWholePacket = 0x40000;
 constexpr std::uint8_t kBootRequest = 1;
@@ -37,14 +41,17 @@ void SetOption(const Descriptor& socket, int level, int option, const Value& val
   if (setsockopt(socket.get(), level, option, &value, sizeof(value)) != 0) Throw(what);
 }
 
-void SetBuffers(const Descriptor& socket) {
+Descriptor MakeSocket(int family) {
+  Descriptor socket(::socket(family, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  if (!socket) return socket;
   for (const auto& [forced, usual] :
        {std::pair{SO_RCVBUFFORCE, SO_RCVBUF}, std::pair{SO_SNDBUFFORCE, SO_SNDBUF}}) {
-    // The force needs a privilege that the manager gives away; less room is no failure.
+    // Less room is no failure.
     if (setsockopt(socket.get(), SOL_SOCKET, forced, &kBuffer, sizeof(kBuffer)) != 0) {
       setsockopt(socket.get(), SOL_SOCKET, usual, &kBuffer, sizeof(kBuffer));
     }
   }
+  return socket;
 }
 
 void Filter(const Descriptor& socket, std::span<sock_filter> code) {
@@ -77,8 +84,14 @@ constexpr auto kPacketType = static_cast<std::uint32_t>(SKF_AD_OFF + SKF_AD_PKTT
 
 }  // namespace
 
-Descriptor OpenClientSocket() {
-  Descriptor socket(::socket(AF_PACKET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+Sockets::Sockets() {
+  // Without the rights it is tried again when it is needed, and the failure told then.
+  client_ = MakeSocket(AF_PACKET);
+  for (std::size_t i = 0; i < kPrepared; ++i) servers_.push_back(MakeSocket(AF_INET));
+}
+
+Descriptor Sockets::OpenClientSocket() {
+  Descriptor socket = client_ ? std::move(client_) : MakeSocket(AF_PACKET);
   if (!socket) Throw("open a packet socket");
   std::array code{
       Load(BPF_B | BPF_ABS, kProtocolOffset),
@@ -96,7 +109,6 @@ Descriptor OpenClientSocket() {
       Return(0),
   };
   Filter(socket, code);
-  SetBuffers(socket);
   constexpr int kOn = 1;
   SetOption(socket, SOL_PACKET, PACKET_AUXDATA, kOn, "ask for the state of checksums");
   SetOption(socket, SOL_PACKET, PACKET_IGNORE_OUTGOING, kOn, "leave out what is sent");
@@ -110,8 +122,14 @@ Descriptor OpenClientSocket() {
   return socket;
 }
 
-Descriptor OpenServerSocket(const std::string& vrf) {
-  Descriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+Descriptor Sockets::OpenServerSocket(const std::string& vrf) {
+  Descriptor socket;
+  if (servers_.empty()) {
+    socket = MakeSocket(AF_INET);
+  } else {
+    socket = std::move(servers_.back());
+    servers_.pop_back();
+  }
   if (!socket) Throw("open a UDP socket");
   std::array code{
       Load(BPF_B | BPF_ABS, kOperationOffset),
@@ -120,7 +138,6 @@ Descriptor OpenServerSocket(const std::string& vrf) {
       Return(0),
   };
   Filter(socket, code);
-  SetBuffers(socket);
   constexpr int kOn = 1;
   // The sockets of several routing domains share the port.
   SetOption(socket, SOL_SOCKET, SO_REUSEADDR, kOn, "share port 67");

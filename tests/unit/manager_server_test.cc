@@ -140,7 +140,7 @@ class ServerTest : public ::testing::Test {
   Resync resync_;
   Journal journal_;
   std::unique_ptr<dhcp_manager::Relay> relay_ = std::make_unique<dhcp_manager::Relay>(
-      mw_, resync_, dhcp_manager::VrfStandIns(), std::nullopt);
+      mw_, dhcp_manager::Sockets(), resync_, dhcp_manager::VrfStandIns(), std::nullopt);
   std::unique_ptr<DaemonServer> server_;
   std::unique_ptr<ControlServer> control_;
 };

@@ -1,0 +1,36 @@
+#include "privileges.h"
+
+#include <cap-ng.h>
+#include <pwd.h>
+#include <sys/prctl.h>
+
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+
+namespace dhcp_manager {
+
+User FindUser(const std::string& name) {
+  errno = 0;
+  const passwd* const entry = getpwnam(name.c_str());
+  if (entry == nullptr) {
+    throw std::runtime_error("there is no user " + name +
+                             (errno == 0 ? "" : std::string(": ") + std::strerror(errno)));
+  }
+  return {.id = entry->pw_uid, .group = entry->pw_gid};
+}
+
+void GiveUpPrivileges(const User& user) {
+  capng_clear(CAPNG_SELECT_BOTH);
+  constexpr auto kSets = static_cast<capng_type_t>(CAPNG_EFFECTIVE | CAPNG_PERMITTED);
+  const bool chosen = capng_updatev(CAPNG_ADD, kSets, CAP_NET_RAW, CAP_NET_BIND_SERVICE, -1) == 0;
+  constexpr auto kFlags = static_cast<capng_flags_t>(CAPNG_DROP_SUPP_GRP | CAPNG_CLEAR_BOUNDING);
+  if (!chosen ||
+      capng_change_id(static_cast<int>(user.id), static_cast<int>(user.group), kFlags) != 0 ||
+      prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) {
+    throw std::runtime_error(
+        "cannot give up privileges: start the manager as root, or without --user");
+  }
+}
+
+}  // namespace dhcp_manager

@@ -1,0 +1,56 @@
+// Serves what the relaying is doing as operational data of the datastore (vx-dhcp-relay-state).
+//
+// Every reading asks the DHCP manager. This is a process of its own, because the manager has no right
+// to the datastore, and because no reader shall hold up its packets.
+
+#ifndef STATE_PUBLISHER_H_
+#define STATE_PUBLISHER_H_
+
+#include <sysrepo.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "vxmw/event.h"
+
+namespace state {
+
+class Publisher {
+ public:
+  // Connects when the datastore and the module are there, and tries again until then. The manager's
+  // sockets are in `directory`.
+  Publisher(vxmw_t* mw, std::filesystem::path directory);
+  ~Publisher();
+  Publisher(const Publisher&) = delete;
+  Publisher& operator=(const Publisher&) = delete;
+
+ private:
+  struct ConnectionDeleter {
+    void operator()(sr_conn_ctx_t* connection) const { sr_disconnect(connection); }
+  };
+  struct SubscriptionDeleter {
+    void operator()(sr_subscription_ctx_t* subscription) const { sr_unsubscribe(subscription); }
+  };
+
+  static int OnRead(sr_session_ctx_t* session, std::uint32_t id, const char* module,
+                    const char* path, const char* request_path, std::uint32_t request,
+                    lyd_node** parent, void* self) noexcept;
+
+  void Connect();
+  void Subscribe();
+  void Close();
+  void ProcessEvents();
+
+  vxmw_t* const mw_;
+  const std::filesystem::path directory_;
+  std::string logged_reason_;
+  vxmw::TimerSource retry_;
+  std::unique_ptr<sr_conn_ctx_t, ConnectionDeleter> connection_;
+  std::unique_ptr<sr_subscription_ctx_t, SubscriptionDeleter> subscription_;
+  std::unique_ptr<vxmw::IoSource> events_;
+};
+
+}  // namespace state
+
+#endif  // STATE_PUBLISHER_H_
