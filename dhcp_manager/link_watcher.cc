@@ -116,8 +116,13 @@ void LinkWatcher::Read() {
   for (nl_object* object = nl_cache_get_first(link_cache_); object != nullptr;
        object = nl_cache_get_next(object)) {
     auto* const link = reinterpret_cast<rtnl_link*>(object);
-    if (rtnl_link_get_family(link) != AF_UNSPEC) continue;
-    now.links.emplace(rtnl_link_get_ifindex(link), ToLink(link, stand_ins_));
+    // A bridge is told of in the family of bridges alone, the ports of one in both.
+    const int index = rtnl_link_get_ifindex(link);
+    if (rtnl_link_get_family(link) == AF_UNSPEC) {
+      now.links.insert_or_assign(index, ToLink(link, stand_ins_));
+    } else {
+      now.links.try_emplace(index, ToLink(link, stand_ins_));
+    }
   }
   for (nl_object* object = nl_cache_get_first(address_cache_); object != nullptr;
        object = nl_cache_get_next(object)) {

@@ -9,7 +9,7 @@ import signal
 import subprocess
 
 from leftovers import make_directory, remove_leftovers
-from stack import LIMIT, is_running, wait_until
+from stack import BIN, LIMIT, wait_until
 
 KIND = "vxn"
 LEASE_SCRIPT = """#!/bin/sh
@@ -116,6 +116,48 @@ class Network:
         self.wait_listening(name, 67, process)
         return process
 
+    def kea(self, name, device, *subnets):
+        """Another DHCP server, for (subnet, first, last); returns when it listens."""
+        state = self.directory / f"kea-{name}"
+        state.mkdir()
+        config = state / "config.json"
+        config.write_text(json.dumps({"Dhcp4": {
+            "interfaces-config": {"interfaces": [device], "dhcp-socket-type": "udp"},
+            "lease-database": {"type": "memfile", "persist": False},
+            "valid-lifetime": 3600,
+            "subnet4": [{"id": number, "subnet": subnet, "pools": [{"pool": f"{first} - {last}"}]}
+                        for number, (subnet, first, last) in enumerate(subnets, 1)]}}))
+        process = self.start(name, "kea-dhcp4", "-c", config, log=f"kea-{name}.log",
+                             env=dict(os.environ, KEA_PIDFILE_DIR=str(state), KEA_LOCKFILE_DIR=str(state)))
+        self.wait_listening(name, 67, process)
+        return process
+
+    def isc_relay(self, name, client_side, server_side, server):
+        """A relay of another make, in front of ours."""
+        process = self.start(name, "dhcrelay", "-4", "-d", "-a", "-pf", self.directory / f"dhcrelay-{name}.pid", "-id",
+                             client_side, "-iu", server_side, server, log=f"dhcrelay-{name}.log")
+        self.wait_listening(name, 67, process)
+        return process
+
+    def answer(self, name):
+        """A server that offers every client an address at once."""
+        process = self.start(name, BIN / "relay_answer")
+        self.wait_listening(name, 67, process)
+        return process
+
+    def start_load(self, name, device, rate, seconds):
+        """Clients that ask at that rate; finish_load waits for their account."""
+        return subprocess.Popen([*self.prefix(name), BIN / "relay_load", device, str(rate), str(seconds)],
+                                stdout=subprocess.PIPE, text=True)
+
+    @staticmethod
+    def finish_load(process):
+        output, _ = process.communicate(timeout=2 * LIMIT)
+        return json.loads(output)
+
+    def load(self, name, device, rate, seconds):
+        return self.finish_load(self.start_load(name, device, rate, seconds))
+
     def wait_listening(self, name, port, process=None):
         def listening():
             if process is not None and process.poll() is not None:
@@ -146,6 +188,3 @@ class Network:
             script.write_text(LEASE_SCRIPT)
             script.chmod(0o755)
         return script
-
-
-__all__ = ["Network", "is_running", "run", "wait_until"]

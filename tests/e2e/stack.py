@@ -31,11 +31,12 @@ def wait_until(condition, what):
 class Stack:
     """Call up() and use it; everything it made is gone when the test ends, however it ends."""
 
-    def __init__(self, test, prefix=()):
+    def __init__(self, test, prefix=(), manager_options=""):
         """`prefix` is a command that every program of the stack is run through, such as a network namespace's."""
         remove_leftovers(KIND, lambda directory: run_script("down", directory))
         self.directory = make_directory(KIND)
         self.prefix = list(prefix)
+        self.manager_options = manager_options
         self.processes = []
         test.addCleanup(self._remove)
 
@@ -48,7 +49,8 @@ class Stack:
         shutil.rmtree(self.directory, ignore_errors=True)
 
     def script(self, command, *arguments):
-        return run_script(command, self.directory, *arguments, prefix=self.prefix)
+        return run_script(command, self.directory, *arguments, prefix=self.prefix,
+                          manager_options=self.manager_options)
 
     def up(self, *arguments, config=None):
         if config is not None:
@@ -84,6 +86,14 @@ class Stack:
         """The DHCP manager's relay instances."""
         return json.loads(self.tool("dhcp-relayctl", "show", "--json").stdout)["instances"]
 
+    def show(self, topic):
+        """What the manager's relaying is doing: instances, interfaces, counters or servers."""
+        return json.loads(self.tool("dhcp-relayctl", "show", topic, "--json").stdout)
+
+    def wait_state(self, interface, state):
+        wait_until(lambda: state in [entry["state"] for entry in self.show("interfaces")["interfaces"]
+                                     if entry["name"] == interface], f"{interface} is {state}")
+
     def wait_in_sync(self):
         self.tool("dhcp-relayctl", "status", "--wait", str(LIMIT))
 
@@ -101,7 +111,8 @@ class Stack:
         command = {
             "daemon": [BIN / "dhcp-relay-app"],
             "manager": [BIN / "dhcp-manager", "--runtime-dir", self.directory / "run",
-                        "--journal", self.directory / "journal"],
+                        "--journal", self.directory / "journal", *self._manager_user(),
+                        *self.manager_options.split()],
         }[name]
         with open(self.directory / f"{name}.log", "a", encoding="utf-8") as log:
             process = subprocess.Popen([*self.prefix, *command], env=self.environment(),
@@ -109,6 +120,10 @@ class Stack:
         self.processes.append(process)
         (self.directory / f"{name}.pid").write_text(f"{process.pid}\n")
         return process
+
+    @staticmethod
+    def _manager_user():
+        return ["--user", "dhcp-manager"] if os.getuid() == 0 else []
 
     def shared_memory(self):
         prefix = self.environment()["SYSREPO_SHM_PREFIX"]
@@ -123,9 +138,10 @@ class Stack:
         return (self.directory / "journal").read_text().splitlines()
 
 
-def run_script(command, directory, *arguments, prefix=()):
+def run_script(command, directory, *arguments, prefix=(), manager_options=""):
     return subprocess.run([*prefix, SCRIPT, command, directory, *arguments], capture_output=True,
-                          text=True, timeout=2 * LIMIT, check=False)
+                          text=True, timeout=2 * LIMIT, check=False,
+                          env=dict(os.environ, VX_MANAGER_OPTIONS=manager_options))
 
 
 def is_running(pid):
