@@ -3,7 +3,6 @@
 #include <poll.h>
 
 #include <cerrno>
-#include <cstring>
 
 namespace dhcp_manager {
 namespace {
@@ -11,49 +10,33 @@ namespace {
 // How long a full socket is waited for before the packet counts as lost, in milliseconds.
 constexpr int kPatience = 5;
 
-// False only where the kernel says that it has not looked at the checksum, nor made it itself.
-bool IsVerified(msghdr& header) {
-  for (cmsghdr* part = CMSG_FIRSTHDR(&header); part != nullptr; part = CMSG_NXTHDR(&header, part)) {
-    if (part->cmsg_level != SOL_PACKET || part->cmsg_type != PACKET_AUXDATA) continue;
-    tpacket_auxdata data{};
-    std::memcpy(&data, CMSG_DATA(part), sizeof(data));
-    return (data.tp_status & (TP_STATUS_CSUMNOTREADY | TP_STATUS_CSUM_VALID)) != 0;
-  }
-  return true;
-}
-
 }  // namespace
 
-Inbox::Inbox() : buffers_(std::make_unique<std::array<Buffer, kMessages>>()) {
-  for (std::size_t i = 0; i < kMessages; ++i) {
+Inbox::Inbox() : buffers_(std::make_unique<std::array<Buffer, kBatch>>()) {
+  for (std::size_t i = 0; i < kBatch; ++i) {
     Buffer& buffer = (*buffers_)[i];
     vectors_[i] = {.iov_base = buffer.bytes.data() + kHeadroom, .iov_len = kSize};
     msghdr& header = headers_[i].msg_hdr;
     header.msg_iov = &vectors_[i];
     header.msg_iovlen = 1;
     header.msg_name = &buffer.from;
-    header.msg_control = buffer.control.data();
   }
 }
 
 std::size_t Inbox::Receive(int fd) {
-  for (std::size_t i = 0; i < kMessages; ++i) {
-    headers_[i].msg_hdr.msg_namelen = sizeof(SocketAddress);
-    headers_[i].msg_hdr.msg_controllen = sizeof(Buffer::control);
-  }
-  const int received = recvmmsg(fd, headers_.data(), kMessages, MSG_DONTWAIT, nullptr);
+  for (mmsghdr& header : headers_) header.msg_hdr.msg_namelen = sizeof(sockaddr_in);
+  const int received = recvmmsg(fd, headers_.data(), kBatch, MSG_DONTWAIT, nullptr);
   return received < 0 ? 0 : static_cast<std::size_t>(received);
 }
 
 Inbox::Message Inbox::Get(std::size_t index) {
   Buffer& buffer = (*buffers_)[index];
-  msghdr& header = headers_[index].msg_hdr;
+  const msghdr& header = headers_[index].msg_hdr;
   return {.data = buffer.bytes.data() + kHeadroom,
           .size = headers_[index].msg_len,
           .capacity = kSize,
           .from = &buffer.from,
-          .truncated = (header.msg_flags & MSG_TRUNC) != 0,
-          .unverified = !IsVerified(header)};
+          .truncated = (header.msg_flags & MSG_TRUNC) != 0};
 }
 
 void Outbox::Add(const void* data, std::size_t size, const sockaddr_in& to, std::size_t tag) {

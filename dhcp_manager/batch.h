@@ -15,17 +15,13 @@
 
 namespace dhcp_manager {
 
-// An address of a client's or a server's side.
-union SocketAddress {
-  sockaddr_ll link;
-  sockaddr_in ip;
-};
+// Packets that are taken before what came of them is sent.
+inline constexpr std::size_t kBatch = 64;
 
-// Buffers for one batch of packets received.
+// Buffers for one batch of datagrams received.
 class Inbox {
  public:
-  static constexpr std::size_t kMessages = 64;
-  // Largest packet taken whole: that of a jumbo frame.
+  // Largest datagram taken whole: that of a jumbo frame.
   static constexpr std::size_t kSize = 9216;
   // Room before a packet, for headers.
   static constexpr std::size_t kHeadroom = 64;
@@ -34,14 +30,13 @@ class Inbox {
     std::uint8_t* data;
     std::size_t size;
     std::size_t capacity;
-    const SocketAddress* from;
+    const sockaddr_in* from;
     bool truncated;
-    bool unverified;  // nobody has looked at its checksum
   };
 
   Inbox();
 
-  // Takes what waits in `fd`, and returns how many.
+  // Takes what waits in `fd`, up to kBatch, and returns how many.
   std::size_t Receive(int fd);
   // The `index`th of them; its bytes may be changed.
   Message Get(std::size_t index);
@@ -49,13 +44,12 @@ class Inbox {
  private:
   struct Buffer {
     alignas(64) std::array<std::uint8_t, kHeadroom + kSize> bytes;
-    SocketAddress from;
-    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(tpacket_auxdata))> control;
+    sockaddr_in from;
   };
 
-  std::unique_ptr<std::array<Buffer, kMessages>> buffers_;
-  std::array<iovec, kMessages> vectors_{};
-  std::array<mmsghdr, kMessages> headers_{};
+  std::unique_ptr<std::array<Buffer, kBatch>> buffers_;
+  std::array<iovec, kBatch> vectors_{};
+  std::array<mmsghdr, kBatch> headers_{};
 };
 
 // Packets on their way out of one socket. Their bytes must stay as they are until Flush.
@@ -86,6 +80,11 @@ class Outbox {
 
  private:
   static constexpr std::size_t kMessages = 256;
+
+  union SocketAddress {
+    sockaddr_ll link;
+    sockaddr_in ip;
+  };
 
   void Add(const void* data, std::size_t size, std::size_t tag, std::size_t address_size);
   // Sends from the `first`th on and returns how many were taken.

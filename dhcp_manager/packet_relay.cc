@@ -84,7 +84,8 @@ PacketRelay::PacketRelay(vxmw_t* mw, Sockets sockets, Counters& counters,
       sockets_(std::move(sockets)),
       counters_(counters),
       flood_limit_(flood_guard),
-      retry_(mw, [this] { OpenSockets(); }) {}
+      retry_(mw, [this] { OpenSockets(); }),
+      interval_(mw, [this] { OnInterval(); }) {}
 
 void PacketRelay::Use(Forwarding forwarding) {
   forwarding_ = std::move(forwarding);
@@ -103,15 +104,22 @@ void PacketRelay::OpenSockets() {
   }
   if (!reason.empty() && reason != logged_reason_) LogError(reason + "; trying again");
   logged_reason_ = reason;
+  WatchSockets(!at_intervals_);
   MakeLanes();
 }
 
 void PacketRelay::OpenClients() {
   if (client_socket_ || forwarding_.vrfs().empty()) return;
-  client_socket_ = sockets_.OpenClientSocket();
-  client_outbox_ = std::make_unique<Outbox>(client_socket_.get());
-  client_events_ = std::make_unique<vxmw::IoSource>(
-      mw_, client_socket_.get(), EPOLLIN, [this](std::uint32_t /*events*/) { RelayRequests(); });
+  dhcp_relay::wire::Descriptor socket = sockets_.OpenClientSocket();
+  requests_.emplace(socket.get());
+  Sockets::Listen(socket);
+  client_outbox_ = std::make_unique<Outbox>(socket.get());
+  client_events_ = std::make_unique<vxmw::IoSource>(mw_, socket.get(), EPOLLIN,
+                                                    [this](std::uint32_t /*events*/) {
+                                                      RelayRequests();
+                                                      AfterWake();
+                                                    });
+  client_socket_ = std::move(socket);
 }
 
 void PacketRelay::OpenDomain(VrfIndex vrf, const std::string& name) {
@@ -121,9 +129,11 @@ void PacketRelay::OpenDomain(VrfIndex vrf, const std::string& name) {
   domain.vrf = vrf;
   domain.socket = std::move(socket);
   domain.outbox = std::make_unique<Outbox>(domain.socket.get());
-  domain.events = std::make_unique<vxmw::IoSource>(
-      mw_, domain.socket.get(), EPOLLIN,
-      [this, &domain](std::uint32_t /*events*/) { RelayReplies(domain); });
+  domain.events = std::make_unique<vxmw::IoSource>(mw_, domain.socket.get(), EPOLLIN,
+                                                   [this, &domain](std::uint32_t /*events*/) {
+                                                     RelayReplies(domain);
+                                                     AfterWake();
+                                                   });
 }
 
 // An interface that comes and goes does not close its domain's socket; only the removal of the last
@@ -171,28 +181,63 @@ PacketRelay::Lane& PacketRelay::LaneOf(const Port& port) {
   return lanes_[static_cast<std::size_t>(&port - forwarding_.ports().data())];
 }
 
-void PacketRelay::RelayRequests() {
-  for (int round = 0; round < kRounds; ++round) {
-    const std::size_t count = inbox_.Receive(client_socket_.get());
-    if (flood_limit_) now_ = TokenBucket::Clock::now();
-    for (std::size_t i = 0; i < count; ++i) TakeRequest(inbox_.Get(i));
-    FinishRequests();
-    if (count < Inbox::kMessages) return;
+void PacketRelay::AfterWake() {
+  if (at_intervals_ || !pace_.IsFast(Pace::Clock::now())) return;
+  at_intervals_ = true;
+  WatchSockets(false);
+  interval_.Arm(Pace::kInterval);
+}
+
+void PacketRelay::OnInterval() {
+  std::size_t packets = client_socket_ ? RelayRequests() : 0;
+  for (auto& [vrf, domain] : domains_) packets += RelayReplies(domain);
+  if (pace_.GoesOn(packets)) {
+    interval_.Arm(Pace::kInterval);
+  } else {
+    at_intervals_ = false;
+    WatchSockets(true);
   }
 }
 
-void PacketRelay::RelayReplies(Domain& domain) {
+void PacketRelay::WatchSockets(bool watch) {
+  const std::uint32_t events = watch ? std::uint32_t{EPOLLIN} : 0;
+  if (client_events_) client_events_->SetEvents(events);
+  for (auto& [vrf, domain] : domains_) domain.events->SetEvents(events);
+}
+
+std::size_t PacketRelay::RelayRequests() {
+  if (flood_limit_) now_ = TokenBucket::Clock::now();
+  std::size_t total = 0;
+  for (int round = 0; round < kRounds; ++round) {
+    std::size_t count = 0;
+    for (; count < kBatch; ++count) {
+      const auto packet = requests_->Next();
+      if (!packet) break;
+      TakeRequest(*packet);
+    }
+    FinishRequests();
+    requests_->Release();
+    total += count;
+    if (count < kBatch) break;
+  }
+  return total;
+}
+
+std::size_t PacketRelay::RelayReplies(Domain& domain) {
+  std::size_t total = 0;
   for (int round = 0; round < kRounds; ++round) {
     const std::size_t count = inbox_.Receive(domain.socket.get());
     for (std::size_t i = 0; i < count; ++i) TakeReply(domain, inbox_.Get(i));
     FlushToClients();
-    if (count < Inbox::kMessages) return;
+    total += count;
+    if (count < kBatch) break;
   }
+  return total;
 }
 
-void PacketRelay::TakeRequest(const Inbox::Message& packet) {
+void PacketRelay::TakeRequest(const PacketRing::Packet& packet) {
   const nettypes::IPv4Addr destination = DestinationOf(packet.data);
-  const Port* const port = forwarding_.FindByLink(packet.from->link.sll_ifindex, destination);
+  const Port* const port = forwarding_.FindByLink(packet.link, destination);
   if (port == nullptr) {
     counters_.strays().Count(StrayFate::kNoInterface);
     return;
@@ -207,7 +252,7 @@ void PacketRelay::TakeRequest(const Inbox::Message& packet) {
 }
 
 std::optional<RequestFate> PacketRelay::Relay(const Port& port, Lane& lane,
-                                              const Inbox::Message& packet) {
+                                              const PacketRing::Packet& packet) {
   if (lane.flood_guard != nullptr && !lane.flood_guard->Take(now_)) return RequestFate::kFlood;
   const auto payload = ParseUdp(packet.data, packet.size, packet.unverified);
   if (packet.truncated || !payload) return RequestFate::kMalformed;
@@ -263,7 +308,7 @@ void PacketRelay::TakeReply(const Domain& domain, const Inbox::Message& packet) 
   Lane& lane = LaneOf(*port);
   ++lane.counters->replies;
   const auto server = std::ranges::find_if(*lane.servers, [&](const Server& candidate) {
-    return candidate.address.sin_addr.s_addr == packet.from->ip.sin_addr.s_addr;
+    return candidate.address.sin_addr.s_addr == packet.from->sin_addr.s_addr;
   });
   if (server != lane.servers->end()) ++server->counters->replies;
   const MessageBuffer message{

@@ -17,6 +17,8 @@
 #include "batch.h"
 #include "counters.h"
 #include "forwarding.h"
+#include "pace.h"
+#include "packet_ring.h"
 #include "sockets.h"
 #include "token_bucket.h"
 #include "vxmw/event.h"
@@ -75,12 +77,17 @@ class PacketRelay {
   void MakeLanes();
   TokenBucket* FloodGuardOf(const Port& port);
 
-  // These take what waits, within bounds.
-  void RelayRequests();
-  void RelayReplies(Domain& domain);
-  void TakeRequest(const Inbox::Message& packet);
+  // The loop woke up for packets.
+  void AfterWake();
+  void OnInterval();
+  // Whether the loop wakes up for each packet.
+  void WatchSockets(bool watch);
+  // These take what waits, within bounds, and tell how much that was.
+  std::size_t RelayRequests();
+  std::size_t RelayReplies(Domain& domain);
+  void TakeRequest(const PacketRing::Packet& packet);
   void TakeReply(const Domain& domain, const Inbox::Message& packet);
-  std::optional<RequestFate> Relay(const Port& port, Lane& lane, const Inbox::Message& packet);
+  std::optional<RequestFate> Relay(const Port& port, Lane& lane, const PacketRing::Packet& packet);
   std::optional<ReplyFate> Relay(const Port& port, Lane& lane, MessageBuffer message);
   void Flush(Domain& domain);
   void FinishRequests();
@@ -97,6 +104,7 @@ class PacketRelay {
   std::vector<Lane> lanes_;
   Inbox inbox_;
   dhcp_relay::wire::Descriptor client_socket_;
+  std::optional<PacketRing> requests_;  // of the client socket
   std::unique_ptr<Outbox> client_outbox_;
   std::unique_ptr<vxmw::IoSource> client_events_;
   std::map<VrfIndex, Domain> domains_;
@@ -104,8 +112,11 @@ class PacketRelay {
   std::vector<Copy> copies_;
   std::vector<InterfaceCounters*> replies_;
   TokenBucket::Clock::time_point now_;
+  Pace pace_;
+  bool at_intervals_ = false;
   std::string logged_reason_;
   vxmw::TimerSource retry_;
+  vxmw::TimerSource interval_;
 };
 
 }  // namespace dhcp_manager

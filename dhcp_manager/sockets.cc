@@ -110,16 +110,18 @@ Descriptor Sockets::OpenClientSocket() {
   };
   Filter(socket, code);
   constexpr int kOn = 1;
-  SetOption(socket, SOL_PACKET, PACKET_AUXDATA, kOn, "ask for the state of checksums");
   SetOption(socket, SOL_PACKET, PACKET_IGNORE_OUTGOING, kOn, "leave out what is sent");
-  // Nothing is received before the filter stands: a packet socket without protocol hears nothing.
+  return socket;
+}
+
+void Sockets::Listen(const Descriptor& client_socket) {
   sockaddr_ll address{};
   address.sll_family = AF_PACKET;
   address.sll_protocol = htons(ETH_P_IP);
-  if (bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
+  if (bind(client_socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) !=
+      0) {
     Throw("listen to clients");
   }
-  return socket;
 }
 
 Descriptor Sockets::OpenServerSocket(const std::string& vrf) {

@@ -20,8 +20,9 @@ class Sockets {
 
   // Clients' side of every interface: whole IPv4 packets (SOCK_DGRAM) to UDP port 67 that carry a
   // BOOTREQUEST, not fragments, not what this device sends itself or what is for another station.
-  // With each packet the kernel says whether its checksum needs a look (PACKET_AUXDATA).
+  // Hears nothing before Listen.
   dhcp_relay::wire::Descriptor OpenClientSocket();
+  static void Listen(const dhcp_relay::wire::Descriptor& client_socket);
 
   // Servers' side of a routing domain, of the VRF device `vrf` or, when that is empty, of the
   // default one: UDP port 67, BOOTREPLY only.

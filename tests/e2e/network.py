@@ -72,10 +72,10 @@ class Network:
         return run(*self.prefix(name), *command, **arguments)
 
     def start(self, name, *command, log=None, **arguments):
-        """Starts a program that goes on; its output goes to the file `log` of the directory."""
+        """Starts a program that goes on, in a session of its own as a service is; its output goes to the file `log`."""
         with open(self.directory / (log or f"{pathlib.Path(str(command[0])).name}.log"), "a", encoding="utf-8") as out:
             process = subprocess.Popen([*self.prefix(name), *(str(word) for word in command)], stdin=subprocess.DEVNULL,
-                                       stdout=out, stderr=out, **arguments)
+                                       stdout=out, stderr=out, start_new_session=True, **arguments)
         self.processes.append(process)
         return process
 

@@ -12,7 +12,7 @@ namespace vxmw {
 namespace {
 
 // Unless told, the loop takes leave to be a quarter of a second late.
-constexpr std::uint64_t kTimerAccuracy = 1000;  // microseconds
+constexpr std::uint64_t kTimerAccuracy = 1;  // microseconds
 
 // What outlives a source that is destroyed from within its own callback.
 template <typename Callback>
@@ -85,9 +85,8 @@ TimerSource::~TimerSource() = default;
 TimerSource::TimerSource(TimerSource&&) noexcept = default;
 TimerSource& TimerSource::operator=(TimerSource&&) noexcept = default;
 
-void TimerSource::Arm(std::chrono::milliseconds after) {
-  const auto usec =
-      std::chrono::microseconds(std::max(after, std::chrono::milliseconds(0))).count();
+void TimerSource::Arm(std::chrono::microseconds after) {
+  const auto usec = std::max(after, std::chrono::microseconds(0)).count();
   Checked(sd_event_source_set_time_relative(impl_->source.get(), static_cast<std::uint64_t>(usec)),
           "set a timer");
   Checked(sd_event_source_set_enabled(impl_->source.get(), SD_EVENT_ONESHOT), "start a timer");

@@ -46,7 +46,7 @@ class TimerSource {
   TimerSource(TimerSource&&) noexcept;
   TimerSource& operator=(TimerSource&&) noexcept;
 
-  void Arm(std::chrono::milliseconds after);
+  void Arm(std::chrono::microseconds after);
   void Disarm();
 
  private:
