@@ -14,10 +14,10 @@ from stack import BIN, LIMIT, wait_until
 KIND = "vxn"
 LEASE_SCRIPT = """#!/bin/sh
 [ "$1" = bound ] || [ "$1" = renew ] || exit 0
-printf '%s %s %s %s\\n' "$1" "$ip" "$router" "$serverid" >>"$LEASES"
 ip addr flush dev "$interface"
 ip addr add "$ip/$mask" dev "$interface"
 [ -z "$router" ] || ip route replace default via "$router"
+printf '%s %s %s %s\\n' "$1" "$ip" "$router" "$serverid" >>"$LEASES"
 """
 
 
