@@ -42,7 +42,8 @@ Options ReadOptions(const std::uint8_t* data, std::size_t size) {
   options.end = WalkOptions(
       data, kOptions, size, [&](std::uint8_t code, std::size_t position, std::size_t length) {
         options.has_information = options.has_information || code == kRelayInformation;
-        if (code == kOverload && length == 1) overload = data[position + kOptionHeader];
+        // Readers differ in what they make of a repeated or longer one: each of them counts.
+        if (code == kOverload && length > 0) overload |= data[position + kOptionHeader];
       });
   options.whole = options.end.whole;
   options.file = (overload & kFileBit) != 0;

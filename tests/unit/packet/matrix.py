@@ -171,6 +171,10 @@ def requests():
     case("request", "PaddingIsUsedUp", padded, "relay",
          relayed(padded, options=with_ours(padded.options), tail=bytes(200 - 2 - len(OURS))), settings="o",
          capacity=len(padded.bytes()))
+    for name, spare, result in (("PaddingThatJustSuffices", 0, "relay"), ("PaddingOneByteShort", 1, "no-room")):
+        message = Message(tail=bytes(2 + len(OURS) - spare))
+        output = relayed(message, options=with_ours(message.options), tail=b"") if not spare else relayed(message)
+        case("request", name, message, result, output, settings="o", capacity=len(message.bytes()))
     short = Message(tail=bytes(5))
     case("request", "PaddingThatDoesNotSuffice", short, "relay",
          relayed(short, options=with_ours(short.options), tail=b""), settings="o")
@@ -209,9 +213,53 @@ def requests():
         clean = Message(options=options, **{field: cleaned for field in fields})
         case("request", f"Overloaded{name}Clean", clean, "relay", relayed(clean, options=with_ours(options)),
              settings="o")
-    not_overloaded = Message(options=[TYPE, END], file=inside, sname=inside)
-    case("request", "FieldsThatAreNotOverloaded", not_overloaded, "relay",
-         relayed(not_overloaded, options=with_ours([TYPE, END])), settings="o")
+    for name, options in (("NoOverload", []), ("OverloadOfLength0", [(OVERLOAD, b"")]),
+                          ("OverloadOf0", [(OVERLOAD, b"\0")]), ("OverloadOf4", [(OVERLOAD, b"\4")])):
+        message = Message(options=[TYPE] + options + [END], file=inside, sname=inside)
+        case("request", f"FieldsAreNotOptions{name}", message, "relay",
+             relayed(message, options=with_ours(message.options)), settings="o")
+    for name, options in (("Twice", [(OVERLOAD, b"\1"), (OVERLOAD, b"\2")]), ("OfLength2", [(OVERLOAD, b"\3\0")]),
+                          ("TwiceTheSecond0", [(OVERLOAD, b"\3"), (OVERLOAD, b"\0")])):
+        options = [TYPE] + options + [END]
+        for field in ("file", "sname"):
+            message = Message(options=options, **{field: inside, "sname" if field == "file" else "file": cleaned})
+            case("request", f"Overload{name}Counts{field.capitalize()}", message, "untrusted", settings="o")
+        message = Message(options=options, file=inside, sname=inside)
+        case("request", f"Overload{name}Replace", message, "relay",
+             relayed(message, options=with_ours(options), file=cleaned, sname=cleaned), settings="to", policy="replace")
+    in_file = [TYPE, (OVERLOAD, b"\1"), END]
+    everywhere = Message(options=[theirs] + in_file, file=encode([theirs, PAD, theirs, (15, b"zone")]))
+    case("request", "ReplaceEveryOne", everywhere, "relay",
+         relayed(everywhere, options=with_ours(in_file), file=encode([PAD, (15, b"zone")])), settings="to",
+         policy="replace")
+    case("request", "ReplaceEveryOneWithoutRoom", everywhere, "no-room",
+         relayed(everywhere, options=in_file, file=encode([PAD, (15, b"zone")]), tail=bytes(2 + len(THEIRS))),
+         settings="to", policy="replace", capacity=len(everywhere.bytes()))
+    full = Message(options=in_file, file=encode([(12, bytes(range(120))), theirs[:1] + (b"\1\2\3\4",)]))
+    case("request", "OverloadedFieldFullAndReplaced", full, "relay",
+         relayed(full, options=with_ours(in_file), file=encode([(12, bytes(range(120)))])), settings="to",
+         policy="replace")
+    fuller = Message(options=in_file, file=encode([(12, bytes(126))]))
+    case("request", "OverloadedFieldFull", fuller, "relay", relayed(fuller, options=with_ours(in_file)), settings="o")
+    behind = Message(options=in_file, file=encode([(12, b"host"), END, theirs]))
+    case("request", "OverloadedFieldBehindItsEnd", behind, "relay", relayed(behind, options=with_ours(in_file)),
+         settings="o")
+    nested = Message(options=in_file, file=encode([(OVERLOAD, b"\2"), END]), sname=inside)
+    case("request", "OverloadInAnOverloadedField", nested, "relay", relayed(nested, options=with_ours(in_file)),
+         settings="o")
+    after_end = Message(options=[TYPE, END], tail=encode([theirs]))
+    case("request", "BehindEndIsNoOption", after_end, "relay", relayed(after_end, options=with_ours([TYPE, END])),
+         settings="o", policy="drop")
+    case("request", "BehindEndOptionOff", after_end, "relay", relayed(after_end))
+
+    broken = [TYPE, bytes([12, 9])]
+    for name, message, result in (
+            ("MalformedBeforeHops", Message(hops=17, options=broken), "malformed"),
+            ("HopsBeforeOwnGiaddr", Message(hops=17, giaddr=US), "hops"),
+            ("HopsBeforeUntrusted", Message(hops=17, options=[theirs, END]), "hops"),
+            ("OwnGiaddrBeforePolicy", Message(giaddr=US, options=[theirs, END]), "own-giaddr"),
+            ("UntrustedBeforePolicy", Message(options=[theirs, END]), "untrusted")):
+        case("request", name, message, result, settings="o", policy="drop")
 
     for hlen, result in ((0, "relay"), (16, "relay"), (17, "malformed"), (255, "malformed")):
         message = Message(hlen=hlen)
@@ -273,6 +321,21 @@ def replies():
     tail = Message(op=2, options=other + [ours, END], giaddr=US, tail=b"tail" * 20)
     case("reply", "WhatFollowsEndMovesUp", tail, "relay",
          tail.but(options=other + [END]).bytes().ljust(300, b"\0"), settings="co")
+    for size in (299, 300, 301, 300 + 1 + len(OURS), 300 + 2 + len(OURS), 300 + 3 + len(OURS)):
+        message = short.but(tail=bytes(size - len(short.bytes())))
+        rest = short.but(options=other + [END]).bytes()
+        # The padding that was there is not ours to take away.
+        least = max(size - 2 - len(OURS), min(size, 300))
+        case("reply", f"Of{size}Bytes", message, "relay", rest.ljust(least, b"\0"), settings="co")
+    pieces = [(INFORMATION, OURS[:1]), PAD, (INFORMATION, b""), (INFORMATION, OURS[1:])]
+    message = Message(op=2, options=[PAD] + pieces + other + [PAD, END], giaddr=US, tail=padding)
+    case("reply", "OursAmongPads", message, "relay",
+         message.but(options=[PAD, PAD] + other + [PAD, END]).bytes().ljust(300, b"\0"), settings="co")
+    behind = Message(op=2, options=other + [END], giaddr=US, tail=encode([ours]))
+    case("reply", "OursBehindEnd", behind, "no-information", settings="co")
+    case("reply", "OursBehindEndStays", behind, "relay", behind, settings="o")
+    broken = Message(op=2, options=other + [(OVERLOAD, b"\1"), END], file=b"\x52\xff", giaddr=US)
+    case("reply", "OverloadedFieldsAreNotLookedAt", broken, "relay", broken, settings="o")
     overloaded = Message(op=2, options=other + [(OVERLOAD, b"\1"), END], file=encode([ours, END]), giaddr=US)
     case("reply", "OursInAnOverloadedFieldIsNotOurs", overloaded, "no-information", settings="co")
     case("reply", "OursInAnOverloadedFieldStays", overloaded, "relay", overloaded, settings="o")
