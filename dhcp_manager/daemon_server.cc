@@ -45,7 +45,7 @@ void DaemonServer::Accept(wire::Descriptor client) {
     return;
   }
   client_ = std::move(client);
-  greeted_ = false;
+  session_.emplace(resync_, journal_);
   events_ = std::make_unique<vxmw::IoSource>(mw_, client_.get(), EPOLLIN,
                                              [this](std::uint32_t /*events*/) { OnReadable(); });
 }
@@ -77,50 +77,7 @@ void DaemonServer::ReceiveSome() {
         break;
     }
     reader_.Parse(message_);
-    Handle(message_);
-  }
-}
-
-void DaemonServer::Handle(const wire::ClientMessage& message) {
-  if (greeted_ == message.has_hello()) throw wire::WireError("a greeting is missing or repeated");
-  switch (message.body_case()) {
-    case wire::ClientMessage::kHello:
-      Greet(message.hello());
-      break;
-    case wire::ClientMessage::kCalls:
-      Apply(message.calls());
-      break;
-    case wire::ClientMessage::kDumpBegin:
-      if (!resync_.BeginDump(message.dump_begin().id())) {
-        throw wire::WireError("a dump was begun that was not asked for");
-      }
-      break;
-    case wire::ClientMessage::kDumpComplete:
-      if (!resync_.CompleteDump(message.dump_complete().id())) {
-        throw wire::WireError("a dump was completed that was not begun");
-      }
-      break;
-    case wire::ClientMessage::BODY_NOT_SET:
-      throw wire::WireError("the daemon sent a message that is not known here");
-  }
-}
-
-void DaemonServer::Greet(const wire::Hello& hello) {
-  if (hello.version() != wire::kVersion) {
-    throw wire::WireError("the daemon speaks version " + std::to_string(hello.version()) +
-                          " of the protocol, not " + std::to_string(wire::kVersion));
-  }
-  greeted_ = true;
-  wire::ManagerMessage request;
-  request.mutable_dump_request()->set_id(resync_.Connected());
-  Send(request);
-}
-
-void DaemonServer::Apply(const wire::Calls& calls) {
-  for (const wire::Call& call : calls.calls()) {
-    if (const auto fault = wire::Fault(call)) throw wire::WireError(*fault);
-    journal_.Add(call);
-    resync_.Apply(call);
+    if (const auto answer = session_->Handle(message_)) Send(*answer);
   }
 }
 

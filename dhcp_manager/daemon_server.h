@@ -5,8 +5,10 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "daemon_session.h"
 #include "journal.h"
 #include "listener.h"
 #include "resync.h"
@@ -30,9 +32,6 @@ class DaemonServer {
   void Close(const std::string& reason);
   void OnReadable();
   void ReceiveSome();
-  void Handle(const dhcp_relay::wire::ClientMessage& message);
-  void Greet(const dhcp_relay::wire::Hello& hello);
-  void Apply(const dhcp_relay::wire::Calls& calls);
   void Send(const dhcp_relay::wire::ManagerMessage& message);
 
   vxmw_t* const mw_;
@@ -41,7 +40,7 @@ class DaemonServer {
   dhcp_relay::wire::PacketReader reader_;
   dhcp_relay::wire::ClientMessage message_;
   dhcp_relay::wire::Descriptor client_;
-  bool greeted_ = false;
+  std::optional<DaemonSession> session_;  // of client_
   std::unique_ptr<vxmw::IoSource> events_;
   Listener listener_;
 };
