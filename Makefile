@@ -8,7 +8,7 @@ SYSCONFDIR ?= $(if $(filter /usr,$(PREFIX)),/etc,etc)
 CONFIGURE = cmake --preset default $(if $(BUILD_TYPE),-DCMAKE_BUILD_TYPE=$(BUILD_TYPE))
 
 .DEFAULT_GOAL := help
-.PHONY: help setup build demo test bench asan coverage tidy format format-check install clean distclean
+.PHONY: help setup build demo test bench fuzz asan coverage tidy format format-check install clean distclean
 
 help:  ## show this list
 	@echo "make <target>; demo and test need nothing but Debian 12 or 13, the network and root"
@@ -32,6 +32,9 @@ test:  ## set up, build, run all tests and checks
 
 bench: build  ## run the benchmarks
 	@scripts/bench
+
+fuzz:  ## feed the packet rules and the wire protocol with anything, VX_FUZZ_SECONDS (60) each
+	@scripts/fuzz
 
 asan:  ## build and test with address and undefined-behaviour sanitizers
 	@scripts/test asan

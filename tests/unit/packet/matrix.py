@@ -350,7 +350,8 @@ def replies():
     case("reply", "PlainBootpChecked", bootp, "no-information", settings="co")
 
 
-requests()
-replies()
-with open(sys.argv[1], "w", encoding="ascii") as file:
-    file.write("\n".join(cases) + "\n")
+if __name__ == "__main__":
+    requests()
+    replies()
+    with open(sys.argv[1], "w", encoding="ascii") as output_file:
+        output_file.write("\n".join(cases) + "\n")

@@ -1,0 +1,40 @@
+// The packet rules once more, put plainly: a message is taken apart into pieces of its own, the
+// pieces are chosen, and put together again. What the relay does in place must come to the same.
+
+#ifndef TESTS_FUZZ_RELAY_MODEL_H_
+#define TESTS_FUZZ_RELAY_MODEL_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <unordered_set>
+#include <vector>
+
+#include "packet/relay_packet.h"
+
+namespace fuzz {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// `message` is what comes out; of no meaning where nothing does.
+struct RequestOutcome {
+  dhcp_manager::RequestResult result;
+  Bytes message;
+  bool has_ours = false;  // our option is in it now
+};
+RequestOutcome ModelRequest(const dhcp_manager::RelayPort& port,
+                            const std::unordered_set<std::uint32_t>& own_addresses,
+                            std::size_t capacity, const Bytes& message);
+
+struct ReplyOutcome {
+  dhcp_manager::ReplyResult result;
+  Bytes message;
+};
+ReplyOutcome ModelReply(const dhcp_manager::RelayPort& port, const Bytes& message);
+
+// The options behind the header with those of code 82 left out, up to the last byte that is not
+// zero; an End is there if none was. Nothing for a message without options.
+Bytes OptionsWithoutInformation(const Bytes& message);
+
+}  // namespace fuzz
+
+#endif  // TESTS_FUZZ_RELAY_MODEL_H_

@@ -1,0 +1,213 @@
+// Any bytes as what daemons say to the manager. Input: packets, each after its size in two bytes,
+// the low one first. Where the manager would close the connection, the next packet comes from a
+// daemon that has just connected.
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "control.pb.h"
+#include "daemon_session.h"
+#include "journal.h"
+#include "relay_table.h"
+#include "require.h"
+#include "resync.h"
+#include "table_writer.h"
+#include "wire.h"
+
+namespace {
+
+namespace wire = dhcp_relay::wire;
+using dhcp_manager::DaemonSession;
+using dhcp_manager::Instance;
+using dhcp_manager::Journal;
+using dhcp_manager::Options;
+using dhcp_manager::RelayTable;
+using dhcp_manager::Resync;
+using fuzz::Require;
+
+constexpr std::size_t kSizeBytes = 2;
+
+// A journal in memory, emptied for every input.
+class JournalFile {
+ public:
+  JournalFile()
+      : fd_(memfd_create("journal", MFD_CLOEXEC)),
+        journal_("/proc/self/fd/" + std::to_string(fd_.get())) {}
+
+  Journal& journal() { return journal_; }
+
+  std::string Take() {
+    journal_.Flush();
+    std::string text(static_cast<std::size_t>(lseek(fd_.get(), 0, SEEK_END)), '\0');
+    const ssize_t got = pread(fd_.get(), text.data(), text.size(), 0);
+    Require(got == static_cast<ssize_t>(text.size()), "the journal can be read");
+    Require(ftruncate(fd_.get(), 0) == 0, "the journal can be emptied");
+    return text;
+  }
+
+ private:
+  wire::Descriptor fd_;
+  Journal journal_;
+};
+
+bool IsName(const std::string& name) { return !name.empty() && name.size() <= wire::kNameBound; }
+
+void CheckOptions(const Options& options) {
+  Require(!options.policy || *options.policy == dhcp_relay::Policy::kDrop ||
+              *options.policy == dhcp_relay::Policy::kKeep ||
+              *options.policy == dhcp_relay::Policy::kReplace,
+          "a policy is one of three");
+}
+
+void CheckInstance(const std::string& name, const Instance& instance) {
+  Require(IsName(name), "an instance has a name");
+  Require(instance.vrf != 0U, "no VRF is none");
+  CheckOptions(instance.options);
+  for (const auto& [if_name, interface] : instance.interfaces) {
+    Require(IsName(if_name), "an interface has a name");
+  }
+  for (const auto& [if_name, options] : instance.if_options) {
+    Require(IsName(if_name), "an override has a name");
+    CheckOptions(options);
+  }
+}
+
+// How much an operator is told of an instance, whatever number of replies that takes.
+struct Size {
+  int servers = 0;
+  int interfaces = 0;
+  int if_options = 0;
+
+  bool operator==(const Size&) const = default;
+};
+
+std::map<std::string, Size> Told(const RelayTable& table) {
+  std::map<std::string, Size> told;
+  bool last = false;
+  for (const std::string& packet : dhcp_manager::WriteTable(table)) {
+    dhcp_manager::control::Reply reply;
+    Require(packet.size() <= wire::kPacketBound, "a reply fits into a packet");
+    Require(!last && reply.ParseFromString(packet), "a reply before the last can be read");
+    last = reply.last();
+    for (const auto& instance : reply.instances()) {
+      Size& size = told[instance.name()];
+      size.servers += instance.servers_size();
+      size.interfaces += instance.interfaces_size();
+      size.if_options += instance.if_options_size();
+    }
+  }
+  Require(last, "the last reply says so");
+  return told;
+}
+
+void CheckTable(const RelayTable& table) {
+  std::map<std::string, Size> expected;
+  for (const auto& [name, instance] : table.instances()) {
+    CheckInstance(name, instance);
+    expected[name] = {.servers = static_cast<int>(instance.servers.size()),
+                      .interfaces = static_cast<int>(instance.interfaces.size()),
+                      .if_options = static_cast<int>(instance.if_options.size())};
+  }
+  Require(Told(table) == expected, "an operator is told the whole table");
+}
+
+// The manager, and beside it what it must have come to.
+class Manager {
+ public:
+  explicit Manager(JournalFile& journal) : journal_(journal) { Connect(); }
+
+  void Receive(std::span<const std::uint8_t> packet) {
+    wire::ClientMessage message;
+    if (!message.ParseFromArray(packet.data(), static_cast<int>(packet.size()))) {
+      Reconnect();
+      return;
+    }
+    Expect(message);
+    try {
+      const auto answer = session_->Handle(message);
+      Require(answer.has_value() == message.has_hello(), "a greeting and nothing else is answered");
+      if (answer) asked_ = answer->dump_request().id();
+    } catch (const wire::WireError& error) {
+      Require(error.what() != std::string(), "a refusal says why");
+      Reconnect();
+    }
+    Require(resync_.table() == table_, "the table in use is the one expected");
+  }
+
+  void Finish() {
+    Require(resync_.calls() == calls_, "every call before a fault counts");
+    Require(journal_.Take() == lines_, "every call has its line");
+    CheckTable(resync_.table());
+  }
+
+ private:
+  void Connect() {
+    session_.emplace(resync_, journal_.journal());
+    asked_.reset();
+    dump_.reset();
+  }
+
+  void Reconnect() {
+    resync_.Disconnected();
+    Connect();
+    Require(!resync_.outstanding(), "a dump ends with its connection");
+  }
+
+  void Expect(const wire::ClientMessage& message) {
+    if (!asked_) return;  // nothing but a greeting is taken yet
+    if (message.has_dump_begin() && message.dump_begin().id() == asked_ && !dump_ &&
+        !IsComplete()) {
+      dump_.emplace();
+    } else if (message.has_dump_complete() && dump_ && message.dump_complete().id() == asked_) {
+      table_ = *dump_;
+      dump_.reset();
+      completed_ = *asked_;
+    }
+    for (const wire::Call& call : message.calls().calls()) {
+      if (wire::Fault(call)) break;
+      (dump_ ? *dump_ : table_).Apply(call);
+      lines_ += dhcp_manager::JournalLine(call) + "\n";
+      ++calls_;
+    }
+  }
+
+  bool IsComplete() const { return completed_ == asked_; }
+
+  JournalFile& journal_;
+  Resync resync_;
+  std::optional<DaemonSession> session_;
+
+  std::optional<std::uint32_t> asked_;      // the dump asked for on this connection
+  std::optional<std::uint32_t> completed_;  // the latest that was complete
+  std::optional<RelayTable> dump_;          // while it comes in
+  RelayTable table_;
+  std::string lines_;
+  std::uint64_t calls_ = 0;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static JournalFile journal;
+  Manager manager(journal);
+  std::span<const std::uint8_t> rest(data, size);
+  while (rest.size() >= kSizeBytes) {
+    const std::size_t wanted = rest[0] + (std::size_t{rest[1]} << 8U);
+    rest = rest.subspan(kSizeBytes);
+    const auto packet = rest.first(std::min(wanted, rest.size()));
+    manager.Receive(packet);
+    rest = rest.subspan(packet.size());
+  }
+  manager.Finish();
+  return 0;
+}
