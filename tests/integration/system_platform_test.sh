@@ -26,15 +26,28 @@ quietly() {
 
 installed_daemon() { find "$1" -type f -name dhcp-relay-app -perm -u+x | head -n 1; }
 
-# keeps_type_checks <binary>: the texts of the asserts that guard configuration values.
+# Of the whole read, then of a commit's changes.
+TYPE_CHECKS=(
+  '(&instance_data[4])->type == C_BOOL' '(&instance_data[5])->type == C_BOOL'
+  '(&instance_data[6])->type == C_BOOL' '(&instance_data[7])->type == C_ENUM_VALUE'
+  '(&if_option_data[2])->type == C_BOOL' '(&if_option_data[3])->type == C_BOOL'
+  '(&if_option_data[4])->type == C_BOOL' '(&if_option_data[5])->type == C_ENUM_VALUE'
+  '(&server_addr_data[0])->type == C_IPV4' '(&vl_vrf_id)->type == C_UINT32'
+  '(leaf)->type == C_XMLTAG' '(&kp->v[3][0])->type == C_XMLTAG'
+  '(&kp->v[0][0])->type == C_BUF' '(&kp->v[1][0])->type == C_BUF'
+  '(&kp->v[2][0])->type == C_BUF' '(&kp->v[3][0])->type == C_BUF'
+  '(&kp->v[4][0])->type == C_BUF' '(&kp->v[0][0])->type == C_IPV4'
+  '(new_value)->type == C_BOOL' '(new_value)->type == C_ENUM_VALUE'
+  '(new_value)->type == C_BUF' '(new_value)->type == C_INT32' '(old_value)->type == C_INT32'
+  '(new_value)->type == C_IPV4' '(new_value)->type == C_IPV4_AND_PLEN'
+)
+
+# keeps_type_checks <binary>: the texts of the asserts that guard configuration values, each as a
+# string of its own, since some begin as others do.
 keeps_type_checks() {
   local text
-  for text in '(&instance_data[4])->type == C_BOOL' '(&instance_data[5])->type == C_BOOL' \
-    '(&instance_data[6])->type == C_BOOL' '(&instance_data[7])->type == C_ENUM_VALUE' \
-    '(&if_option_data[2])->type == C_BOOL' '(&if_option_data[3])->type == C_BOOL' \
-    '(&if_option_data[4])->type == C_BOOL' '(&if_option_data[5])->type == C_ENUM_VALUE' \
-    '(&server_addr_data[0])->type == C_IPV4' '(&vl_vrf_id)->type == C_UINT32'; do
-    grep -aqF -- "$text" "$1" || fail "$1 has lost the check '$text'"
+  for text in "${TYPE_CHECKS[@]}"; do
+    grep -azqxF -- "$text" "$1" || fail "$1 has lost the check '$text'"
   done
 }
 
