@@ -8,7 +8,7 @@ SYSCONFDIR ?= $(if $(filter /usr,$(PREFIX)),/etc,etc)
 CONFIGURE = cmake --preset default $(if $(BUILD_TYPE),-DCMAKE_BUILD_TYPE=$(BUILD_TYPE))
 
 .DEFAULT_GOAL := help
-.PHONY: help setup build demo test bench fuzz asan coverage tidy format format-check install clean distclean
+.PHONY: help setup build demo test bench soak fuzz asan coverage tidy format format-check install clean distclean
 
 help:  ## show this list
 	@echo "make <target>; demo and test need nothing but Debian 12 or 13, the network and root"
@@ -30,8 +30,17 @@ demo:  ## set up, build and show the relay at work
 test:  ## set up, build, run all tests and checks
 	@scripts/test
 
-bench: build  ## run the benchmarks
+bench:  ## run the benchmarks, next to other relays under the same load
+	@scripts/setup test
+	@$(CONFIGURE)
+	@cmake --build --preset default
 	@scripts/bench
+
+soak:  ## keep the relay under moderate load for ten minutes; memory stays flat, counters add up
+	@scripts/setup test
+	@$(CONFIGURE)
+	@cmake --build --preset default
+	@scripts/relay-soak
 
 fuzz:  ## feed the packet rules and the wire protocol with anything, VX_FUZZ_SECONDS (60) each
 	@scripts/fuzz
