@@ -1,6 +1,6 @@
 // Offers DHCPDISCOVERs of first-hop clients at a fixed rate and takes the answers:
 //   relay_load DEVICE RATE SECONDS
-// prints one line of JSON.
+// prints one line of JSON. SIGTERM ends the asking before its time.
 
 #include <algorithm>
 
@@ -12,7 +12,7 @@ using namespace bench;  // NOLINT(google-build-using-namespace): one program's o
 
 constexpr std::size_t kMessage = 300;
 constexpr std::uint64_t kTick = 500000;  // nanoseconds between bursts
-constexpr std::uint64_t kLinger = 500000000;
+constexpr std::uint64_t kLinger = 1500000000;
 
 // Broadcast from an Ethernet address, with a chaddr made from the number.
 std::size_t MakeFrame(std::uint8_t* frame) {
@@ -102,8 +102,9 @@ int main(int argc, char** argv) {
     load.out.headers[i].msg_hdr.msg_iov = &load.out.vectors[i];
     load.out.headers[i].msg_hdr.msg_iovlen = 1;
   }
+  EndOnSignal();
   const std::uint64_t start = Now();
-  while (load.sent < total) {
+  while (load.sent < total && ended == 0) {
     const std::uint64_t passed = Now() - start;
     load.Burst(
         static_cast<std::uint32_t>(std::min<std::uint64_t>(total, passed * rate / 1000000000U)));
@@ -114,7 +115,7 @@ int main(int argc, char** argv) {
     clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr);
   }
   const std::uint64_t end = Now();
-  while (load.latencies.size() < total && Now() - end < kLinger) {
+  while (load.latencies.size() < load.sent && Now() - end < kLinger) {
     load.Collect();
     usleep(500);
   }

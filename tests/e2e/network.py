@@ -145,8 +145,8 @@ class Network:
         self.wait_listening(name, 67, process)
         return process
 
-    def start_load(self, name, device, rate, seconds):
-        """Clients that ask at that rate; finish_load waits for their account."""
+    def start_load(self, name, device, rate, seconds=10 * LIMIT):
+        """Clients that ask at that rate; finish_load waits for their account, stop_load ends them first."""
         return subprocess.Popen([*self.prefix(name), BIN / "relay_load", device, str(rate), str(seconds)],
                                 stdout=subprocess.PIPE, text=True)
 
@@ -154,6 +154,10 @@ class Network:
     def finish_load(process):
         output, _ = process.communicate(timeout=2 * LIMIT)
         return json.loads(output)
+
+    def stop_load(self, process):
+        process.terminate()
+        return self.finish_load(process)
 
     def load(self, name, device, rate, seconds):
         return self.finish_load(self.start_load(name, device, rate, seconds))

@@ -147,7 +147,7 @@ class Change(unittest.TestCase):
         top.network.run("server", "ip", "addr", "add", "10.0.0.2/24", "dev", "eth0")
         top.network.answer("server")
         top.up(instance(), instance("r2", interfaces=["l3-6"]), interfaces=[l3(5), l3(6)])
-        load = top.network.start_load("client6", "eth0", 500, 2)
+        load = top.network.start_load("client6", "eth0", 500)
         top.stack.replace(configuration(instance(servers=["10.0.0.2"]), instance("r2", interfaces=["l3-6"]),
                                         l3=[l3(5), l3(6)]))
         found = top.network.load("client5", "eth0", 100, 0.1)
@@ -155,7 +155,7 @@ class Change(unittest.TestCase):
         sent = {entry["address"]: entry["sent"] for entry in top.stack.show("servers")["servers"]
                 if entry["instance"] == "r1"}
         self.assertEqual(sent, {"10.0.0.2": found["sent"]})
-        found = top.network.finish_load(load)
+        found = top.network.stop_load(load)
         self.assertEqual(found["answered"], found["sent"])
 
     def test_of_vlan_and_address_while_clients_renew(self):
@@ -248,12 +248,12 @@ class Change(unittest.TestCase):
         top = Topology(self)
         top.network.answer("server")
         top.up(instance(), relay("busy"))
-        load = top.network.start_load("client5", "eth0", 5000, 8)
+        load = top.network.start_load("client5", "eth0", 5000)
         program = "import json, subprocess, sys\n" + COMMITS
         top.stack.tool("python3", "-c", program, "busy", "200")
-        self.assertIsNone(load.poll(), "the commits outlast the load")
-        found = top.network.finish_load(load)
-        self.assertEqual((found["answered"], found["sent"]), (40000, 40000))
+        found = top.network.stop_load(load)
+        self.assertEqual(found["answered"], found["sent"])
+        self.assertGreater(found["sent"], 0)
 
 
 COMMITS = """
@@ -269,13 +269,13 @@ class Restart(unittest.TestCase):
         top = Topology(self)
         top.network.answer("server")
         top.up()
-        load = top.network.start_load("client5", "eth0", 5000, 3)
+        load = top.network.start_load("client5", "eth0", 5000)
         top.stack.kill("daemon")
         top.stack.start("daemon")
         top.stack.wait_in_sync()
-        self.assertIsNone(load.poll(), "the restart outlasts the load")
-        found = top.network.finish_load(load)
-        self.assertEqual((found["answered"], found["sent"]), (15000, 15000))
+        found = top.network.stop_load(load)
+        self.assertEqual(found["answered"], found["sent"])
+        self.assertGreater(found["sent"], 0)
 
     def test_of_the_manager_brings_service_back(self):
         top = Topology(self)
