@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 namespace fuzz {
 namespace {
@@ -72,8 +73,8 @@ Options WithoutInformation(Options options) {
 
 Bytes Joined(const Options& options) {
   Bytes bytes;
-  for (const Bytes& piece : options.pieces) bytes = bytes + piece;
-  return bytes + options.rest;
+  for (const Bytes& piece : options.pieces) bytes = std::move(bytes) + piece;
+  return std::move(bytes) + options.rest;
 }
 
 // The four places of a message: the field `file` and the field `sname` hold options only if an
@@ -195,7 +196,8 @@ ReplyOutcome ModelReply(const RelayPort& port, const Bytes& bytes) {
   Bytes information;
   if (message->options) {
     for (const Bytes& piece : message->options->pieces) {
-      if (IsInformation(piece)) information = information + Slice(piece, 2, piece.size());
+      if (IsInformation(piece))
+        information = std::move(information) + Slice(piece, 2, piece.size());
     }
   }
   const bool there = message->HasInformationAnywhere();

@@ -33,6 +33,7 @@ using dhcp_manager::Journal;
 using dhcp_manager::Options;
 using dhcp_manager::RelayTable;
 using dhcp_manager::Resync;
+using dhcp_relay::wire::Call;
 using fuzz::Require;
 
 constexpr std::size_t kSizeBytes = 2;
@@ -60,7 +61,33 @@ class JournalFile {
   Journal journal_;
 };
 
-bool IsName(const std::string& name) { return !name.empty() && name.size() <= wire::kNameBound; }
+bool IsName(const std::string& name) { return !name.empty() && name.size() <= 255; }
+
+// What an operation takes besides the instance's name.
+struct Takes {
+  bool name;
+  Call::ValueCase value;
+};
+
+// By the operation's number.
+const std::map<int, Takes> kTakes{
+    {1, {false, Call::kAddress}},      {2, {false, Call::kAddress}},
+    {3, {false, Call::VALUE_NOT_SET}}, {4, {true, Call::VALUE_NOT_SET}},
+    {5, {true, Call::kAddress}},       {6, {false, Call::kIdentifier}},
+    {7, {true, Call::kVlan}},          {8, {true, Call::kVlan}},
+    {9, {true, Call::VALUE_NOT_SET}},  {10, {false, Call::kFlag}},
+    {11, {false, Call::kFlag}},        {12, {false, Call::kFlag}},
+    {13, {false, Call::kPolicy}},      {14, {true, Call::VALUE_NOT_SET}},
+    {15, {true, Call::VALUE_NOT_SET}}, {16, {true, Call::kFlag}},
+    {17, {true, Call::kFlag}},         {18, {true, Call::kFlag}},
+    {19, {true, Call::kPolicy}}};
+
+bool IsCall(const Call& call) {
+  const auto takes = kTakes.find(call.operation());
+  return takes != kTakes.end() && IsName(call.instance()) &&
+         (takes->second.name ? IsName(call.name()) : call.name().empty()) &&
+         takes->second.value == call.value_case() && call.policy() <= 2 && call.vlan() <= 0xFFFF;
+}
 
 void CheckOptions(const Options& options) {
   Require(!options.policy || *options.policy == dhcp_relay::Policy::kDrop ||
@@ -132,12 +159,14 @@ class Manager {
       Reconnect();
       return;
     }
-    Expect(message);
+    const bool is_right = Expect(message);
     try {
       const auto answer = session_->Handle(message);
+      Require(is_right, "what is wrong is refused");
       Require(answer.has_value() == message.has_hello(), "a greeting and nothing else is answered");
       if (answer) asked_ = answer->dump_request().id();
     } catch (const wire::WireError& error) {
+      Require(!is_right, "what is right is taken");
       Require(error.what() != std::string(), "a refusal says why");
       Reconnect();
     }
@@ -163,25 +192,37 @@ class Manager {
     Require(!resync_.outstanding(), "a dump ends with its connection");
   }
 
-  void Expect(const wire::ClientMessage& message) {
-    if (!asked_) return;  // nothing but a greeting is taken yet
-    if (message.has_dump_begin() && message.dump_begin().id() == asked_ && !dump_ &&
-        !IsComplete()) {
-      dump_.emplace();
-    } else if (message.has_dump_complete() && dump_ && message.dump_complete().id() == asked_) {
-      table_ = *dump_;
-      dump_.reset();
-      completed_ = *asked_;
-    }
-    for (const wire::Call& call : message.calls().calls()) {
-      if (wire::Fault(call)) break;
+  // Whether the message has its place here; carries out what there is to.
+  bool Expect(const wire::ClientMessage& message) {
+    if (message.has_hello()) return !asked_ && message.hello().version() == 1;
+    if (message.has_calls()) return asked_ && ExpectCalls(message.calls());
+    if (message.has_dump_begin()) return ExpectBegin(message.dump_begin().id());
+    return message.has_dump_complete() && ExpectComplete(message.dump_complete().id());
+  }
+
+  bool ExpectCalls(const wire::Calls& calls) {
+    for (const Call& call : calls.calls()) {
+      if (!IsCall(call)) return false;
       (dump_ ? *dump_ : table_).Apply(call);
       lines_ += dhcp_manager::JournalLine(call) + "\n";
       ++calls_;
     }
+    return true;
   }
 
-  bool IsComplete() const { return completed_ == asked_; }
+  bool ExpectBegin(std::uint32_t id) {
+    if (asked_ != id || dump_ || completed_ == id) return false;
+    dump_.emplace();
+    return true;
+  }
+
+  bool ExpectComplete(std::uint32_t id) {
+    if (asked_ != id || !dump_) return false;
+    table_ = *dump_;
+    dump_.reset();
+    completed_ = id;
+    return true;
+  }
 
   JournalFile& journal_;
   Resync resync_;
