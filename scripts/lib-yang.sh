@@ -18,8 +18,11 @@ yang_is_packaged() { [[ -n $(value "LIBYANG_PACKAGES_$RELEASE") ]]; }
 
 # prefix_key: changes with everything that decides what is in the prefix.
 prefix_key() {
-  { cat "$ROOT/deps/pins" "$ROOT/scripts/lib-yang.sh" && printf '%s %s\n' "$RELEASE" "$ARCH"; } |
-    sha256sum | cut -c1-32
+  {
+    grep -E '^(YANG|LIBYANG|SYSREPO)' "$ROOT/deps/pins"
+    cat "$ROOT/scripts/lib-yang.sh"
+    printf '%s %s\n' "$RELEASE" "$ARCH"
+  } | sha256sum | cut -c1-32
 }
 
 prefix_ready() {
