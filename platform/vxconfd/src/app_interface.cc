@@ -46,7 +46,7 @@ class AppInterface::Impl {
   // Null, with the reason logged once, when the datastore or a model is not there yet.
   std::shared_ptr<Datastore> Connect() {
     try {
-      auto datastore = std::make_shared<Datastore>();
+      auto datastore = std::make_shared<Datastore>(mw_);
       Subscribe(*datastore);
       return datastore;
     } catch (const DatastoreError& error) {

@@ -2,7 +2,10 @@
 
 #include <libyang/libyang.h>
 
+#include <chrono>
 #include <string_view>
+#include <system_error>
+#include <utility>
 
 namespace vxconfd {
 namespace {
@@ -66,7 +69,7 @@ const lysc_node* FindTopOf(const ly_ctx* context, std::string_view path) {
 DatastoreError::DatastoreError(const std::string& what_failed, int code, sr_session_ctx_t* session)
     : std::runtime_error(what_failed + ": " + Describe(code, session)) {}
 
-Datastore::Datastore() {
+Datastore::Datastore(vxmw_t* mw) : retire_(mw, [this] { retired_.reset(); }) {
   sr_conn_ctx_t* connection = nullptr;
   const int code = sr_connect(SR_CONN_CACHE_RUNNING, &connection);
   if (code != SR_ERR_OK) {
@@ -121,10 +124,19 @@ std::shared_ptr<confd::Snapshot> Datastore::Copy(cdb_db_type database) {
 
   // The data holds the context, too, until it is released.
   const std::shared_ptr<sr_data_t> owner(
-      data, [self = shared_from_this()](sr_data_t* held) { sr_release_data(held); });
+      data, [self = shared_from_this()](sr_data_t* held) { self->Retire(DataPtr(held)); });
   return std::make_shared<confd::Snapshot>(
       std::shared_ptr<const ly_ctx>(owner, LYD_CTX(data->tree)),
       std::shared_ptr<const lyd_node>(owner, data->tree));
+}
+
+void Datastore::Retire(DataPtr data) {
+  try {
+    retire_.Arm(std::chrono::microseconds(0));
+    retired_ = std::move(data);
+  } catch (const std::system_error&) {
+    data.reset();  // then somebody does wait
+  }
 }
 
 }  // namespace vxconfd

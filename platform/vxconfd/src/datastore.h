@@ -12,6 +12,7 @@
 
 #include "confd/session.h"
 #include "confd_cdb.h"
+#include "vxmw/event.h"
 
 namespace vxconfd {
 
@@ -27,13 +28,17 @@ struct ConnectionDeleter {
 struct SessionDeleter {
   void operator()(sr_session_ctx_t* session) const { sr_session_stop(session); }
 };
+struct DataDeleter {
+  void operator()(sr_data_t* data) const { sr_release_data(data); }
+};
 using ConnectionPtr = std::unique_ptr<sr_conn_ctx_t, ConnectionDeleter>;
 using SessionPtr = std::unique_ptr<sr_session_ctx_t, SessionDeleter>;
+using DataPtr = std::unique_ptr<sr_data_t, DataDeleter>;
 
 // Used by one thread. Throws DatastoreError.
 class Datastore : public std::enable_shared_from_this<Datastore> {
  public:
-  Datastore();
+  explicit Datastore(vxmw_t* mw);
 
   // The module that a schema path (without keys or prefixes) begins in. Throws when the installed
   // models do not know the path.
@@ -65,12 +70,17 @@ class Datastore : public std::enable_shared_from_this<Datastore> {
 
  private:
   std::shared_ptr<confd::Snapshot> Copy(cdb_db_type database);
+  // Gives a copy back in a later turn of the loop: that takes a while, and nobody shall wait for
+  // it.
+  void Retire(DataPtr data);
   std::shared_ptr<const ly_ctx> AcquireContext();
 
   ConnectionPtr connection_;
   SessionPtr session_;
   bool share_snapshot_ = false;
   std::shared_ptr<confd::Snapshot> shared_snapshot_;
+  DataPtr retired_;
+  vxmw::TimerSource retire_;
 };
 
 }  // namespace vxconfd
