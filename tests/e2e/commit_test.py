@@ -1,6 +1,5 @@
 """What each commit makes the daemon call on the manager, on a real datastore, by the manager's journal."""
 
-import json
 import unittest
 
 from stack import Stack, configuration, is_running, relay, wait_until
@@ -32,26 +31,34 @@ def servers(*addresses):
 class Commits(unittest.TestCase):
     """One stack for all; every test has instances of its own."""
 
+    fence = False  # what the last call of a test set
+
     @classmethod
     def setUpClass(cls):
         class Owner:  # what a Stack needs of a test
             addCleanup = cls.addClassCleanup
         cls.stack = Stack(Owner)
         cls.stack.up(config=configuration(
+            relay("fence"),
             l3=[("5", 5, "192.168.5.1/24"), ("6", 6, "192.168.6.1/24")],
             vrfs={"red": 7, "blue": 12}))
 
     def calls(self, document, refused=False):
-        """The calls that a commit caused; they are there when it returns."""
+        """The calls that a commit caused, and no other: all that the daemon sent before those of a next commit."""
         before = len(self.stack.journal())
-        sent = self.count()
         result = self.stack.edit(document, check=False)
         self.assertEqual(result.returncode != 0, refused, result.stderr)
-        wait_until(lambda: self.count() - sent == len(self.stack.journal()) - before, "the journal is written")
-        return self.stack.journal()[before:]
+        last = self.make_last_call()
+        wait_until(lambda: last in self.stack.journal()[before:], "the journal is written")
+        calls = self.stack.journal()[before:]
+        self.assertEqual(calls[-1], last)
+        return calls[:-1]
 
-    def count(self):
-        return json.loads(self.stack.tool("dhcp-relayctl", "status", "--json").stdout)["calls"]
+    def make_last_call(self):
+        """Commits what makes one call, and returns it. Calls arrive in their order."""
+        Commits.fence = not Commits.fence
+        self.stack.edit(one("fence", relay_information={"check": Commits.fence}))
+        return f"SetCheck fence {str(Commits.fence).lower()}"
 
     def assert_same_after_a_fresh_dump(self, name):
         """Other tests' instances may have settings that were never set, which a dump tells and a commit does not."""
@@ -83,17 +90,27 @@ class Commits(unittest.TestCase):
                          ["DeleteInstance all"])
         self.assert_same_after_a_fresh_dump("all")
 
-    def test_a_leaf_set_changed_and_reset_to_its_default(self):
+    def test_each_leaf_set_changed_reset_to_its_default_and_removed(self):
         self.calls(one("leaf"))
-        self.assertEqual(self.calls(one("leaf", relay_information={"check": True})),
-                         ["SetCheck leaf true"])
-        self.assertEqual(self.calls(one("leaf", relay_information={"check": False})),
-                         ["SetCheck leaf false"])
-        self.assertEqual(self.calls(one("leaf", relay_information={"policy": "drop"})),
-                         ["SetPolicy leaf drop"])
-        self.assertEqual(
-            self.calls(one("leaf", relay_information={"policy": "drop", "@policy": DELETE})),
-            ["SetPolicy leaf keep"])
+        for name, value, changed, default in (
+                ("Check", True, False, False), ("Trusted", True, False, False),
+                ("Option", True, False, False), ("Policy", "drop", "replace", "keep")):
+            with self.subTest(name):
+                self.check_leaf(name, name.lower(), value, changed, default)
+
+    def check_leaf(self, name, leaf, value, changed, default):
+        def call(to):
+            return [f"Set{name} leaf {str(to).lower()}"]
+
+        def setting(to, **more):
+            return one("leaf", relay_information={leaf: to, **more})
+        self.assertEqual(self.calls(setting(value)), call(value))
+        self.assertEqual(self.calls(setting(value)), [])
+        self.assertEqual(self.calls(setting(changed)), call(changed))
+        self.calls(setting(value))
+        self.assertEqual(self.calls(setting(default)), call(default))
+        self.calls(setting(value))
+        self.assertEqual(self.calls(setting(value, **{f"@{leaf}": DELETE})), call(default))
 
     def test_servers_added_removed_and_both_in_one_commit(self):
         self.assertEqual(self.calls(one("srv", server=servers("10.0.0.1"))),
@@ -122,9 +139,17 @@ class Commits(unittest.TestCase):
         self.assertEqual(self.calls(l3("20", **address("192.168.21.1/24"))),
                          ["AddL3Interface l3 l3-20", "SetL3InterfaceAddress l3 l3-20 192.168.21.1"])
 
-    def test_vlan_of_an_unlisted_interface_calls_nothing(self):
+    def test_a_listed_interface_that_loses_its_vlan_and_its_address_calls_nothing(self):
+        self.calls(l3("22", **vlan(22), **address("192.168.22.1/24")))
+        self.calls(one("l3-lost", interface=[{"name": "l3-22"}]))
+        self.assertEqual(self.calls(l3("22", **{"lower-layer-if": {"vlan": 22, "@vlan": DELETE}})), [])
+        self.assertEqual(self.calls(l3("22", **{"ipv4": {"address": {"ip": "192.168.22.1/24",
+                                                                     "@ip": DELETE}}})), [])
+
+    def test_vlan_and_address_of_an_unlisted_interface_call_nothing(self):
         self.assertEqual(self.calls(l3("30", **vlan(30), **address("192.168.30.1/24"))), [])
-        self.assertEqual(self.calls(l3("30", **vlan(31))), [])
+        self.assertEqual(self.calls(l3("30", **vlan(31), **address("192.168.31.1/24"))), [])
+        self.assertEqual(self.calls(l3("30", **{"@": DELETE})), [])
 
     def test_a_vrf_set_changed_and_removed(self):
         self.assertEqual(self.calls(one("vrf", vrf="red")), ["SetVrf vrf 0x01000007"])
@@ -140,7 +165,31 @@ class Commits(unittest.TestCase):
                          ["SetIfOptionCheck ovr l3-5 true"])
         self.assertEqual(self.calls(override(**{"relay-information": {"policy": "replace"}})),
                          ["SetIfOptionPolicy ovr l3-5 replace"])
+        self.assertEqual(
+            self.calls(override(**{"relay-information": {"check": True, "@check": DELETE}})),
+            ["SetIfOptionCheck ovr l3-5 false"])
         self.assertEqual(self.calls(override(**{"@": DELETE})), ["DeleteIfOption ovr l3-5"])
+
+    def test_a_whole_instance_removed(self):
+        self.calls(one("whole", vrf="red", server=servers("10.0.0.1"), interface=[{"name": "l3-5"}],
+                       relay_information={"check": True},
+                       if_option=[{"name": "l3-5", "relay-information": {"check": True}}]))
+        self.assertEqual(self.calls(one("whole", **{"@": DELETE})), ["DeleteInstance whole"])
+
+    def test_an_instance_removed_and_made_anew_in_one_commit_is_told_by_its_differences(self):
+        self.calls(one("anew", vrf="red", server=servers("10.0.0.1", "10.0.0.2"),
+                       interface=[{"name": "l3-5"}], relay_information={"check": True},
+                       if_option=[{"name": "l3-5", "relay-information": {"check": True}}]))
+        replace = {"ietf-netconf:operation": "replace"}
+        self.assertEqual(
+            self.calls(one("anew", server=servers("10.0.0.2", "10.0.0.3"),
+                           interface=[{"name": "l3-6"}], relay_information={"policy": "drop"},
+                           **{"@": replace})),
+            ["SetVrf anew 0x00000000", "DeleteServer anew 10.0.0.1",
+             "DeleteL3InterfaceVlan anew l3-5 5", "DeleteL3Interface anew l3-5",
+             "DeleteIfOption anew l3-5", "AddServer anew 10.0.0.3", "SetCheck anew false",
+             "SetPolicy anew drop", "AddL3Interface anew l3-6", "SetL3InterfaceVlan anew l3-6 6",
+             "SetL3InterfaceAddress anew l3-6 192.168.6.1"])
 
     def test_two_instances_in_one_commit_are_deleted_first_and_set_after(self):
         self.calls(configuration(relay("two-a", server=servers("10.0.0.1")),
@@ -150,6 +199,13 @@ class Commits(unittest.TestCase):
             self.calls(configuration(relay("two-a", server=swap), relay("two-b", server=swap))),
             ["DeleteServer two-a 10.0.0.1", "DeleteServer two-b 10.0.0.1",
              "AddServer two-a 10.0.0.2", "AddServer two-b 10.0.0.2"])
+
+    def test_an_instance_removed_and_another_made_in_one_commit(self):
+        self.calls(one("old", server=servers("10.0.0.1")))
+        self.assertEqual(
+            self.calls(configuration(relay("old", **{"@": DELETE}),
+                                     relay("new", server=servers("10.0.0.1")))),
+            ["DeleteInstance old", "AddServer new 10.0.0.1"])
 
     def test_a_commit_that_touches_nothing_subscribed_calls_nothing(self):
         self.assertEqual(self.calls({"metacli-internal:internal": {"vrf-config": {
