@@ -1,5 +1,8 @@
 """What each commit makes the daemon call on the manager, on a real datastore, by the manager's journal."""
 
+import json
+import os
+import signal
 import unittest
 
 from stack import Stack, configuration, is_running, relay, wait_until
@@ -215,6 +218,36 @@ class Commits(unittest.TestCase):
     def test_a_refused_commit_calls_nothing(self):
         self.assertEqual(self.calls(one("ref", vrf="nowhere", server=servers("10.0.0.1")),
                                     refused=True), [])
+
+
+class TheEndOfACommit(unittest.TestCase):
+    """When a commit returns, its calls are with the socket: the daemon may die, and they arrive all the same."""
+
+    def test_leaves_its_calls_with_a_manager_that_does_not_read(self):
+        stack = Stack(self)
+        stack.up(config=configuration(relay("r1")))
+        os.kill(stack.pid("manager"), signal.SIGSTOP)
+        self.addCleanup(os.kill, stack.pid("manager"), signal.SIGCONT)
+        stack.edit(one("r1", server=servers("10.0.0.1", "10.0.0.2")))
+        self.assertEqual(self.calls_after_death(stack, "AddServer"), ["AddServer r1 10.0.0.1", "AddServer r1 10.0.0.2"])
+
+    def test_leaves_the_calls_of_a_large_one_with_a_manager_that_reads(self):
+        stack = Stack(self)
+        stack.up(config=configuration(relay("r1")))
+        names = [f"i{number:04}" for number in range(1000)]
+        stack.edit(configuration(*(relay(name, server=servers("10.0.0.1"), relay_information={
+            "check": True, "trusted": True, "option": True, "policy": "drop"}) for name in names)))
+        self.assertEqual(self.calls_after_death(stack, "AddServer"), [f"AddServer {name} 10.0.0.1" for name in names])
+
+    @staticmethod
+    def calls_after_death(stack, operation):
+        """Kills the daemon at once; what of its calls the manager got."""
+        stack.kill("daemon")
+        os.kill(stack.pid("manager"), signal.SIGCONT)
+        def is_connected():
+            return json.loads(stack.tool("dhcp-relayctl", "status", "--json", check=False).stdout)["connected"]
+        wait_until(lambda: not is_connected(), "the manager has read all and noticed the daemon's death")
+        return [call for call in stack.journal() if call.startswith(operation)]
 
 
 class ABrokenCommit(unittest.TestCase):
