@@ -1,0 +1,110 @@
+// A user of the datastore that commits on demand, from one session that stays open. It reads
+// commands from standard input, a line each, and answers each with the nanoseconds that every
+// commit took, on a line:
+//
+//   leaf COUNT        COUNT commits, each of one option of instance relay-1
+//   vlan COUNT        COUNT commits, each of the VLAN of one interface, 1
+//   vlans COUNT LAST  COUNT commits, each of the VLANs of the interfaces from 1 to LAST
+
+#include <sysrepo.h>
+
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr int kVlans = 4094;
+
+void Check(int code, const char* what) {
+  if (code != SR_ERR_OK) throw std::runtime_error(std::string(what) + ": " + sr_strerror(code));
+}
+
+class Committer {
+ public:
+  Committer() {
+    sr_conn_ctx_t* connection = nullptr;
+    Check(sr_connect(SR_CONN_CACHE_RUNNING, &connection), "sr_connect");
+    connection_.reset(connection);
+    Check(sr_session_start(connection, SR_DS_RUNNING, &session_), "sr_session_start");
+  }
+
+  void SetOption(bool on) {
+    Set("/vx-config:config/vx-dhcp-relay:dhcp/relay[name='relay-1']/relay-information/check",
+        on ? "true" : "false");
+  }
+
+  void SetVlan(int interface, int vlan) {
+    Set("/vx-config:config/vx-interface:interface/l3[name='" + std::to_string(interface) +
+            "']/lower-layer-if/vlan",
+        std::to_string(vlan));
+  }
+
+  long long Commit() {
+    const auto start = steady_clock::now();
+    Check(sr_apply_changes(session_, 0), "sr_apply_changes");
+    return std::chrono::nanoseconds(steady_clock::now() - start).count();
+  }
+
+ private:
+  struct Disconnect {
+    void operator()(sr_conn_ctx_t* connection) const { sr_disconnect(connection); }
+  };
+
+  void Set(const std::string& path, const std::string& value) {
+    Check(sr_set_item_str(session_, path.c_str(), value.c_str(), nullptr, 0), path.c_str());
+  }
+
+  std::unique_ptr<sr_conn_ctx_t, Disconnect> connection_;
+  sr_session_ctx_t* session_ = nullptr;
+};
+
+// No two commits in a row set the same.
+class Bench {
+ public:
+  void Run(const std::string& line) {
+    std::istringstream words(line);
+    std::string what;
+    int count = 0;
+    words >> what >> count;
+    int last = 1;
+    if (what == "vlans") words >> last;
+    if (!words || (what != "leaf" && what != "vlan" && what != "vlans")) {
+      throw std::runtime_error("cannot understand '" + line + "'");
+    }
+    for (int i = 0; i < count; ++i, ++turn_) {
+      if (what == "leaf") {
+        committer_.SetOption(turn_ % 2 == 0);
+      } else {
+        for (int j = 1; j <= last; ++j) committer_.SetVlan(j, 1 + (j + turn_) % kVlans);
+      }
+      std::printf("%lld ", committer_.Commit());
+    }
+    std::puts("");
+    std::fflush(stdout);
+  }
+
+ private:
+  Committer committer_;
+  int turn_ = 0;
+};
+
+}  // namespace
+
+int main() {
+  try {
+    Bench bench;
+    for (std::string line; std::getline(std::cin, line);) bench.Run(line);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "commit_bench: %s\n", error.what());
+    return 1;
+  }
+  return 0;
+}
