@@ -9,7 +9,23 @@
 namespace dhcp_manager {
 namespace {
 
-using namespace message;  // NOLINT(google-build-using-namespace): the field's own vocabulary
+using message::HasOptions;
+using message::IsMessage;
+using message::kBroadcastFlag;
+using message::kChaddr;
+using message::kEthernet;
+using message::kFlags;
+using message::kGiaddr;
+using message::kHlen;
+using message::kHtype;
+using message::kOptionHeader;
+using message::kOptions;
+using message::kRelayInformation;
+using message::kReply;
+using message::kYiaddr;
+using message::OptionsEnd;
+using message::RemoveRelayInformation;
+using message::WalkOptions;
 
 // Least size of a BOOTP message that old clients take (RFC 1542, section 2.1).
 constexpr std::size_t kLeastSize = 300;

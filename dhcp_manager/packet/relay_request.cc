@@ -9,7 +9,23 @@
 namespace dhcp_manager {
 namespace {
 
-using namespace message;  // NOLINT(google-build-using-namespace): the field's own vocabulary
+using message::HasOptions;
+using message::IsMessage;
+using message::kEnd;
+using message::kFile;
+using message::kGiaddr;
+using message::kHops;
+using message::kOptionHeader;
+using message::kOptions;
+using message::kOverload;
+using message::kPad;
+using message::kRelayInformation;
+using message::kRequest;
+using message::kSname;
+using message::kVend;
+using message::OptionsEnd;
+using message::RemoveRelayInformation;
+using message::WalkOptions;
 
 constexpr std::uint8_t kMostHops = 16;
 

@@ -425,6 +425,24 @@ class Counters(unittest.TestCase):
         return top.stack.tool("sysrepocfg", "-X", "-d", "operational", "-f", "json", "-x",
                               "/vx-dhcp-relay-state:dhcp-relay-state").stdout
 
+    def test_tell_replies_that_are_for_nobody_here(self):
+        top = Topology(self)
+        top.up()
+        top.stack.wait_state("l3-5", "up")
+        for giaddr, size in (("192.168.77.1", 300), ("10.0.0.254", 300), ("192.168.5.1", 20)):
+            top.network.run("server", "python3", "-c", REPLY, giaddr, str(size))
+        wait_until(lambda: top.stack.show("counters")["other"]["received"] == 3, "they came")
+        other = top.stack.show("counters")["other"]
+        self.assertEqual((other["unknown-giaddr"], other["malformed"]), (2, 1))
+        self.assertEqual(top.counters()["replies"]["received"], 0)
+
+    def test_tell_a_request_on_an_interface_that_relays_for_nobody(self):
+        top = Topology(self)
+        top.add_clients(6)
+        top.up()
+        top.network.load("client6", "eth0", 100, 0.1)
+        self.assertEqual(top.stack.show("counters")["other"]["no-interface"], 10)
+
     def test_can_be_cleared(self):
         top = Topology(self)
         top.network.answer("server")
@@ -454,6 +472,14 @@ class Counters(unittest.TestCase):
         top.stack.replace(configuration(instance(), l3=[l3(5)]))
         wait_until(lambda: top.stack.show("counters")["interfaces"] != [], "they are new")
         self.assertEqual(top.counters()["requests"]["received"], 0)
+
+
+REPLY = """
+import socket, sys
+server = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+message = bytes([2, 1, 6, 0]) + bytes(20) + socket.inet_aton(sys.argv[1]) + bytes(208) + bytes([99, 130, 83, 99, 255])
+server.sendto(message.ljust(300, bytes(1))[:int(sys.argv[2])], ("10.0.0.254", 67))
+"""
 
 
 class Privileges(unittest.TestCase):
