@@ -21,7 +21,14 @@ Relay::Relay(vxmw_t* mw, Sockets sockets, Resync& resync, VrfStandIns vrf_device
       packets_(mw, std::move(sockets), counters_, flood_guard),
       settled_(mw, [this] { Rebuild(); }),
       links_(mw, std::move(vrf_devices), [this] { Changed(); }) {
-  resync_.OnChange([this] { Changed(); });
+  resync_.OnChange([this](Resync::Change change) {
+    // Who is told that the table is in sync may count on it.
+    if (change == Resync::Change::kDump) {
+      Rebuild();
+    } else {
+      Changed();
+    }
+  });
 }
 
 Relay::~Relay() { resync_.OnChange(nullptr); }
@@ -34,6 +41,7 @@ void Relay::Changed() {
 
 void Relay::Rebuild() {
   first_change_.reset();
+  settled_.Disarm();
   if (resync_.dumps() == 0) return;
   // The lanes of the old forwarding point to counters that go: packets_ forgets them in Use.
   counters_.Keep(resync_.table());

@@ -20,7 +20,7 @@ void Resync::Apply(const dhcp_relay::wire::Call& call) {
     next_.Apply(call);
   } else {
     table_.Apply(call);
-    Changed();
+    Changed(Change::kCall);
   }
 }
 
@@ -36,7 +36,7 @@ bool Resync::CompleteDump(std::uint32_t id) {
   state_ = State::kInSync;
   table_ = std::exchange(next_, RelayTable());
   ++dumps_;
-  Changed();
+  Changed(Change::kDump);
   return true;
 }
 

@@ -22,8 +22,9 @@ class Resync {
     kInSync,
   };
 
-  // Called after every change of the table in use.
-  void OnChange(std::function<void()> changed) { changed_ = std::move(changed); }
+  // Called after every change of the table in use: by one call of maybe many, or by a whole dump.
+  enum class Change { kCall, kDump };
+  void OnChange(std::function<void(Change)> changed) { changed_ = std::move(changed); }
 
   // The daemon has connected: returns the number of the dump to ask for.
   std::uint32_t Connected();
@@ -45,11 +46,11 @@ class Resync {
   std::uint64_t dumps() const { return dumps_; }
 
  private:
-  void Changed() const {
-    if (changed_) changed_();
+  void Changed(Change change) const {
+    if (changed_) changed_(change);
   }
 
-  std::function<void()> changed_;
+  std::function<void(Change)> changed_;
   State state_ = State::kDisconnected;
   std::uint32_t dump_ = 0;
   RelayTable table_;
