@@ -64,29 +64,36 @@ const lysc_node* FindTopOf(const ly_ctx* context, std::string_view path) {
   return top;
 }
 
+ConnectionPtr Connect(sr_conn_options_t options) {
+  sr_conn_ctx_t* connection = nullptr;
+  const int code = sr_connect(options, &connection);
+  if (code != SR_ERR_OK) {
+    throw DatastoreError(std::string("cannot connect to the datastore in ") + sr_get_repo_path(),
+                         code);
+  }
+  return ConnectionPtr(connection);
+}
+
+SessionPtr OpenSessionOf(const ConnectionPtr& connection) {
+  sr_session_ctx_t* session = nullptr;
+  const int code = sr_session_start(connection.get(), SR_DS_RUNNING, &session);
+  if (code != SR_ERR_OK) throw DatastoreError("cannot open a datastore session", code);
+  return SessionPtr(session);
+}
+
 }  // namespace
 
 DatastoreError::DatastoreError(const std::string& what_failed, int code, sr_session_ctx_t* session)
     : std::runtime_error(what_failed + ": " + Describe(code, session)) {}
 
-Datastore::Datastore(vxmw_t* mw) : retire_(mw, [this] { retired_.reset(); }) {
-  sr_conn_ctx_t* connection = nullptr;
-  const int code = sr_connect(SR_CONN_CACHE_RUNNING, &connection);
-  if (code != SR_ERR_OK) {
-    throw DatastoreError(std::string("cannot connect to the datastore in ") + sr_get_repo_path(),
-                         code);
-  }
-  connection_.reset(connection);
+Datastore::Datastore(vxmw_t* mw)
+    : connection_(Connect(SR_CONN_CACHE_RUNNING)),
+      session_(OpenSession()),
+      uncached_connection_(Connect(SR_CONN_DEFAULT)),
+      uncached_session_(OpenSessionOf(uncached_connection_)),
+      retire_(mw, [this] { retired_.reset(); }) {}
 
-  session_ = OpenSession();
-}
-
-SessionPtr Datastore::OpenSession() const {
-  sr_session_ctx_t* session = nullptr;
-  const int code = sr_session_start(connection_.get(), SR_DS_RUNNING, &session);
-  if (code != SR_ERR_OK) throw DatastoreError("cannot open a datastore session", code);
-  return SessionPtr(session);
-}
+SessionPtr Datastore::OpenSession() const { return OpenSessionOf(connection_); }
 
 std::shared_ptr<const ly_ctx> Datastore::AcquireContext() {
   const ly_ctx* context = sr_acquire_context(connection_.get());
@@ -109,13 +116,12 @@ std::string Datastore::ModuleOf(const char* path) const {
 }
 
 std::shared_ptr<confd::Snapshot> Datastore::TakeSnapshot(cdb_db_type database) {
-  if (!share_snapshot_ || database != CDB_RUNNING) return Copy(database);
-  if (!shared_snapshot_) shared_snapshot_ = Copy(database);
+  if (!share_snapshot_ || database != CDB_RUNNING) return Copy(session_.get(), database);
+  if (!shared_snapshot_) shared_snapshot_ = Copy(uncached_session_.get(), database);
   return shared_snapshot_;
 }
 
-std::shared_ptr<confd::Snapshot> Datastore::Copy(cdb_db_type database) {
-  sr_session_ctx_t* const session = session_.get();
+std::shared_ptr<confd::Snapshot> Datastore::Copy(sr_session_ctx_t* session, cdb_db_type database) {
   int code = sr_session_switch_ds(session, ToSysrepo(database));
   sr_data_t* data = nullptr;
   if (code == SR_ERR_OK) code = sr_get_data(session, "/*", 0, 0, 0, &data);

@@ -69,14 +69,18 @@ class Datastore : public std::enable_shared_from_this<Datastore> {
   };
 
  private:
-  std::shared_ptr<confd::Snapshot> Copy(cdb_db_type database);
+  std::shared_ptr<confd::Snapshot> Copy(sr_session_ctx_t* session, cdb_db_type database);
   // Gives a copy back in a later turn of the loop: that takes a while, and nobody shall wait for
   // it.
   void Retire(DataPtr data);
   std::shared_ptr<const ly_ctx> AcquireContext();
 
+  // Reads come from a cache that the datastore keeps in this process. A commit makes it stale, and
+  // to fill it and copy from it takes longer than to read past it.
   ConnectionPtr connection_;
   SessionPtr session_;
+  ConnectionPtr uncached_connection_;
+  SessionPtr uncached_session_;
   bool share_snapshot_ = false;
   std::shared_ptr<confd::Snapshot> shared_snapshot_;
   DataPtr retired_;
