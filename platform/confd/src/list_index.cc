@@ -93,8 +93,13 @@ const lyd_node* ListIndexes::At(const lyd_node* first, std::size_t position) {
 }
 
 const lyd_node* ListIndexes::Find(const lyd_node* first, std::string_view keys) {
-  const lyd_node* entry = first;
-  for (std::size_t i = 0; entry != nullptr && i < kSmallList; ++i, entry = NextEntry(entry)) {
+  if (first == nullptr || HasKeys(first, keys)) return first;
+  const lyd_node* entry = NextEntry(first);
+  if (entry == nullptr) return nullptr;
+  if (const auto known = indexes_.find(first); known != indexes_.end()) {
+    return known->second.Find(keys);
+  }
+  for (std::size_t i = 1; entry != nullptr && i < kSmallList; ++i, entry = NextEntry(entry)) {
     if (HasKeys(entry, keys)) return entry;
   }
   return entry != nullptr ? IndexOf(first).Find(keys) : nullptr;

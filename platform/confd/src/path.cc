@@ -15,7 +15,9 @@ const char* PathParser::Next(PathStep* step) {
 }
 
 const char* PathParser::TakeName(PathStep* step) {
-  const std::size_t end = std::min(rest_.find_first_of("/{["), rest_.size());
+  const auto ends_name = [](char c) { return c == '/' || c == '{' || c == '['; };
+  const auto found = std::find_if(rest_.begin(), rest_.end(), ends_name);
+  const auto end = static_cast<std::size_t>(found - rest_.begin());
   step->name = rest_.substr(0, end);
   rest_.remove_prefix(end);
   const std::size_t colon = step->name.find(':');

@@ -37,9 +37,11 @@ class PathParser {
   // REQUIRES: !AtEnd().
   const char* Next(PathStep* step);
 
+  // Reads what follows a node's name, for a parser that was made to skip up to there.
+  const char* TakeSelector(PathStep* step);
+
  private:
   const char* TakeName(PathStep* step);
-  const char* TakeSelector(PathStep* step);
   const char* TakeKeys(PathStep* step);
   const char* TakePosition(PathStep* step);
 

@@ -21,15 +21,12 @@ class Walk {
   bool Run() {
     PathParser parser(path_);
     if (parser.AtEnd()) return Refuse("the path is empty");
-    bool remembered = StartAtRecentEntry(parser);
+    remembered_ = StartAtRecentEntry(parser);
+    if (!remembered_ && store_.recent_list().IsIn(path_) && !StepFromRecentList(parser)) {
+      return false;
+    }
     while (!parser.AtEnd()) {
-      PathStep step;
-      if (const char* error = parser.Next(&step)) return Refuse(error);
-      if (!CanDescend() || !Enter(step) || !Select(step)) return false;
-      if (!remembered && step.selector == PathStep::Selector::kKeys && place_.node != nullptr) {
-        store_.recent().Add(path_.substr(0, parser.position(path_)), place_.node);
-        remembered = true;
-      }
+      if (!Step(parser)) return false;
     }
     return true;
   }
@@ -42,6 +39,47 @@ class Walk {
     if (entry == nullptr) return false;
     place_ = {entry->node->schema, entry->node, true, false};
     parser.Skip(entry->path.size());
+    return true;
+  }
+
+  bool StepFromRecentList(PathParser& parser) {
+    const RecentList& list = store_.recent_list();
+    place_ = {list.schema, list.first, list.first != nullptr, true};
+    keys_ = list.keys;
+    parser.Skip(list.path.size());
+    PathStep step;
+    step.name = list.schema->name;
+    if (const char* error = parser.TakeSelector(&step)) return Refuse(error);
+    return SelectAndRemember(step, parser);
+  }
+
+  bool Step(PathParser& parser) {
+    PathStep step;
+    if (const char* error = parser.Next(&step)) return Refuse(error);
+    if (!CanDescend() || !Enter(step)) return false;
+    if (!remembered_ && step.selector == PathStep::Selector::kKeys) RememberList(step);
+    return SelectAndRemember(step, parser);
+  }
+
+  // Only of the outermost list, which is the long one.
+  void RememberList(const PathStep& step) {
+    if (place_.schema->nodetype != LYS_LIST || in_list_) return;
+    const auto brace = static_cast<std::size_t>(step.keys.data() - path_.data()) - 1;
+    RecentList& list = store_.recent_list();
+    list.path = path_.substr(0, brace);
+    list.schema = place_.schema;
+    list.first = place_.node;
+    list.keys = keys_;
+  }
+
+  bool SelectAndRemember(const PathStep& step, const PathParser& parser) {
+    if (!Select(step)) return false;
+    if (step.selector == PathStep::Selector::kNone) return true;
+    in_list_ = true;
+    if (!remembered_ && step.selector == PathStep::Selector::kKeys && place_.node != nullptr) {
+      store_.recent().Add(path_.substr(0, parser.position(path_)), place_.node);
+      remembered_ = true;
+    }
     return true;
   }
 
@@ -100,7 +138,9 @@ class Walk {
   Store& store_;
   std::string_view path_;
   Place place_;
-  std::size_t keys_ = 0;  // that the list at place_ has
+  std::size_t keys_ = 0;     // that the list at place_ has
+  bool in_list_ = false;     // the path has named an entry
+  bool remembered_ = false;  // that entry is among the recent ones
 };
 
 }  // namespace

@@ -1,4 +1,5 @@
-// The list entries that paths named last: reads of one entry come one after the other.
+// What paths named last: reads of one list entry come one after the other, and so do reads of the
+// entries of one list.
 
 #ifndef CONFD_SRC_RECENT_ENTRIES_H_
 #define CONFD_SRC_RECENT_ENTRIES_H_
@@ -9,6 +10,7 @@
 #include <string_view>
 
 struct lyd_node;
+struct lysc_node;
 
 namespace confd {
 
@@ -22,7 +24,7 @@ class RecentEntries {
   // The entry that `path` begins with; null when it is not among the latest.
   const Entry* Find(std::string_view path) const {
     for (const Entry& entry : entries_) {
-      if (entry.node != nullptr && path.starts_with(entry.path)) return &entry;
+      if (entry.node != nullptr && BeginsWith(path, entry.path)) return &entry;
     }
     return nullptr;
   }
@@ -34,8 +36,28 @@ class RecentEntries {
   }
 
  private:
+  // Entries of one list differ near their ends first.
+  static bool BeginsWith(std::string_view path, std::string_view entry) {
+    const std::size_t size = entry.size();
+    return path.size() >= size && path[size - 1] == entry[size - 1] &&
+           path[size - 2] == entry[size - 2] && path.starts_with(entry);
+  }
+
   std::array<Entry, 4> entries_;
   std::size_t next_ = 0;
+};
+
+// The list that a path named last for one of its entries.
+struct RecentList {
+  std::string path;  // up to the brace before the keys; empty when there was none yet
+  const lysc_node* schema = nullptr;
+  const lyd_node* first = nullptr;  // entry
+  std::size_t keys = 0;             // of an entry
+
+  bool IsIn(std::string_view other) const {
+    return other.size() > path.size() && other[path.size()] == '{' && !path.empty() &&
+           other.starts_with(path);
+  }
 };
 
 }  // namespace confd

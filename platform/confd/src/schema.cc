@@ -87,8 +87,13 @@ std::size_t SchemaIndex::NameHash::operator()(const Name& name) const {
 
 const SchemaNode* SchemaIndex::FindChild(const lysc_node* parent, std::string_view prefix,
                                          std::string_view name) {
-  const auto known = found_.find({parent, prefix, name});
-  if (known != found_.end()) return &known->second;
+  const Name wanted = {parent, prefix, name};
+  if (last_ != nullptr && last_->first == wanted) return &last_->second;
+  const auto known = found_.find(wanted);
+  if (known != found_.end()) {
+    last_ = &*known;
+    return &last_->second;
+  }
   const lysc_node* node = Search(parent, prefix, name);
   if (node == nullptr) return nullptr;
   const Name own_name = {parent, MatchPrefix(node, prefix), node->name};

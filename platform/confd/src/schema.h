@@ -58,7 +58,9 @@ class SchemaIndex {
   const lysc_node* Search(const lysc_node* parent, std::string_view prefix, std::string_view name);
 
   const ly_ctx* context_;
-  std::unordered_map<Name, SchemaNode, NameHash> found_;  // the texts are the schema's own
+  using Found = std::unordered_map<Name, SchemaNode, NameHash>;
+  Found found_;                              // the texts are the schema's own
+  const Found::value_type* last_ = nullptr;  // what was found last: the same is often asked again
 };
 
 }  // namespace confd

@@ -24,6 +24,7 @@ class Store {
   SchemaIndex& schema() { return schema_; }
   ListIndexes& lists() { return lists_; }
   RecentEntries& recent() { return recent_; }
+  RecentList& recent_list() { return recent_list_; }
   std::vector<confd_value_t>& batch_storage() { return batch_storage_; }
 
   // The first node of this schema among siblings that begin with `sibling`; null when there is
@@ -42,6 +43,7 @@ class Store {
   SchemaIndex schema_;
   ListIndexes lists_;
   RecentEntries recent_;
+  RecentList recent_list_;
   std::unordered_map<const lysc_node*, const lyd_node*> top_nodes_;
   std::unordered_map<const lysc_node*, ObjectLayout> layouts_;
   std::vector<confd_value_t> batch_storage_;
