@@ -621,10 +621,12 @@ L3IfLookup DhcpRelayCfgHandler::FindRelayOfL3If(const std::string& relay_if_name
   const VxConfdCdbSession session(interface_, CDB_RUNNING, true);
   const int sock = session.Socket();
   const ListKeys instances(sock, kRelayPath, GetCdbNumInstance(sock, kRelayPath));
+  const std::string entry = Entry("/interface", relay_if_name);
+  std::string path;  // one for all, since a commit may come here with thousands of interfaces
   for (int i = 0; i < instances.size(); ++i) {
     const auto name = instances.Text(i);
     if (!name) continue;
-    const std::string path = Entry(Entry(kRelayPath, *name) + "/interface", relay_if_name);
+    path.assign(kRelayPath).append("{").append(*name).append("}").append(entry);
     // An error counts as a hit: only 0 means absent.
     if (cdb_exists(sock, path.c_str()) != 0) return {true, *name};
   }
