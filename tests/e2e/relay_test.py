@@ -340,13 +340,13 @@ class OtherRelays(unittest.TestCase):
         top.network.kea("server", "eth0", ("192.168.5.0/24", "192.168.5.10", "192.168.5.250"))
         top.up()
         # It plays a relay: its giaddr is its own address, and the server answers it directly.
-        result = top.network.run("client5", "perfdhcp", "-4", "-l", "192.168.5.2", "-r", "100", "-R", "50", "-n", "50",
-                                 "-W", "2000000", "192.168.5.1", check=False)
+        result = top.network.run("client5", "perfdhcp", "-4", "-l", "192.168.5.2", "-r", "250", "-R", "200", "-n", "500",
+                                 "-W", "3000000", "192.168.5.1", check=False)
         exchanges = re.findall(r"sent packets: (\d+)\s+received packets: (\d+)", result.stdout)
         self.assertEqual(len(exchanges), 2, result.stdout + result.stderr)
         for sent, received in exchanges:
-            self.assertEqual((sent, received), ("50", "50"), result.stdout)
-        self.assertEqual(top.counters()["requests"]["relayed"], 100)
+            self.assertEqual((sent, received), ("500", "500"), result.stdout)
+        self.assertEqual(top.counters()["requests"]["relayed"], 1000)
 
 
 class RoutingDomain(unittest.TestCase):

@@ -1,4 +1,4 @@
-// IPv4 and UDP around a message, and the rate limit in front of it.
+// IPv4 and UDP around a message, the rate limit in front of it, and the pace of looking for it.
 
 #include <gtest/gtest.h>
 
@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "frame.h"
+#include "pace.h"
 #include "token_bucket.h"
 
 namespace {
@@ -151,6 +152,36 @@ TEST(TokenBucketTest, SavesNoMoreThanTheBurst) {
   EXPECT_TRUE(bucket.Take(later));
   EXPECT_TRUE(bucket.Take(later));
   EXPECT_FALSE(bucket.Take(later));
+}
+
+TEST(PaceTest, IsFastAfterManyWakesInAShortTime) {
+  using std::chrono::milliseconds;
+  dhcp_manager::Pace pace;
+  auto now = dhcp_manager::Pace::Clock::time_point() + milliseconds(1000);
+  bool fast = false;
+  int wakes = 0;
+  for (; !fast && wakes < 1000; ++wakes) fast = pace.IsFast(now);
+  EXPECT_TRUE(fast);
+  EXPECT_GT(wakes, 1);
+}
+
+TEST(PaceTest, IsNeverFastWhenWakesAreApart) {
+  using std::chrono::milliseconds;
+  dhcp_manager::Pace pace;
+  auto now = dhcp_manager::Pace::Clock::time_point();
+  for (int i = 0; i < 1000; ++i) {
+    now += milliseconds(1);
+    EXPECT_FALSE(pace.IsFast(now)) << i;
+  }
+}
+
+TEST(PaceTest, GoesOnUntilNothingComesForAWhile) {
+  dhcp_manager::Pace pace;
+  for (int i = 0; i < 100; ++i) EXPECT_TRUE(pace.GoesOn(i % 2 == 0 ? 0 : 5));
+  int empty = 0;
+  while (pace.GoesOn(0) && empty < 1000) ++empty;
+  EXPECT_GT(empty, 1);
+  EXPECT_LT(empty, 100);
 }
 
 }  // namespace
