@@ -70,19 +70,24 @@ class Manager(Programs, unittest.TestCase):
         for arguments, message in (
                 (["--runtime-dir", str(self.directory / ("x" * 100))], "is longer than"),
                 (["--journal", "/nowhere/at/all"], "cannot write the journal /nowhere/at/all"),
-                (["--runtime-dir", "/proc/nowhere"], "/proc/nowhere")):
+                (["--runtime-dir", "/proc/nowhere"], "/proc/nowhere"),
+                (["--user", "nobody-here"], "there is no user nobody-here")):
             result = self.manager(*arguments)
             self.assertEqual(result.returncode, 1, arguments)
             self.assertIn(message, result.stderr)
         faults = (self.directory / "faults.jsonl").read_text().splitlines()
-        self.assertEqual(len(faults), 3)
+        self.assertEqual(len(faults), 4)
 
     def test_command_line(self):
         self.assertIn("usage:", self.manager("--help").stdout)
         self.assertRegex(self.manager("--version").stdout, r"^dhcp-manager \d+\.\d+\.\d+\n$")
         self.assertEqual(self.manager("--help").returncode, 0)
-        for arguments in (["--fast"], ["stray"], ["--journal"]):
-            self.assertEqual(self.manager(*arguments).returncode, 2, arguments)
+        for arguments in (["--fast"], ["stray"], ["--journal"], ["--flood-guard", "0"], ["--flood-guard", "many"],
+                          ["--flood-guard", "5:0"], ["--flood-guard", "5:"], ["--vrf-device", "7"],
+                          ["--vrf-device", "0=eth0"], ["--vrf-device", "7="]):
+            result = self.manager(*arguments)
+            self.assertEqual(result.returncode, 2, arguments)
+            self.assertNotEqual(result.stderr, "", arguments)
 
 
 class Control(Programs, unittest.TestCase):
@@ -96,6 +101,13 @@ class Control(Programs, unittest.TestCase):
         self.start_and_wait()
         self.assertEqual(self.control("show", "--json").stdout, '{"instances":[]}\n')
         self.assertEqual(self.control("show").stdout, "no relay instances\n")
+
+    def test_shows_that_nothing_is_relayed_yet(self):
+        self.start_and_wait()
+        for topic, text in (("instances", "no relay instances\n"), ("interfaces", "no relay interfaces\n"),
+                            ("servers", "no servers\n"), ("counters", "other 0\n")):
+            self.assertEqual(self.control("show", topic).stdout, text)
+        self.assertEqual(self.control("show", "instances", "--json").stdout, '{"instances":[]}\n')
 
     def test_status_fails_while_there_is_no_daemon(self):
         self.start_and_wait()
@@ -112,7 +124,9 @@ class Control(Programs, unittest.TestCase):
         self.assertIn("usage:", self.control("--help").stdout)
         self.assertRegex(self.control("--version").stdout, r"^dhcp-relayctl \d+\.\d+\.\d+\n$")
         for arguments in ([], ["dance"], ["show", "status"], ["--fast", "show"],
-                          ["status", "--wait", "soon"], ["status", "--wait", "-1"]):
+                          ["status", "--wait", "soon"], ["status", "--wait", "-1"],
+                          ["show", "weather"], ["clear"], ["clear", "everything"], ["status", "interfaces"],
+                          ["show", "counters", "now"]):
             result = self.control(*arguments)
             self.assertEqual(result.returncode, 2, arguments)
             self.assertNotEqual(result.stderr, "", arguments)
@@ -120,3 +134,27 @@ class Control(Programs, unittest.TestCase):
 
 if __name__ == "__main__":
     unittest.main()
+
+
+class State(Programs, unittest.TestCase):
+    """The process that serves the manager's state."""
+
+    def state(self, *arguments):
+        return subprocess.run([BIN / "dhcp-relay-stated", *arguments], env=self.environment, capture_output=True,
+                              text=True, timeout=LIMIT, check=False)
+
+    def test_command_line(self):
+        self.assertIn("usage:", self.state("--help").stdout)
+        self.assertRegex(self.state("--version").stdout, r"^dhcp-relay-stated \d+\.\d+\.\d+\n$")
+        self.assertEqual(self.state("--fast").returncode, 2)
+
+    def test_waits_for_a_datastore_and_makes_none(self):
+        repository = self.directory / "sysrepo"
+        process = subprocess.Popen([BIN / "dhcp-relay-stated"], stderr=subprocess.PIPE, text=True,
+                                   env=dict(self.environment, SYSREPO_REPOSITORY_PATH=str(repository)))
+        self.addCleanup(process.stderr.close)
+        self.addCleanup(process.kill)
+        self.assertIn("there is no datastore", process.stderr.readline())
+        process.send_signal(signal.SIGTERM)
+        self.assertEqual(process.wait(timeout=LIMIT), 0)
+        self.assertFalse(repository.exists())
