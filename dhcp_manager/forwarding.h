@@ -66,8 +66,8 @@ class Forwarding {
  public:
   Forwarding() = default;
   Forwarding(const RelayTable& table, const Links& links);
-  Forwarding(Forwarding&&) = default;
-  Forwarding& operator=(Forwarding&&) = default;
+  Forwarding(Forwarding&&) noexcept = default;
+  Forwarding& operator=(Forwarding&&) noexcept = default;
   Forwarding(const Forwarding&) = delete;
   Forwarding& operator=(const Forwarding&) = delete;
 
