@@ -1,4 +1,4 @@
-#include "allocation_count.h"
+#include "bench/allocation_count.h"
 
 #include <cstdlib>
 #include <new>

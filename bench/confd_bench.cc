@@ -12,9 +12,10 @@
 #include <string>
 #include <vector>
 
-#include "allocation_count.h"
-#include "confd/session.h"
-#include "confd_cdb.h"
+#include <confd/session.h>
+#include <confd_cdb.h>
+
+#include "bench/allocation_count.h"
 
 namespace {
 

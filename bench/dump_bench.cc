@@ -22,8 +22,10 @@
 #include <string>
 #include <vector>
 
-#include "support/private_repository.h"
-#include "wire.h"
+#include "base/descriptor.h"
+#include "base/packet_socket.h"
+#include "protocol/wire/wire.h"
+#include "tests/support/private_repository.h"
 
 namespace {
 
@@ -103,8 +105,8 @@ class Manager {
  public:
   Manager(const char* daemon, const std::filesystem::path& directory) {
     std::filesystem::create_directories(directory);
-    const sockaddr_un address = wire::SocketAddress(directory / wire::kSocketName);
-    listener_ = wire::Descriptor(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    const sockaddr_un address = base::SocketAddress(directory / wire::kSocketName);
+    listener_ = base::Descriptor(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
     Require(
         bind(listener_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0 &&
             listen(listener_.get(), 1) == 0,
@@ -114,7 +116,7 @@ class Manager {
       execl(daemon, daemon, nullptr);
       _exit(127);
     }
-    client_ = wire::Descriptor(accept(listener_.get(), nullptr, nullptr));
+    client_ = base::Descriptor(accept(listener_.get(), nullptr, nullptr));
     Require(static_cast<bool>(client_), "accept");
     Require(Receive().has_hello(), "no greeting");
   }
@@ -129,7 +131,7 @@ class Manager {
   int Dump() {
     wire::ManagerMessage request;
     request.mutable_dump_request()->set_id(++dump_);
-    Require(wire::SendPacket(client_.get(), request.SerializeAsString()) == wire::SendResult::kSent,
+    Require(base::SendPacket(client_.get(), request.SerializeAsString()) == base::SendResult::kSent,
             "send");
     int calls = 0;
     while (true) {
@@ -150,15 +152,15 @@ class Manager {
 
  private:
   const wire::ClientMessage& Receive() {
-    buffer_.resize(wire::kPacketBound);
+    buffer_.resize(base::kMaxPacketSize);
     const ssize_t size = recv(client_.get(), buffer_.data(), buffer_.size(), 0);
     Require(size > 0, "the daemon is gone");
     Require(message_.ParseFromArray(buffer_.data(), static_cast<int>(size)), "no message");
     return message_;
   }
 
-  wire::Descriptor listener_;
-  wire::Descriptor client_;
+  base::Descriptor listener_;
+  base::Descriptor client_;
   pid_t daemon_ = -1;
   std::uint32_t dump_ = 0;
   std::vector<char> buffer_;

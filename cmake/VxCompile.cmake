@@ -41,19 +41,20 @@ function(vx_warnings target)
   endif()
 endfunction()
 
-# vx_protobuf(<target> <file>): an object library of the code generated from a .proto file, compiled without warnings.
+# vx_protobuf(<target> <file>): an object library of the code generated from a .proto file, compiled without warnings. Its
+# header is included by the path of the .proto file from the root.
 function(vx_protobuf target file)
-  get_filename_component(directory "${file}" ABSOLUTE)
-  get_filename_component(name "${directory}" NAME_WE)
-  get_filename_component(directory "${directory}" DIRECTORY)
-  set(out "${CMAKE_CURRENT_BINARY_DIR}/generated")
+  get_filename_component(path "${file}" ABSOLUTE)
+  file(RELATIVE_PATH path "${PROJECT_SOURCE_DIR}" "${path}")
+  string(REGEX REPLACE "\\.proto$" "" base "${path}")
+  set(out "${CMAKE_BINARY_DIR}/generated")
   file(MAKE_DIRECTORY "${out}")
-  add_custom_command(OUTPUT "${out}/${name}.pb.cc" "${out}/${name}.pb.h"
-    COMMAND protobuf::protoc "--cpp_out=${out}" "--proto_path=${directory}" "${directory}/${name}.proto"
-    DEPENDS "${directory}/${name}.proto" COMMENT "Generating ${name}.pb.cc" VERBATIM)
-  add_custom_target(${target}_generated DEPENDS "${out}/${name}.pb.h")
-  add_library(${target} OBJECT "${out}/${name}.pb.cc")
+  add_custom_command(OUTPUT "${out}/${base}.pb.cc" "${out}/${base}.pb.h"
+    COMMAND protobuf::protoc "--cpp_out=${out}" "--proto_path=${PROJECT_SOURCE_DIR}" "${path}"
+    WORKING_DIRECTORY "${PROJECT_SOURCE_DIR}"
+    DEPENDS "${PROJECT_SOURCE_DIR}/${path}" COMMENT "Generating ${base}.pb.cc" VERBATIM)
+  add_custom_target(${target}_generated DEPENDS "${out}/${base}.pb.h")
+  add_library(${target} OBJECT "${out}/${base}.pb.cc")
   add_dependencies(${target} ${target}_generated)
-  target_include_directories(${target} SYSTEM PUBLIC "${out}")
   target_link_libraries(${target} PUBLIC protobuf::libprotobuf)
 endfunction()

@@ -11,13 +11,15 @@
 #include <string>
 #include <thread>
 
-#include "connection.h"
-#include "render.h"
-#include "render_state.h"
+#include "base/packet_socket.h"
+#include "base/runtime_directory.h"
+#include "ctl/render.h"
+#include "ctl/render_state.h"
+#include "protocol/control/client.h"
 
 namespace {
 
-using relayctl::Connection;
+using dhcp_relay::control::Connection;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 using std::chrono::steady_clock;
@@ -45,7 +47,7 @@ constexpr char kUsage[] =
     "  --help, --version\n";
 
 struct CommandLine {
-  std::filesystem::path directory = dhcp_relay::wire::RuntimeDirectory();
+  std::filesystem::path directory = base::RuntimeDirectory();
   std::string command;
   std::string topic;  // of the command; empty: none
   bool json = false;
@@ -116,8 +118,8 @@ int ShowTable(const CommandLine& line) {
 
 struct Topic {
   const char* name;
-  std::string (*json)(const relayctl::RelayState& state);
-  std::string (*text)(const relayctl::RelayState& state);
+  std::string (*json)(const dhcp_relay::control::RelayState& state);
+  std::string (*text)(const dhcp_relay::control::RelayState& state);
 };
 
 constexpr std::array kTopics{
@@ -143,14 +145,14 @@ int Clear(const CommandLine& line) {
 }
 
 // A manager that does not answer yet is waited for, too.
-dhcp_manager::control::Status WaitForSync(const CommandLine& line) {
+dhcp_relay::control::Status WaitForSync(const CommandLine& line) {
   const auto deadline = steady_clock::now() + seconds(line.wait);
   while (true) {
     const bool last_try = steady_clock::now() >= deadline;
     try {
       auto status = Connection(line.directory).Status();
       if (status.in_sync() || last_try) return status;
-    } catch (const dhcp_relay::wire::WireError&) {
+    } catch (const base::ConnectionError&) {
       if (last_try) throw;
     }
     std::this_thread::sleep_for(kStatusInterval);

@@ -1,15 +1,15 @@
-#include "render.h"
+#include "ctl/render.h"
 
 #include <array>
 #include <cstdint>
 #include <cstdio>
 
-#include "text.h"
+#include "ctl/text.h"
 
 namespace relayctl {
 namespace {
 
-namespace control = dhcp_manager::control;
+namespace control = dhcp_relay::control;
 using nlohmann::ordered_json;
 
 std::string IdentifierText(std::uint32_t identifier) {
@@ -19,10 +19,11 @@ std::string IdentifierText(std::uint32_t identifier) {
 }
 
 ordered_json InterfaceAsJson(const control::Interface& interface) {
-  return {{"name", interface.name()},
-          {"vlan", interface.has_vlan() ? ordered_json(interface.vlan()) : nullptr},
-          {"address",
-           interface.has_address() ? ordered_json(AddressText(interface.address())) : nullptr}};
+  return {
+      {"name", interface.name()},
+      {"vlan", interface.has_vlan() ? ordered_json(interface.vlan()) : nullptr},
+      {"address", interface.has_address() ? ordered_json(control::AddressText(interface.address()))
+                                          : nullptr}};
 }
 
 ordered_json IfOptionAsJson(const control::IfOption& if_option) {
@@ -34,7 +35,7 @@ ordered_json IfOptionAsJson(const control::IfOption& if_option) {
 ordered_json InstanceAsJson(const control::Instance& instance) {
   ordered_json object = {{"name", instance.name()}, {"servers", ordered_json::array()}};
   for (const std::uint32_t server : instance.servers()) {
-    object["servers"].push_back(AddressText(server));
+    object["servers"].push_back(control::AddressText(server));
   }
   AddOptions(instance.options(), object);
   object["vrf"] = instance.has_vrf() ? ordered_json(IdentifierText(instance.vrf())) : nullptr;
@@ -53,7 +54,7 @@ std::string InterfaceText(const control::Interface& interface) {
   std::string text = "VLAN ";
   text.append(interface.has_vlan() ? std::to_string(interface.vlan()) : "-");
   text.append(", address ");
-  text.append(interface.has_address() ? AddressText(interface.address()) : "-");
+  text.append(interface.has_address() ? control::AddressText(interface.address()) : "-");
   return text;
 }
 
@@ -66,7 +67,7 @@ std::string InstanceText(const control::Instance& instance) {
   std::string text = "relay " + instance.name() + "\n";
   std::string servers;
   for (const std::uint32_t server : instance.servers()) {
-    servers.append(servers.empty() ? "" : ", ").append(AddressText(server));
+    servers.append(servers.empty() ? "" : ", ").append(control::AddressText(server));
   }
   text.append("  servers: ").append(servers.empty() ? "-" : servers).append("\n");
   text.append("  VRF: ").append(instance.has_vrf() ? IdentifierText(instance.vrf()) : "-");

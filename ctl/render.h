@@ -6,18 +6,18 @@
 #include <string>
 #include <vector>
 
-#include "control.pb.h"
+#include "protocol/control/control.pb.h"
 
 namespace relayctl {
 
 // One line of JSON, without the newline: {"instances":[...]}; null for what was never set.
-std::string TableAsJson(const std::vector<dhcp_manager::control::Instance>& table);
+std::string TableAsJson(const std::vector<dhcp_relay::control::Instance>& table);
 
 // For people.
-std::string TableAsText(const std::vector<dhcp_manager::control::Instance>& table);
+std::string TableAsText(const std::vector<dhcp_relay::control::Instance>& table);
 
-std::string StatusAsJson(const dhcp_manager::control::Status& status);
-std::string StatusAsText(const dhcp_manager::control::Status& status);
+std::string StatusAsJson(const dhcp_relay::control::Status& status);
+std::string StatusAsText(const dhcp_relay::control::Status& status);
 
 }  // namespace relayctl
 

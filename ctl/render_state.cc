@@ -1,20 +1,20 @@
-#include "render_state.h"
+#include "ctl/render_state.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
-#include "counters.h"
-#include "text.h"
+#include "ctl/text.h"
+#include "protocol/control/outcome.h"
 
 namespace relayctl {
 namespace {
 
-namespace control = dhcp_manager::control;
-using dhcp_manager::ReplyFate;
-using dhcp_manager::RequestFate;
-using dhcp_manager::StrayFate;
+namespace control = dhcp_relay::control;
+using control::ReplyOutcome;
+using control::RequestOutcome;
+using control::UnmatchedOutcome;
 using nlohmann::ordered_json;
 
 using Row = std::vector<std::string>;
@@ -42,7 +42,7 @@ struct PortCount {
   std::size_t up = 0;
 };
 
-PortCount CountPorts(const RelayState& state, const std::string& instance) {
+PortCount CountPorts(const dhcp_relay::control::RelayState& state, const std::string& instance) {
   PortCount count;
   for (const control::Port& port : state.ports) {
     if (port.instance() != instance) continue;
@@ -58,30 +58,30 @@ std::string VrfText(const control::Service& service) {
 }
 
 template <typename Fate, typename Fates>
-void AddFates(const Fates& fates, ordered_json& object) {
-  for (int i = 0; i < fates.size(); ++i) object[Name(static_cast<Fate>(i))] = fates.Get(i);
+void AddFates(const Fates& outcomes, ordered_json& object) {
+  for (int i = 0; i < outcomes.size(); ++i) object[Name(static_cast<Fate>(i))] = outcomes.Get(i);
 }
 
 template <typename Fate, typename Fates>
-std::string FatesText(const Fates& fates) {
+std::string FatesText(const Fates& outcomes) {
   std::string text;
-  for (int i = 0; i < fates.size(); ++i) {
-    if (fates.Get(i) == 0) continue;
+  for (int i = 0; i < outcomes.size(); ++i) {
+    if (outcomes.Get(i) == 0) continue;
     text.append(text.empty() ? "" : ", ").append(Name(static_cast<Fate>(i))).append(" ");
-    text.append(std::to_string(fates.Get(i)));
+    text.append(std::to_string(outcomes.Get(i)));
   }
   return text.empty() ? text : " (" + text + ")";
 }
 
-std::uint64_t Received(const RelayState& state) {
-  std::uint64_t received = state.strays.received();
+std::uint64_t Received(const dhcp_relay::control::RelayState& state) {
+  std::uint64_t received = state.unmatched.received();
   for (const control::Port& port : state.ports) received += port.requests() + port.replies();
   return received;
 }
 
 }  // namespace
 
-std::string InstancesAsJson(const RelayState& state) {
+std::string InstancesAsJson(const dhcp_relay::control::RelayState& state) {
   ordered_json instances = ordered_json::array();
   for (const control::Service& service : state.services) {
     const PortCount ports = CountPorts(state, service.instance());
@@ -97,7 +97,7 @@ std::string InstancesAsJson(const RelayState& state) {
   return Dump({{"instances", std::move(instances)}});
 }
 
-std::string InstancesAsText(const RelayState& state) {
+std::string InstancesAsText(const dhcp_relay::control::RelayState& state) {
   if (state.services.empty()) return "no relay instances\n";
   std::vector<Row> rows{{"INSTANCE", "VRF", "SERVERS", "INTERFACES", "UP"}};
   for (const control::Service& service : state.services) {
@@ -108,14 +108,15 @@ std::string InstancesAsText(const RelayState& state) {
   return Table(rows);
 }
 
-std::string InterfacesAsJson(const RelayState& state) {
+std::string InterfacesAsJson(const dhcp_relay::control::RelayState& state) {
   ordered_json interfaces = ordered_json::array();
   for (const control::Port& port : state.ports) {
     ordered_json object = {
         {"instance", port.instance()},
         {"name", port.name()},
         {"vlan", port.has_vlan() ? ordered_json(port.vlan()) : nullptr},
-        {"address", port.address() != 0 ? ordered_json(AddressText(port.address())) : nullptr},
+        {"address",
+         port.address() != 0 ? ordered_json(control::AddressText(port.address())) : nullptr},
         {"state", port.state()},
         {"link", port.link().empty() ? ordered_json(nullptr) : ordered_json(port.link())}};
     AddOptions(port.options(), object);
@@ -124,63 +125,63 @@ std::string InterfacesAsJson(const RelayState& state) {
   return Dump({{"interfaces", std::move(interfaces)}});
 }
 
-std::string InterfacesAsText(const RelayState& state) {
+std::string InterfacesAsText(const dhcp_relay::control::RelayState& state) {
   if (state.ports.empty()) return "no relay interfaces\n";
   std::vector<Row> rows{
       {"INSTANCE", "INTERFACE", "VLAN", "ADDRESS", "STATE", "LINK", "SETTINGS IN FORCE"}};
   for (const control::Port& port : state.ports) {
     rows.push_back({port.instance(), port.name(),
                     port.has_vlan() ? std::to_string(port.vlan()) : "-",
-                    port.address() != 0 ? AddressText(port.address()) : "-", port.state(),
+                    port.address() != 0 ? control::AddressText(port.address()) : "-", port.state(),
                     port.link().empty() ? "-" : port.link(), OptionsText(port.options())});
   }
   return Table(rows);
 }
 
-std::string CountersAsJson(const RelayState& state) {
+std::string CountersAsJson(const dhcp_relay::control::RelayState& state) {
   ordered_json interfaces = ordered_json::array();
   for (const control::Port& port : state.ports) {
     ordered_json requests = {{"received", port.requests()}};
-    AddFates<RequestFate>(port.request_fates(), requests);
+    AddFates<control::RequestOutcome>(port.request_fates(), requests);
     ordered_json replies = {{"received", port.replies()}};
-    AddFates<ReplyFate>(port.reply_fates(), replies);
+    AddFates<control::ReplyOutcome>(port.reply_fates(), replies);
     interfaces.push_back({{"instance", port.instance()},
                           {"name", port.name()},
                           {"requests", std::move(requests)},
                           {"option_left_out", port.option_left_out()},
                           {"replies", std::move(replies)}});
   }
-  ordered_json other = {{"received", state.strays.received()}};
-  AddFates<StrayFate>(state.strays.fates(), other);
+  ordered_json other = {{"received", state.unmatched.received()}};
+  AddFates<control::UnmatchedOutcome>(state.unmatched.fates(), other);
   return Dump({{"interfaces", std::move(interfaces)},
                {"other", std::move(other)},
                {"received", Received(state)}});
 }
 
-std::string CountersAsText(const RelayState& state) {
+std::string CountersAsText(const dhcp_relay::control::RelayState& state) {
   std::string text;
   for (const control::Port& port : state.ports) {
     text.append(port.instance()).append(" ").append(port.name()).append("\n  requests ");
     text.append(std::to_string(port.requests()));
-    text.append(FatesText<RequestFate>(port.request_fates())).append("\n");
+    text.append(FatesText<control::RequestOutcome>(port.request_fates())).append("\n");
     if (port.option_left_out() != 0) {
       text.append("  sent without option for want of room ");
       text.append(std::to_string(port.option_left_out())).append("\n");
     }
     text.append("  replies ").append(std::to_string(port.replies()));
-    text.append(FatesText<ReplyFate>(port.reply_fates())).append("\n");
+    text.append(FatesText<control::ReplyOutcome>(port.reply_fates())).append("\n");
   }
-  text.append("other ").append(std::to_string(state.strays.received()));
-  text.append(FatesText<StrayFate>(state.strays.fates())).append("\n");
+  text.append("other ").append(std::to_string(state.unmatched.received()));
+  text.append(FatesText<control::UnmatchedOutcome>(state.unmatched.fates())).append("\n");
   return text;
 }
 
-std::string ServersAsJson(const RelayState& state) {
+std::string ServersAsJson(const dhcp_relay::control::RelayState& state) {
   ordered_json servers = ordered_json::array();
   for (const control::Service& service : state.services) {
     for (const control::ServerState& server : service.servers()) {
       servers.push_back({{"instance", service.instance()},
-                         {"address", AddressText(server.address())},
+                         {"address", control::AddressText(server.address())},
                          {"sent", server.sent()},
                          {"failed", server.failed()},
                          {"replies", server.replies()}});
@@ -189,11 +190,11 @@ std::string ServersAsJson(const RelayState& state) {
   return Dump({{"servers", std::move(servers)}});
 }
 
-std::string ServersAsText(const RelayState& state) {
+std::string ServersAsText(const dhcp_relay::control::RelayState& state) {
   std::vector<Row> rows{{"INSTANCE", "SERVER", "SENT", "FAILED", "REPLIES"}};
   for (const control::Service& service : state.services) {
     for (const control::ServerState& server : service.servers()) {
-      rows.push_back({service.instance(), AddressText(server.address()),
+      rows.push_back({service.instance(), control::AddressText(server.address()),
                       std::to_string(server.sent()), std::to_string(server.failed()),
                       std::to_string(server.replies())});
     }

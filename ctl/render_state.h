@@ -5,23 +5,23 @@
 
 #include <string>
 
-#include "connection.h"
+#include "protocol/control/client.h"
 
 namespace relayctl {
 
-std::string InstancesAsJson(const RelayState& state);
-std::string InstancesAsText(const RelayState& state);
+std::string InstancesAsJson(const dhcp_relay::control::RelayState& state);
+std::string InstancesAsText(const dhcp_relay::control::RelayState& state);
 
-std::string InterfacesAsJson(const RelayState& state);
-std::string InterfacesAsText(const RelayState& state);
+std::string InterfacesAsJson(const dhcp_relay::control::RelayState& state);
+std::string InterfacesAsText(const dhcp_relay::control::RelayState& state);
 
 // Every counter, zeros too; what became of the messages adds up to those received.
-std::string CountersAsJson(const RelayState& state);
+std::string CountersAsJson(const dhcp_relay::control::RelayState& state);
 // What is not zero.
-std::string CountersAsText(const RelayState& state);
+std::string CountersAsText(const dhcp_relay::control::RelayState& state);
 
-std::string ServersAsJson(const RelayState& state);
-std::string ServersAsText(const RelayState& state);
+std::string ServersAsJson(const dhcp_relay::control::RelayState& state);
+std::string ServersAsText(const dhcp_relay::control::RelayState& state);
 
 }  // namespace relayctl
 

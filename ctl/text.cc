@@ -1,18 +1,14 @@
-#include "text.h"
-
-#include <arpa/inet.h>
+#include "ctl/text.h"
 
 #include <array>
 
-#include "nettypes/ipv4_addr.h"
+#include <nettypes/ipv4_addr.h>
 
 namespace relayctl {
 namespace {
 
-namespace control = dhcp_manager::control;
+namespace control = dhcp_relay::control;
 using nlohmann::ordered_json;
-
-constexpr std::array kPolicyNames{"drop", "keep", "replace"};
 
 const char* Switch(bool is_set, bool value) {
   if (!is_set) return "-";
@@ -21,20 +17,13 @@ const char* Switch(bool is_set, bool value) {
 
 }  // namespace
 
-std::string AddressText(std::uint32_t host_order) {
-  return nettypes::IPv4Addr(in_addr{htonl(host_order)}).to_string();
-}
-
-std::string PolicyText(std::uint32_t policy) {
-  return policy < kPolicyNames.size() ? kPolicyNames[policy] : std::to_string(policy);
-}
-
 std::string OptionsText(const control::Options& options) {
   std::string text = "check ";
   text.append(Switch(options.has_check(), options.check()));
   text.append(", trusted ").append(Switch(options.has_trusted(), options.trusted()));
   text.append(", option ").append(Switch(options.has_option(), options.option()));
-  text.append(", policy ").append(options.has_policy() ? PolicyText(options.policy()) : "-");
+  text.append(", policy ")
+      .append(options.has_policy() ? control::PolicyText(options.policy()) : "-");
   return text;
 }
 
@@ -42,7 +31,8 @@ void AddOptions(const control::Options& options, ordered_json& object) {
   object["check"] = options.has_check() ? ordered_json(options.check()) : nullptr;
   object["trusted"] = options.has_trusted() ? ordered_json(options.trusted()) : nullptr;
   object["option"] = options.has_option() ? ordered_json(options.option()) : nullptr;
-  object["policy"] = options.has_policy() ? ordered_json(PolicyText(options.policy())) : nullptr;
+  object["policy"] =
+      options.has_policy() ? ordered_json(control::PolicyText(options.policy())) : nullptr;
 }
 
 std::string Dump(const ordered_json& document) {

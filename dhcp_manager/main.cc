@@ -1,22 +1,19 @@
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstdio>
-#include <cstdlib>
-#include <exception>
 #include <filesystem>
-#include <system_error>
 #include <utility>
 
-#include "control_server.h"
-#include "daemon_server.h"
-#include "journal.h"
-#include "log.h"
-#include "options.h"
-#include "privileges.h"
-#include "relay.h"
-#include "resync.h"
-#include "vxmw/vxmw.h"
+#include <vxmw/vxmw.h>
+
+#include "base/service/program.h"
+#include "base/system_error.h"
+#include "dhcp_manager/command_line.h"
+#include "dhcp_manager/control/config_server.h"
+#include "dhcp_manager/control/control_server.h"
+#include "dhcp_manager/privileges.h"
+#include "dhcp_manager/relay.h"
+#include "dhcp_manager/table/journal.h"
+#include "dhcp_manager/table/resync.h"
 
 namespace {
 
@@ -27,8 +24,7 @@ void BecomeUser(const dhcp_manager::CommandLine& line) {
   if (line.user.empty()) return;
   const dhcp_manager::User user = dhcp_manager::FindUser(line.user);
   if (chown(line.runtime_directory.c_str(), user.id, user.group) != 0) {
-    throw std::system_error(errno, std::generic_category(),
-                            "cannot give away " + line.runtime_directory.string());
+    base::ThrowSystemError("cannot give away " + line.runtime_directory.string());
   }
   dhcp_manager::GiveUpPrivileges(user);
 }
@@ -42,29 +38,13 @@ int Serve(vxmw_t* mw, const dhcp_manager::CommandLine& line) {
   dhcp_manager::Resync resync;
   dhcp_manager::Relay relay(mw, std::move(sockets), resync, line.vrf_devices, line.flood_guard);
   const dhcp_manager::ControlServer control_server(mw, line.runtime_directory, resync, relay);
-  const dhcp_manager::DaemonServer daemon_server(mw, line.runtime_directory, resync, journal);
-  bool go_on = true;
-  return vxmw_loop_while_timeout(mw, &go_on, 0) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+  const dhcp_manager::ConfigServer config_server(mw, line.runtime_directory, resync, journal);
+  return base::RunLoop(mw);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   const dhcp_manager::CommandLine line = dhcp_manager::ParseCommandLine(argc, argv);
-  vxmw_t* mw = vxmw_init(kApplication);
-  if (mw == nullptr) {
-    vxmw_gen_fault(1, __func__, __FILE__, __LINE__, "cannot attach to the middleware");
-    return EXIT_FAILURE;
-  }
-  int status = EXIT_FAILURE;
-  try {
-    vxmw_trace_init(mw, kApplication);
-    dhcp_manager::StartLog(kApplication);
-    status = Serve(mw, line);
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "dhcp-manager: %s\n", error.what());
-    vxmw_gen_fault(0, __func__, __FILE__, __LINE__, error.what());
-  }
-  vxmw_finish(&mw);
-  return status;
+  return base::RunProgram(kApplication, [&line](vxmw_t* mw) { return Serve(mw, line); });
 }

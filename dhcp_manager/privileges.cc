@@ -1,4 +1,4 @@
-#include "privileges.h"
+#include "dhcp_manager/privileges.h"
 
 #include <cap-ng.h>
 #include <pwd.h>

@@ -1,4 +1,4 @@
-#include "relay.h"
+#include "dhcp_manager/relay.h"
 
 #include <utility>
 
@@ -15,8 +15,8 @@ constexpr milliseconds kLongest{50};
 
 }  // namespace
 
-Relay::Relay(vxmw_t* mw, Sockets sockets, Resync& resync, VrfStandIns vrf_devices,
-             std::optional<RateLimit> flood_guard)
+Relay::Relay(vxmw_t* mw, Sockets sockets, Resync& resync, VrfDevices vrf_devices,
+             std::optional<base::RateLimit> flood_guard)
     : resync_(resync),
       packets_(mw, std::move(sockets), counters_, flood_guard),
       settled_(mw, [this] { Rebuild(); }),

@@ -7,12 +7,13 @@
 #include <chrono>
 #include <optional>
 
-#include "counters.h"
-#include "link_watcher.h"
-#include "packet_relay.h"
-#include "resync.h"
-#include "token_bucket.h"
-#include "vxmw/event.h"
+#include <vxmw/event.h>
+
+#include "base/token_bucket.h"
+#include "dhcp_manager/datapath/packet_relay.h"
+#include "dhcp_manager/kernel/link_watcher.h"
+#include "dhcp_manager/table/counters.h"
+#include "dhcp_manager/table/resync.h"
 
 namespace dhcp_manager {
 
@@ -20,8 +21,8 @@ class Relay {
  public:
   // `resync` must outlive the relay, and tells it of changes. No packet is taken before its first
   // dump is complete. Throws std::runtime_error when the kernel's links cannot be read.
-  Relay(vxmw_t* mw, Sockets sockets, Resync& resync, VrfStandIns vrf_devices,
-        std::optional<RateLimit> flood_guard);
+  Relay(vxmw_t* mw, Sockets sockets, Resync& resync, VrfDevices vrf_devices,
+        std::optional<base::RateLimit> flood_guard);
   ~Relay();
   Relay(const Relay&) = delete;
   Relay& operator=(const Relay&) = delete;

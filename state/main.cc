@@ -1,17 +1,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <exception>
 
-#include "log.h"
-#include "publisher.h"
-#include "vxmw/vxmw.h"
-#include "wire.h"
+#include <vxmw/vxmw.h>
+
+#include "base/runtime_directory.h"
+#include "base/service/program.h"
+#include "protocol/wire/wire.h"
+#include "state/publisher.h"
 
 namespace {
 
 constexpr char kApplication[] = "dhcp-relay-stated";
-constexpr int kUsageError = 2;
 
 constexpr char kUsage[] =
     "usage: dhcp-relay-stated\n"
@@ -35,33 +35,17 @@ void ReadCommandLine(int argc, char** argv) {
     std::exit(EXIT_SUCCESS);
   }
   std::fputs(kUsage, stderr);
-  std::exit(kUsageError);
+  std::exit(base::kUsageError);
 }
 
 int Serve(vxmw_t* mw) {
-  const state::Publisher publisher(mw, dhcp_relay::wire::RuntimeDirectory());
-  bool go_on = true;
-  return vxmw_loop_while_timeout(mw, &go_on, 0) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+  const state::Publisher publisher(mw, base::RuntimeDirectory());
+  return base::RunLoop(mw);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   ReadCommandLine(argc, argv);
-  vxmw_t* mw = vxmw_init(kApplication);
-  if (mw == nullptr) {
-    vxmw_gen_fault(1, __func__, __FILE__, __LINE__, "cannot attach to the middleware");
-    return EXIT_FAILURE;
-  }
-  int status = EXIT_FAILURE;
-  try {
-    vxmw_trace_init(mw, kApplication);
-    dhcp_manager::StartLog(kApplication);
-    status = Serve(mw);
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "dhcp-relay-stated: %s\n", error.what());
-    vxmw_gen_fault(0, __func__, __FILE__, __LINE__, error.what());
-  }
-  vxmw_finish(&mw);
-  return status;
+  return base::RunProgram(kApplication, Serve);
 }

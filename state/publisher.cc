@@ -1,4 +1,4 @@
-#include "publisher.h"
+#include "state/publisher.h"
 
 #include <sys/epoll.h>
 
@@ -7,9 +7,10 @@
 #include <stdexcept>
 #include <utility>
 
-#include "connection.h"
-#include "log.h"
-#include "state_tree.h"
+#include "base/packet_socket.h"
+#include "base/service/log.h"
+#include "protocol/control/client.h"
+#include "state/state_tree.h"
 
 namespace state {
 namespace {
@@ -43,7 +44,7 @@ void Publisher::Connect() {
   } catch (const std::runtime_error& error) {
     Close();
     if (logged_reason_ != error.what()) {
-      dhcp_manager::LogError(std::string("no operational data, trying again: ") + error.what());
+      base::LogError(std::string("no operational data, trying again: ") + error.what());
     }
     logged_reason_ = error.what();
     retry_.Arm(kRetry);
@@ -76,26 +77,26 @@ void Publisher::Close() {
 
 void Publisher::ProcessEvents() {
   if (sr_subscription_process_events(subscription_.get(), nullptr, nullptr) != SR_ERR_OK) {
-    dhcp_manager::LogError("the datastore is lost");
+    base::LogError("the datastore is lost");
     Close();
     retry_.Arm(kRetry);
   }
 }
 
 int Publisher::OnRead(sr_session_ctx_t* session, std::uint32_t /*id*/, const char* /*module*/,
-                        const char* /*path*/, const char* /*request_path*/,
-                        std::uint32_t /*request*/, lyd_node** parent, void* self) noexcept {
+                      const char* /*path*/, const char* /*request_path*/, std::uint32_t /*request*/,
+                      lyd_node** parent, void* self) noexcept {
   const auto* const publisher = static_cast<const Publisher*>(self);
   try {
-    relayctl::Connection manager(publisher->directory_);
+    dhcp_relay::control::Connection manager(publisher->directory_);
     const auto status = manager.Status();
     const auto relaying = manager.State();
     *parent = MakeStateTree(sr_session_acquire_context(session), status, relaying);
-  } catch (const dhcp_relay::wire::WireError&) {
+  } catch (const base::ConnectionError&) {
     // No manager, no state.
     return SR_ERR_OK;
   } catch (const std::exception& error) {
-    dhcp_manager::LogError(error.what());
+    base::LogError(error.what());
     sr_session_release_context(session);
     return SR_ERR_INTERNAL;
   }

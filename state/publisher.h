@@ -1,7 +1,7 @@
 // Serves what the relaying is doing as operational data of the datastore (vx-dhcp-relay-state).
 //
-// Every reading asks the DHCP manager. This is a process of its own, because the manager has no right
-// to the datastore, and because no reader shall hold up its packets.
+// Every reading asks the DHCP manager. This is a process of its own, because the manager has no
+// right to the datastore, and because no reader shall hold up its packets.
 
 #ifndef STATE_PUBLISHER_H_
 #define STATE_PUBLISHER_H_
@@ -12,7 +12,7 @@
 #include <memory>
 #include <string>
 
-#include "vxmw/event.h"
+#include <vxmw/event.h>
 
 namespace state {
 

@@ -1,16 +1,16 @@
-#include "state_tree.h"
+#include "state/state_tree.h"
 
 #include <memory>
 #include <stdexcept>
 #include <string>
 
-#include "counters.h"
-#include "text.h"
+#include "protocol/control/outcome.h"
+#include "protocol/control/text.h"
 
 namespace state {
 namespace {
 
-namespace control = dhcp_manager::control;
+namespace control = dhcp_relay::control;
 
 struct TreeDeleter {
   void operator()(lyd_node* tree) const { lyd_free_all(tree); }
@@ -49,10 +49,10 @@ class Writer {
   }
 
   template <typename Fate, typename Fates>
-  void FatesOf(lyd_node* parent, std::uint64_t received, const Fates& fates) const {
+  void FatesOf(lyd_node* parent, std::uint64_t received, const Fates& outcomes) const {
     Leaf(parent, "received", received);
-    for (int i = 0; i < fates.size(); ++i) {
-      Leaf(parent, Name(static_cast<Fate>(i)), std::uint64_t{fates.Get(i)});
+    for (int i = 0; i < outcomes.size(); ++i) {
+      Leaf(parent, Name(static_cast<Fate>(i)).c_str(), std::uint64_t{outcomes.Get(i)});
     }
   }
 
@@ -66,7 +66,7 @@ class Writer {
 };
 
 void WriteServer(const Writer& writer, lyd_node* parent, const control::ServerState& server) {
-  lyd_node* const entry = writer.Entry(parent, "server", relayctl::AddressText(server.address()));
+  lyd_node* const entry = writer.Entry(parent, "server", control::AddressText(server.address()));
   writer.Leaf(entry, "sent", server.sent());
   writer.Leaf(entry, "failed", server.failed());
   writer.Leaf(entry, "replies", server.replies());
@@ -77,29 +77,29 @@ void WriteSettings(const Writer& writer, lyd_node* parent, const control::Option
   writer.Leaf(settings, "check", options.check());
   writer.Leaf(settings, "trusted", options.trusted());
   writer.Leaf(settings, "option", options.option());
-  writer.Leaf(settings, "policy", relayctl::PolicyText(options.policy()));
+  writer.Leaf(settings, "policy", control::PolicyText(options.policy()));
 }
 
 void WritePort(const Writer& writer, lyd_node* parent, const control::Port& port) {
   lyd_node* const entry = writer.Entry(parent, "interface", port.name());
   if (port.has_vlan()) writer.Leaf(entry, "vlan", std::uint64_t{port.vlan()});
   if (port.address() != 0) {
-    writer.Leaf(entry, "address", relayctl::AddressText(port.address()));
+    writer.Leaf(entry, "address", control::AddressText(port.address()));
   }
   writer.Leaf(entry, "state", port.state());
   if (!port.link().empty()) writer.Leaf(entry, "link", port.link());
   WriteSettings(writer, entry, port.options());
-  writer.FatesOf<dhcp_manager::RequestFate>(writer.Container(entry, "requests"), port.requests(),
-                                            port.request_fates());
+  writer.FatesOf<control::RequestOutcome>(writer.Container(entry, "requests"), port.requests(),
+                                          port.request_fates());
   writer.Leaf(entry, "option-left-out", port.option_left_out());
-  writer.FatesOf<dhcp_manager::ReplyFate>(writer.Container(entry, "replies"), port.replies(),
-                                          port.reply_fates());
+  writer.FatesOf<control::ReplyOutcome>(writer.Container(entry, "replies"), port.replies(),
+                                        port.reply_fates());
 }
 
 }  // namespace
 
 lyd_node* MakeStateTree(const ly_ctx* context, const control::Status& status,
-                        const relayctl::RelayState& relaying) {
+                        const dhcp_relay::control::RelayState& relaying) {
   const Writer writer(context);
   std::unique_ptr<lyd_node, TreeDeleter> tree(writer.Container(nullptr, "dhcp-relay-state"));
   writer.Leaf(tree.get(), "connected", status.connected());
@@ -119,8 +119,9 @@ lyd_node* MakeStateTree(const ly_ctx* context, const control::Status& status,
       WritePort(writer, instance, *port);
     }
   }
-  writer.FatesOf<dhcp_manager::StrayFate>(writer.Container(tree.get(), "other"),
-                                          relaying.strays.received(), relaying.strays.fates());
+  writer.FatesOf<control::UnmatchedOutcome>(writer.Container(tree.get(), "other"),
+                                            relaying.unmatched.received(),
+                                            relaying.unmatched.fates());
   return tree.release();
 }
 

@@ -4,7 +4,7 @@
 
 #include <poll.h>
 
-#include "frames.h"
+#include "bench/relay/frames.h"
 
 namespace {
 

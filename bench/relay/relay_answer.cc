@@ -3,7 +3,7 @@
 
 #include <poll.h>
 
-#include "frames.h"
+#include "bench/relay/frames.h"
 
 using namespace bench;  // NOLINT(google-build-using-namespace): one program's own parts
 

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "frames.h"
+#include "bench/relay/frames.h"
 
 namespace {
 

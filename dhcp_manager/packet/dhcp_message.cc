@@ -1,14 +1,14 @@
-#include "packet/dhcp_message.h"
+#include "dhcp_manager/packet/dhcp_message.h"
 
 namespace dhcp_manager::message {
 
-std::size_t RemoveRelayInformation(std::uint8_t* data, std::size_t from, std::size_t to) {
+std::size_t RemoveRelayAgentInformation(std::uint8_t* data, std::size_t from, std::size_t to) {
   std::size_t write = from;
   std::size_t read = from;
   // What was read last is never overwritten before: writing is always behind.
   const OptionsEnd end =
       WalkOptions(data, from, to, [&](std::uint8_t code, std::size_t position, std::size_t length) {
-        if (code != kRelayInformation) return;
+        if (code != kRelayAgentInformation) return;
         std::memmove(data + write, data + read, position - read);
         write += position - read;
         read = position + kOptionHeader + length;

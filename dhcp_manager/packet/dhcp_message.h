@@ -31,7 +31,7 @@ inline constexpr std::size_t kChaddrSize = 16;
 
 inline constexpr std::uint8_t kPad = 0;
 inline constexpr std::uint8_t kOverload = 52;
-inline constexpr std::uint8_t kRelayInformation = 82;
+inline constexpr std::uint8_t kRelayAgentInformation = 82;
 inline constexpr std::uint8_t kEnd = 255;
 
 // Bytes of an option that are not its value: code and length.
@@ -77,7 +77,7 @@ OptionsEnd WalkOptions(const std::uint8_t* data, std::size_t from, std::size_t t
 
 // Takes every option 82 out of the options in data[from, to): what follows moves up. Returns how
 // many bytes that freed, which are zeros at the end now. The options are whole.
-std::size_t RemoveRelayInformation(std::uint8_t* data, std::size_t from, std::size_t to);
+std::size_t RemoveRelayAgentInformation(std::uint8_t* data, std::size_t from, std::size_t to);
 
 }  // namespace dhcp_manager::message
 

@@ -5,7 +5,6 @@
 #ifndef DHCP_MANAGER_PACKET_RELAY_PACKET_H_
 #define DHCP_MANAGER_PACKET_RELAY_PACKET_H_
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -13,12 +12,12 @@
 #include <unordered_set>
 #include <vector>
 
-#include "dhcp_user/dhcp_user.h"
-#include "nettypes/ipv4_addr.h"
+#include <nettypes/ipv4_addr.h>
+
+#include "base/mac_address.h"
+#include "protocol/wire/policy.h"
 
 namespace dhcp_manager {
-
-using MacAddress = std::array<std::uint8_t, 6>;
 
 // A BOOTP message: the payload of the UDP datagram, with room to grow up to `capacity` bytes.
 struct MessageBuffer {
@@ -28,20 +27,21 @@ struct MessageBuffer {
 };
 
 // What the relay must know of the client-facing interface of a message.
-struct RelayPort {
+struct RelayParameters {
   nettypes::IPv4Addr giaddr;
   bool check = false;
   bool trusted = false;
   bool option = false;
-  dhcp_relay::Policy policy = dhcp_relay::Policy::kKeep;
+  dhcp_relay::wire::Policy policy = dhcp_relay::wire::Policy::kKeep;
   std::vector<std::uint8_t> information;  // our option 82 without its code and length
 };
 
 // Our relay agent information (RFC 3046, section 2.0): circuit-id (1) the text "NAME:VLAN", or
 // "NAME" without a VLAN; remote-id (2) the six bytes of the MAC address. `name` is cut where the
 // whole would not fit into an option.
-std::vector<std::uint8_t> MakeInformation(std::string_view name, std::optional<std::uint16_t> vlan,
-                                          const MacAddress& mac);
+std::vector<std::uint8_t> MakeRelayAgentInformation(std::string_view name,
+                                                    std::optional<std::uint16_t> vlan,
+                                                    const base::MacAddress& mac);
 
 enum class RequestResult {
   kRelay,        // to be sent to every server
@@ -56,7 +56,7 @@ enum class RequestResult {
 // Changes a BOOTREQUEST of a client, or of a relay nearer to it, into what goes to the servers.
 // `own_addresses` holds the addresses of this device (in_addr::s_addr, network byte order). What is
 // dropped is left in an unspecified state.
-RequestResult RelayRequest(const RelayPort& port,
+RequestResult RelayRequest(const RelayParameters& port,
                            const std::unordered_set<std::uint32_t>& own_addresses,
                            MessageBuffer& message);
 
@@ -71,12 +71,12 @@ enum class ReplyResult {
 std::optional<nettypes::IPv4Addr> GiaddrOf(const std::uint8_t* data, std::size_t size);
 
 // Changes a BOOTREPLY of a server whose giaddr is `port`'s into what goes to the client.
-ReplyResult RelayReply(const RelayPort& port, MessageBuffer& message);
+ReplyResult RelayReply(const RelayParameters& port, MessageBuffer& message);
 
 // Where a relayed reply goes at layers 2 and 3 (RFC 1542, section 4.1.2).
 struct ReplyTarget {
   nettypes::IPv4Addr address;  // yiaddr, or 255.255.255.255
-  MacAddress mac;              // chaddr, or all ones
+  base::MacAddress mac;        // chaddr, or all ones
 };
 
 // Broadcast when the client asked for it (flag B), when there is no yiaddr, or when chaddr is not

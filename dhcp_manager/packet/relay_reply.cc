@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "packet/dhcp_message.h"
-#include "packet/relay_packet.h"
+#include "dhcp_manager/packet/dhcp_message.h"
+#include "dhcp_manager/packet/relay_packet.h"
 
 namespace dhcp_manager {
 namespace {
@@ -20,15 +20,15 @@ using message::kHlen;
 using message::kHtype;
 using message::kOptionHeader;
 using message::kOptions;
-using message::kRelayInformation;
+using message::kRelayAgentInformation;
 using message::kReply;
 using message::kYiaddr;
 using message::OptionsEnd;
-using message::RemoveRelayInformation;
+using message::RemoveRelayAgentInformation;
 using message::WalkOptions;
 
 // Least size of a BOOTP message that old clients take (RFC 1542, section 2.1).
-constexpr std::size_t kLeastSize = 300;
+constexpr std::size_t kMinSize = 300;
 
 // Option 82 of a reply. One that was split into several (RFC 3396) counts as the whole.
 struct Information {
@@ -37,7 +37,7 @@ struct Information {
   bool ours = false;
 };
 
-Information ReadInformation(const RelayPort& port, const MessageBuffer& message) {
+Information ReadInformation(const RelayParameters& port, const MessageBuffer& message) {
   Information information;
   if (!HasOptions(message.data, message.size)) return information;
   const auto& expected = port.information;
@@ -46,7 +46,7 @@ Information ReadInformation(const RelayPort& port, const MessageBuffer& message)
   const OptionsEnd end =
       WalkOptions(message.data, kOptions, message.size,
                   [&](std::uint8_t code, std::size_t position, std::size_t length) {
-                    if (code != kRelayInformation) return;
+                    if (code != kRelayAgentInformation) return;
                     information.there = true;
                     const std::uint8_t* const value = message.data + position + kOptionHeader;
                     equal = equal && length <= expected.size() - compared &&
@@ -68,7 +68,7 @@ std::optional<nettypes::IPv4Addr> GiaddrOf(const std::uint8_t* data, std::size_t
   return nettypes::IPv4Addr(address);
 }
 
-ReplyResult RelayReply(const RelayPort& port, MessageBuffer& message) {
+ReplyResult RelayReply(const RelayParameters& port, MessageBuffer& message) {
   if (!IsMessage(message.data, message.size, kReply)) return ReplyResult::kMalformed;
   const Information information = ReadInformation(port, message);
   if (!information.whole) return ReplyResult::kMalformed;
@@ -77,8 +77,8 @@ ReplyResult RelayReply(const RelayPort& port, MessageBuffer& message) {
     if (!information.ours) return ReplyResult::kForeignInformation;
   }
   if (information.ours) {
-    const std::size_t freed = RemoveRelayInformation(message.data, kOptions, message.size);
-    message.size = std::max(message.size - freed, std::min(message.size, kLeastSize));
+    const std::size_t freed = RemoveRelayAgentInformation(message.data, kOptions, message.size);
+    message.size = std::max(message.size - freed, std::min(message.size, kMinSize));
   }
   return ReplyResult::kRelay;
 }

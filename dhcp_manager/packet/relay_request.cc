@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
-#include "packet/dhcp_message.h"
-#include "packet/relay_packet.h"
+#include "dhcp_manager/packet/dhcp_message.h"
+#include "dhcp_manager/packet/relay_packet.h"
 
 namespace dhcp_manager {
 namespace {
@@ -19,15 +19,15 @@ using message::kOptionHeader;
 using message::kOptions;
 using message::kOverload;
 using message::kPad;
-using message::kRelayInformation;
+using message::kRelayAgentInformation;
 using message::kRequest;
 using message::kSname;
 using message::kVend;
 using message::OptionsEnd;
-using message::RemoveRelayInformation;
+using message::RemoveRelayAgentInformation;
 using message::WalkOptions;
 
-constexpr std::uint8_t kMostHops = 16;
+constexpr std::uint8_t kMaxHops = 16;
 
 // What the options of a request tell.
 struct Options {
@@ -45,7 +45,7 @@ constexpr std::uint8_t kSnameBit = 2;
 void ReadField(const std::uint8_t* data, std::size_t from, std::size_t to, Options& options) {
   const OptionsEnd end =
       WalkOptions(data, from, to, [&](std::uint8_t code, std::size_t, std::size_t) {
-        options.has_information = options.has_information || code == kRelayInformation;
+        options.has_information = options.has_information || code == kRelayAgentInformation;
       });
   options.whole = options.whole && end.whole;
 }
@@ -57,7 +57,7 @@ Options ReadOptions(const std::uint8_t* data, std::size_t size) {
   std::uint8_t overload = 0;
   options.end = WalkOptions(
       data, kOptions, size, [&](std::uint8_t code, std::size_t position, std::size_t length) {
-        options.has_information = options.has_information || code == kRelayInformation;
+        options.has_information = options.has_information || code == kRelayAgentInformation;
         // Readers differ in what they make of a repeated or longer one: each of them counts.
         if (code == kOverload && length > 0) overload |= data[position + kOptionHeader];
       });
@@ -80,13 +80,13 @@ bool IsImpossible(std::uint32_t giaddr) {
 
 // Theirs go; the size stays.
 void RemoveInformation(const Options& options, MessageBuffer& message, OptionsEnd& end) {
-  end.position -= RemoveRelayInformation(message.data, kOptions, message.size);
-  if (options.file) RemoveRelayInformation(message.data, kFile, kVend);
-  if (options.sname) RemoveRelayInformation(message.data, kSname, kFile);
+  end.position -= RemoveRelayAgentInformation(message.data, kOptions, message.size);
+  if (options.file) RemoveRelayAgentInformation(message.data, kFile, kVend);
+  if (options.sname) RemoveRelayAgentInformation(message.data, kSname, kFile);
 }
 
 // Puts ours in as the last option. False, with the message as it was, when there is no room.
-bool InsertInformation(const RelayPort& port, const OptionsEnd& end, MessageBuffer& message) {
+bool InsertInformation(const RelayParameters& port, const OptionsEnd& end, MessageBuffer& message) {
   std::uint8_t* const place = message.data + end.position;
   // What follows End moves along, but for padding, which is used up.
   const std::uint8_t* tail = message.data + message.size;
@@ -100,7 +100,7 @@ bool InsertInformation(const RelayPort& port, const OptionsEnd& end, MessageBuff
   } else {
     place[added] = kEnd;
   }
-  place[0] = kRelayInformation;
+  place[0] = kRelayAgentInformation;
   place[1] = static_cast<std::uint8_t>(port.information.size());
   std::copy(port.information.begin(), port.information.end(), place + kOptionHeader);
   message.size = size;
@@ -108,9 +108,10 @@ bool InsertInformation(const RelayPort& port, const OptionsEnd& end, MessageBuff
 }
 
 // What a request that already carries information meets (RFC 3046, section 2.1).
-RequestResult ApplyPolicy(const RelayPort& port, const Options& options, MessageBuffer& message) {
-  if (!port.option || port.policy == dhcp_relay::Policy::kKeep) return RequestResult::kRelay;
-  if (port.policy == dhcp_relay::Policy::kDrop) return RequestResult::kPolicyDrop;
+RequestResult ApplyPolicy(const RelayParameters& port, const Options& options,
+                          MessageBuffer& message) {
+  if (!port.option || port.policy == dhcp_relay::wire::Policy::kKeep) return RequestResult::kRelay;
+  if (port.policy == dhcp_relay::wire::Policy::kDrop) return RequestResult::kPolicyDrop;
   OptionsEnd end = options.end;
   RemoveInformation(options, message, end);
   return InsertInformation(port, end, message) ? RequestResult::kRelay
@@ -119,7 +120,7 @@ RequestResult ApplyPolicy(const RelayPort& port, const Options& options, Message
 
 }  // namespace
 
-RequestResult RelayRequest(const RelayPort& port,
+RequestResult RelayRequest(const RelayParameters& port,
                            const std::unordered_set<std::uint32_t>& own_addresses,
                            MessageBuffer& message) {
   if (!IsMessage(message.data, message.size, kRequest)) return RequestResult::kMalformed;
@@ -127,7 +128,7 @@ RequestResult RelayRequest(const RelayPort& port,
   std::memcpy(&giaddr, message.data + kGiaddr, sizeof(giaddr));
   const Options options = ReadOptions(message.data, message.size);
   if (!options.whole || IsImpossible(giaddr)) return RequestResult::kMalformed;
-  if (message.data[kHops] > kMostHops) return RequestResult::kHops;
+  if (message.data[kHops] > kMaxHops) return RequestResult::kHops;
   if (giaddr != 0 && own_addresses.contains(giaddr)) return RequestResult::kOwnGiaddr;
 
   RequestResult result = RequestResult::kRelay;

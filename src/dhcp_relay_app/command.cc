@@ -1,4 +1,4 @@
-#include "dhcp_relay_app/command.h"
+#include "src/dhcp_relay_app/command.h"
 
 namespace dhcp_relay_app {
 

@@ -1,11 +1,11 @@
 // What the components of the daemon say to each other.
 
-#ifndef DHCP_RELAY_APP_COMMAND_H_
-#define DHCP_RELAY_APP_COMMAND_H_
+#ifndef SRC_DHCP_RELAY_APP_COMMAND_H_
+#define SRC_DHCP_RELAY_APP_COMMAND_H_
 
 #include <utility>
 
-#include "dhcp_relay_app/dhcp_relay_intf.h"
+#include "src/dhcp_relay_app/dhcp_relay_intf.h"
 
 namespace dhcp_relay_app {
 
@@ -43,4 +43,4 @@ class DhcpDumpCancel : public Command {
 
 }  // namespace dhcp_relay_app
 
-#endif  // DHCP_RELAY_APP_COMMAND_H_
+#endif  // SRC_DHCP_RELAY_APP_COMMAND_H_

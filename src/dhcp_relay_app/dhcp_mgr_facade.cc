@@ -1,10 +1,10 @@
-#include "dhcp_relay_app/dhcp_mgr_facade.h"
+#include "src/dhcp_relay_app/dhcp_mgr_facade.h"
 
 #include <cstdint>
 #include <string>
 #include <utility>
 
-#include "limidmgr/limidmgr.h"
+#include <limidmgr/limidmgr.h>
 
 namespace dhcp_relay_app {
 namespace {

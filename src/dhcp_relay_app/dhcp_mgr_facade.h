@@ -1,15 +1,16 @@
 // The daemon's only contact with the DHCP manager: relay records become calls on its client, and
 // the client's dump callbacks become commands.
 
-#ifndef DHCP_RELAY_APP_DHCP_MGR_FACADE_H_
-#define DHCP_RELAY_APP_DHCP_MGR_FACADE_H_
+#ifndef SRC_DHCP_RELAY_APP_DHCP_MGR_FACADE_H_
+#define SRC_DHCP_RELAY_APP_DHCP_MGR_FACADE_H_
 
 #include <memory>
 
-#include "dhcp_relay_app/command.h"
-#include "dhcp_relay_app/mediator.h"
-#include "dhcp_user/dhcp_user.h"
-#include "vxmw/vxmw.h"
+#include <dhcp_user/dhcp_user.h>
+#include <vxmw/vxmw.h>
+
+#include "src/dhcp_relay_app/command.h"
+#include "src/dhcp_relay_app/mediator.h"
 
 namespace dhcp_relay_app {
 
@@ -40,4 +41,4 @@ class DhcpMgrFacade : public Component, public dhcp_relay::DhcpUser::CallbackIf 
 
 }  // namespace dhcp_relay_app
 
-#endif  // DHCP_RELAY_APP_DHCP_MGR_FACADE_H_
+#endif  // SRC_DHCP_RELAY_APP_DHCP_MGR_FACADE_H_

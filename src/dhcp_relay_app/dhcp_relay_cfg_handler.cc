@@ -1,4 +1,4 @@
-#include "dhcp_relay_app/dhcp_relay_cfg_handler.h"
+#include "src/dhcp_relay_app/dhcp_relay_cfg_handler.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -11,9 +11,10 @@
 #include <span>
 #include <utility>
 
-#include "lib/logger.h"
-#include "nettypes/ipv4_addr.h"
-#include "vx/schema_hash.h"
+#include <nettypes/ipv4_addr.h>
+#include <vx/schema_hash.h>
+
+#include "src/lib/logger.h"
 
 namespace dhcp_relay_app {
 namespace {

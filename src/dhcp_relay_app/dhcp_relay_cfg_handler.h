@@ -3,8 +3,8 @@
 //
 // All operations are called on the middleware loop's thread, one at a time.
 
-#ifndef DHCP_RELAY_APP_DHCP_RELAY_CFG_HANDLER_H_
-#define DHCP_RELAY_APP_DHCP_RELAY_CFG_HANDLER_H_
+#ifndef SRC_DHCP_RELAY_APP_DHCP_RELAY_CFG_HANDLER_H_
+#define SRC_DHCP_RELAY_APP_DHCP_RELAY_CFG_HANDLER_H_
 
 #include <cstdint>
 #include <list>
@@ -12,10 +12,11 @@
 #include <string>
 #include <vector>
 
-#include "dhcp_relay_app/command.h"
-#include "dhcp_relay_app/mediator.h"
-#include "vxconfd/vxconfd.h"
-#include "vxmw/vxmw.h"
+#include <vxconfd/vxconfd.h>
+#include <vxmw/vxmw.h>
+
+#include "src/dhcp_relay_app/command.h"
+#include "src/dhcp_relay_app/mediator.h"
 
 namespace dhcp_relay_app {
 
@@ -97,4 +98,4 @@ class DhcpRelayCfgHandler : public Component, public vxconfd::ConfigHandler {
 
 }  // namespace dhcp_relay_app
 
-#endif  // DHCP_RELAY_APP_DHCP_RELAY_CFG_HANDLER_H_
+#endif  // SRC_DHCP_RELAY_APP_DHCP_RELAY_CFG_HANDLER_H_

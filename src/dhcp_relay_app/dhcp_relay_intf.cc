@@ -1,4 +1,4 @@
-#include "dhcp_relay_app/dhcp_relay_intf.h"
+#include "src/dhcp_relay_app/dhcp_relay_intf.h"
 
 #include <algorithm>
 #include <map>

@@ -3,15 +3,15 @@
 // Plain values, copied and compared member by member. Flags only go from false to true and lists
 // only grow; a record lives until the batch it belongs to is emptied.
 
-#ifndef DHCP_RELAY_APP_DHCP_RELAY_INTF_H_
-#define DHCP_RELAY_APP_DHCP_RELAY_INTF_H_
+#ifndef SRC_DHCP_RELAY_APP_DHCP_RELAY_INTF_H_
+#define SRC_DHCP_RELAY_APP_DHCP_RELAY_INTF_H_
 
 #include <cstdint>
 #include <list>
 #include <string>
 #include <utility>
 
-#include "nettypes/ipv4_addr.h"
+#include <nettypes/ipv4_addr.h>
 
 namespace dhcp_relay_app {
 
@@ -135,4 +135,4 @@ class DhcpRelayIntf {
 
 }  // namespace dhcp_relay_app
 
-#endif  // DHCP_RELAY_APP_DHCP_RELAY_INTF_H_
+#endif  // SRC_DHCP_RELAY_APP_DHCP_RELAY_INTF_H_

@@ -1,4 +1,4 @@
-#include "dhcp_relay_app/main.h"
+#include "src/dhcp_relay_app/main.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "lib/logger.h"
+#include "src/lib/logger.h"
 
 namespace dhcp_relay_app {
 namespace {

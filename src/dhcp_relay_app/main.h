@@ -1,16 +1,17 @@
 // The application object: what the daemon is made of, from the mediator to the configuration
 // adapter.
 
-#ifndef DHCP_RELAY_APP_MAIN_H_
-#define DHCP_RELAY_APP_MAIN_H_
+#ifndef SRC_DHCP_RELAY_APP_MAIN_H_
+#define SRC_DHCP_RELAY_APP_MAIN_H_
 
 #include <memory>
 
-#include "dhcp_relay_app/dhcp_mgr_facade.h"
-#include "dhcp_relay_app/dhcp_relay_cfg_handler.h"
-#include "dhcp_relay_app/mediator.h"
-#include "vxconfd/vxconfd.h"
-#include "vxmw/vxmw.h"
+#include <vxconfd/vxconfd.h>
+#include <vxmw/vxmw.h>
+
+#include "src/dhcp_relay_app/dhcp_mgr_facade.h"
+#include "src/dhcp_relay_app/dhcp_relay_cfg_handler.h"
+#include "src/dhcp_relay_app/mediator.h"
 
 namespace dhcp_relay_app {
 
@@ -40,4 +41,4 @@ class DhcpRelayApp {
 
 }  // namespace dhcp_relay_app
 
-#endif  // DHCP_RELAY_APP_MAIN_H_
+#endif  // SRC_DHCP_RELAY_APP_MAIN_H_

@@ -1,4 +1,4 @@
-#include "dhcp_relay_app/mediator.h"
+#include "src/dhcp_relay_app/mediator.h"
 
 #include <utility>
 

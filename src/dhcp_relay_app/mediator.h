@@ -1,7 +1,7 @@
 // Routing between the daemon's components, which never hold pointers to each other.
 
-#ifndef DHCP_RELAY_APP_MEDIATOR_H_
-#define DHCP_RELAY_APP_MEDIATOR_H_
+#ifndef SRC_DHCP_RELAY_APP_MEDIATOR_H_
+#define SRC_DHCP_RELAY_APP_MEDIATOR_H_
 
 #include <list>
 #include <memory>
@@ -59,4 +59,4 @@ class Component {
 
 }  // namespace dhcp_relay_app
 
-#endif  // DHCP_RELAY_APP_MEDIATOR_H_
+#endif  // SRC_DHCP_RELAY_APP_MEDIATOR_H_

@@ -1,4 +1,4 @@
-#include "lib/logger.h"
+#include "src/lib/logger.h"
 
 namespace dhcp_relay_app {
 namespace {

@@ -1,13 +1,13 @@
 // The daemon's one log category, and how a log line is written.
 
-#ifndef LIB_LOGGER_H_
-#define LIB_LOGGER_H_
+#ifndef SRC_LIB_LOGGER_H_
+#define SRC_LIB_LOGGER_H_
 
 #include <zlog.h>
 
 #include <cstddef>
 
-#include "vxmw/vxmw.h"
+#include <vxmw/vxmw.h>
 
 namespace dhcp_relay_app {
 
@@ -59,4 +59,4 @@ class Logger {
     }                                                          \
   } while (false)
 
-#endif  // LIB_LOGGER_H_
+#endif  // SRC_LIB_LOGGER_H_

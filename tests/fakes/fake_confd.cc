@@ -1,4 +1,4 @@
-#include "fakes/fake_confd.h"
+#include "tests/fakes/fake_confd.h"
 
 #include <arpa/inet.h>
 
@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "fakes/journal.h"
+#include "tests/fakes/journal.h"
 
 namespace fakes {
 namespace {

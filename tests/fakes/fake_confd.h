@@ -1,8 +1,8 @@
 // Double of the configuration database: what a test puts in under a path is what the cdb_* calls
 // answer for it.
 
-#ifndef FAKES_FAKE_CONFD_H_
-#define FAKES_FAKE_CONFD_H_
+#ifndef TESTS_FAKES_FAKE_CONFD_H_
+#define TESTS_FAKES_FAKE_CONFD_H_
 
 #include <cstdint>
 #include <map>
@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "confd_cdb.h"
-#include "confd_lib.h"
+#include <confd_cdb.h>
+#include <confd_lib.h>
 
 namespace fakes {
 
@@ -131,4 +131,4 @@ class Confd {
 
 }  // namespace fakes
 
-#endif  // FAKES_FAKE_CONFD_H_
+#endif  // TESTS_FAKES_FAKE_CONFD_H_

@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <string>
 
-#include "fakes/fake_confd.h"
-#include "fakes/journal.h"
+#include "tests/fakes/fake_confd.h"
+#include "tests/fakes/journal.h"
 
 // Puts the arguments behind `fmt` into the path.
 #define EXPAND_PATH(path, fmt)                                      \

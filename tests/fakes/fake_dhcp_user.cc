@@ -1,6 +1,6 @@
-#include "fakes/fake_dhcp_user.h"
+#include "tests/fakes/fake_dhcp_user.h"
 
-#include "fakes/journal.h"
+#include "tests/fakes/journal.h"
 
 namespace fakes {
 namespace {

@@ -1,14 +1,14 @@
 // Doubles of the DHCP manager's client: the platform's class itself, which writes its calls into
 // the journal, and a client derived from it, which keeps them to itself.
 
-#ifndef FAKES_FAKE_DHCP_USER_H_
-#define FAKES_FAKE_DHCP_USER_H_
+#ifndef TESTS_FAKES_FAKE_DHCP_USER_H_
+#define TESTS_FAKES_FAKE_DHCP_USER_H_
 
 #include <functional>
 #include <string>
 #include <vector>
 
-#include "dhcp_user/dhcp_user.h"
+#include <dhcp_user/dhcp_user.h>
 
 namespace fakes {
 
@@ -62,4 +62,4 @@ class ClientDouble : public dhcp_relay::DhcpUser {
 
 }  // namespace fakes
 
-#endif  // FAKES_FAKE_DHCP_USER_H_
+#endif  // TESTS_FAKES_FAKE_DHCP_USER_H_

@@ -1,7 +1,7 @@
-#include "fakes/fake_vxconfd.h"
+#include "tests/fakes/fake_vxconfd.h"
 
-#include "fakes/fake_confd.h"
-#include "fakes/journal.h"
+#include "tests/fakes/fake_confd.h"
+#include "tests/fakes/journal.h"
 
 using fakes::Journal;
 using fakes::Vxconfd;

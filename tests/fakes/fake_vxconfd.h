@@ -1,13 +1,13 @@
 // Double of the configuration adapter. A test drives handlers itself.
 
-#ifndef FAKES_FAKE_VXCONFD_H_
-#define FAKES_FAKE_VXCONFD_H_
+#ifndef TESTS_FAKES_FAKE_VXCONFD_H_
+#define TESTS_FAKES_FAKE_VXCONFD_H_
 
 #include <functional>
 #include <string>
 #include <vector>
 
-#include "vxconfd/vxconfd.h"
+#include <vxconfd/vxconfd.h>
 
 namespace fakes {
 
@@ -49,4 +49,4 @@ class Vxconfd {
 
 }  // namespace fakes
 
-#endif  // FAKES_FAKE_VXCONFD_H_
+#endif  // TESTS_FAKES_FAKE_VXCONFD_H_

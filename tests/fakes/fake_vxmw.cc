@@ -1,6 +1,6 @@
-#include "fakes/fake_vxmw.h"
+#include "tests/fakes/fake_vxmw.h"
 
-#include "fakes/journal.h"
+#include "tests/fakes/journal.h"
 
 namespace fakes {
 

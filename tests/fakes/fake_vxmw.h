@@ -1,13 +1,13 @@
 // Double of the platform middleware.
 
-#ifndef FAKES_FAKE_VXMW_H_
-#define FAKES_FAKE_VXMW_H_
+#ifndef TESTS_FAKES_FAKE_VXMW_H_
+#define TESTS_FAKES_FAKE_VXMW_H_
 
 #include <functional>
 #include <string>
 #include <vector>
 
-#include "vxmw/vxmw.h"
+#include <vxmw/vxmw.h>
 
 namespace fakes {
 
@@ -47,4 +47,4 @@ class Vxmw {
 
 }  // namespace fakes
 
-#endif  // FAKES_FAKE_VXMW_H_
+#endif  // TESTS_FAKES_FAKE_VXMW_H_

@@ -1,11 +1,11 @@
-#include "fakes/fake_zlog.h"
+#include "tests/fakes/fake_zlog.h"
 
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <utility>
 
-#include "fakes/journal.h"
+#include "tests/fakes/journal.h"
 
 namespace fakes {
 namespace {

@@ -1,8 +1,8 @@
 // Double of the logging library. Every line is kept, whether its level is on or not, since the
 // caller's guards are what is tested.
 
-#ifndef FAKES_FAKE_ZLOG_H_
-#define FAKES_FAKE_ZLOG_H_
+#ifndef TESTS_FAKES_FAKE_ZLOG_H_
+#define TESTS_FAKES_FAKE_ZLOG_H_
 
 #include <zlog.h>
 
@@ -47,4 +47,4 @@ class Zlog {
 
 }  // namespace fakes
 
-#endif  // FAKES_FAKE_ZLOG_H_
+#endif  // TESTS_FAKES_FAKE_ZLOG_H_

@@ -1,4 +1,4 @@
-#include "fakes/journal.h"
+#include "tests/fakes/journal.h"
 
 #include <algorithm>
 #include <cstdio>

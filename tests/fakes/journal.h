@@ -1,8 +1,8 @@
 // What the doubles of the platform were asked to do, all of them in one list, so that a test can
 // see in which order things happened across libraries.
 
-#ifndef FAKES_JOURNAL_H_
-#define FAKES_JOURNAL_H_
+#ifndef TESTS_FAKES_JOURNAL_H_
+#define TESTS_FAKES_JOURNAL_H_
 
 #include <string>
 #include <string_view>
@@ -31,4 +31,4 @@ class Journal {
 
 }  // namespace fakes
 
-#endif  // FAKES_JOURNAL_H_
+#endif  // TESTS_FAKES_JOURNAL_H_

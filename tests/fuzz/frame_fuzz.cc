@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "frame.h"
-#include "require.h"
+#include "dhcp_manager/datapath/headers.h"
+#include "tests/fuzz/require.h"
 
 namespace {
 

@@ -7,20 +7,20 @@
 #include <string>
 #include <unordered_set>
 
-#include "packet/relay_packet.h"
-#include "relay_model.h"
-#include "require.h"
+#include "dhcp_manager/packet/relay_packet.h"
+#include "tests/fuzz/relay_model.h"
+#include "tests/fuzz/require.h"
 
 namespace {
 
-using dhcp_manager::MacAddress;
-using dhcp_manager::MakeInformation;
+using base::MacAddress;
+using dhcp_manager::MakeRelayAgentInformation;
 using dhcp_manager::MessageBuffer;
-using dhcp_manager::RelayPort;
+using dhcp_manager::RelayParameters;
 using dhcp_manager::ReplyResult;
 using dhcp_manager::ReplyTarget;
 using dhcp_manager::RequestResult;
-using dhcp_relay::Policy;
+using dhcp_relay::wire::Policy;
 using fuzz::Bytes;
 using fuzz::Require;
 
@@ -28,10 +28,10 @@ constexpr std::size_t kSettings = 3;
 constexpr std::size_t kLongest = 2048;
 constexpr std::uint8_t kStale = 0xAA;
 constexpr std::uint16_t kVlan = 4094;
-constexpr MacAddress kMac{2, 0, 0, 0, 0, 5};
+constexpr base::MacAddress kMac{2, 0, 0, 0, 0, 5};
 
 struct Input {
-  RelayPort port;
+  RelayParameters port;
   bool is_reply;
   std::size_t capacity;
   Bytes message;
@@ -46,7 +46,7 @@ Input Take(const std::uint8_t* data, std::size_t size) {
   input.port.option = bit(2);
   input.port.policy = static_cast<Policy>((data[0] >> 3 & 3) % 3);
   input.is_reply = bit(5);
-  input.port.information = MakeInformation(
+  input.port.information = MakeRelayAgentInformation(
       std::string(data[2], 'x'), data[2] % 2 == 0 ? std::optional(kVlan) : std::nullopt, kMac);
   input.message.assign(data + kSettings, data + size);
   input.capacity = input.message.size() + data[1];
@@ -124,7 +124,7 @@ void CheckTarget(Bytes message) {
   const Bytes yiaddr(message.begin() + 16, message.begin() + 20);
   const bool is_client =
       message[10] < 0x80 && yiaddr != Bytes(4) && message[1] == 1 && message[2] == 6;
-  MacAddress mac{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+  base::MacAddress mac{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
   if (is_client) std::copy_n(message.begin() + 28, mac.size(), mac.begin());
   Require(target.mac == mac, "a reply goes to the client's hardware address or to all");
   const in_addr address = target.address.to_in_addr();

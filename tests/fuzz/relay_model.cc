@@ -1,4 +1,4 @@
-#include "relay_model.h"
+#include "tests/fuzz/relay_model.h"
 
 #include <algorithm>
 #include <optional>
@@ -7,10 +7,10 @@
 namespace fuzz {
 namespace {
 
-using dhcp_manager::RelayPort;
+using dhcp_manager::RelayParameters;
 using dhcp_manager::ReplyResult;
 using dhcp_manager::RequestResult;
-using dhcp_relay::Policy;
+using dhcp_relay::wire::Policy;
 
 Bytes Slice(const Bytes& bytes, std::size_t from, std::size_t to) {
   return {bytes.begin() + static_cast<std::ptrdiff_t>(from),
@@ -132,7 +132,7 @@ Bytes Put(const Message& message, std::size_t size) {
 }
 
 // Ours comes last; nothing if that gets longer than `capacity`.
-std::optional<Bytes> PutWithOurs(const RelayPort& port, Message message, std::size_t size,
+std::optional<Bytes> PutWithOurs(const RelayParameters& port, Message message, std::size_t size,
                                  std::size_t capacity) {
   const Bytes header{82, static_cast<std::uint8_t>(port.information.size())};
   message.options->pieces.push_back(header + port.information);
@@ -158,7 +158,7 @@ void SetGiaddr(nettypes::IPv4Addr address, Bytes& head) {
 
 }  // namespace
 
-RequestOutcome ModelRequest(const RelayPort& port,
+RequestOutcome ModelRequest(const RelayParameters& port,
                             const std::unordered_set<std::uint32_t>& own_addresses,
                             std::size_t capacity, const Bytes& bytes) {
   auto message = Take(bytes, 1);
@@ -186,7 +186,7 @@ RequestOutcome ModelRequest(const RelayPort& port,
   return {RequestResult::kRelayNoRoom, Put(*message, bytes.size())};
 }
 
-ReplyOutcome ModelReply(const RelayPort& port, const Bytes& bytes) {
+ReplyOutcome ModelReply(const RelayParameters& port, const Bytes& bytes) {
   auto message = Take(bytes, 2);
   if (!message) return {ReplyResult::kMalformed, {}};
   // The overloaded fields of a reply are the client's business.

@@ -9,7 +9,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "packet/relay_packet.h"
+#include "dhcp_manager/packet/relay_packet.h"
 
 namespace fuzz {
 
@@ -21,7 +21,7 @@ struct RequestOutcome {
   Bytes message;
   bool has_ours = false;  // our option is in it now
 };
-RequestOutcome ModelRequest(const dhcp_manager::RelayPort& port,
+RequestOutcome ModelRequest(const dhcp_manager::RelayParameters& port,
                             const std::unordered_set<std::uint32_t>& own_addresses,
                             std::size_t capacity, const Bytes& message);
 
@@ -29,7 +29,7 @@ struct ReplyOutcome {
   dhcp_manager::ReplyResult result;
   Bytes message;
 };
-ReplyOutcome ModelReply(const dhcp_manager::RelayPort& port, const Bytes& message);
+ReplyOutcome ModelReply(const dhcp_manager::RelayParameters& port, const Bytes& message);
 
 // The options behind the header with those of code 82 left out, up to the last byte that is not
 // zero; an End is there if none was. Nothing for a message without options.

@@ -15,24 +15,26 @@
 #include <string>
 #include <vector>
 
-#include "control.pb.h"
-#include "daemon_session.h"
-#include "journal.h"
-#include "relay_table.h"
-#include "require.h"
-#include "resync.h"
-#include "table_writer.h"
-#include "wire.h"
+#include "base/descriptor.h"
+#include "base/packet_socket.h"
+#include "dhcp_manager/control/config_session.h"
+#include "dhcp_manager/control/table_writer.h"
+#include "dhcp_manager/table/journal.h"
+#include "dhcp_manager/table/relay_table.h"
+#include "dhcp_manager/table/resync.h"
+#include "protocol/control/control.pb.h"
+#include "protocol/wire/wire.h"
+#include "tests/fuzz/require.h"
 
 namespace {
 
 namespace wire = dhcp_relay::wire;
-using dhcp_manager::DaemonSession;
+using dhcp_manager::ConfigSession;
 using dhcp_manager::Instance;
 using dhcp_manager::Journal;
-using dhcp_manager::Options;
 using dhcp_manager::RelayTable;
 using dhcp_manager::Resync;
+using dhcp_manager::Settings;
 using dhcp_relay::wire::Call;
 using fuzz::Require;
 
@@ -57,7 +59,7 @@ class JournalFile {
   }
 
  private:
-  wire::Descriptor fd_;
+  base::Descriptor fd_;
   Journal journal_;
 };
 
@@ -89,21 +91,21 @@ bool IsCall(const Call& call) {
          takes->second.value == call.value_case() && call.policy() <= 2 && call.vlan() <= 0xFFFF;
 }
 
-void CheckOptions(const Options& options) {
-  Require(!options.policy || *options.policy == dhcp_relay::Policy::kDrop ||
-              *options.policy == dhcp_relay::Policy::kKeep ||
-              *options.policy == dhcp_relay::Policy::kReplace,
+void CheckOptions(const Settings& options) {
+  Require(!options.policy || *options.policy == dhcp_relay::wire::Policy::kDrop ||
+              *options.policy == dhcp_relay::wire::Policy::kKeep ||
+              *options.policy == dhcp_relay::wire::Policy::kReplace,
           "a policy is one of three");
 }
 
 void CheckInstance(const std::string& name, const Instance& instance) {
   Require(IsName(name), "an instance has a name");
   Require(instance.vrf != 0U, "no VRF is none");
-  CheckOptions(instance.options);
+  CheckOptions(instance.settings);
   for (const auto& [if_name, interface] : instance.interfaces) {
     Require(IsName(if_name), "an interface has a name");
   }
-  for (const auto& [if_name, options] : instance.if_options) {
+  for (const auto& [if_name, options] : instance.overrides) {
     Require(IsName(if_name), "an override has a name");
     CheckOptions(options);
   }
@@ -113,7 +115,7 @@ void CheckInstance(const std::string& name, const Instance& instance) {
 struct Size {
   int servers = 0;
   int interfaces = 0;
-  int if_options = 0;
+  int overrides = 0;
 
   bool operator==(const Size&) const = default;
 };
@@ -122,15 +124,15 @@ std::map<std::string, Size> Told(const RelayTable& table) {
   std::map<std::string, Size> told;
   bool last = false;
   for (const std::string& packet : dhcp_manager::WriteTable(table)) {
-    dhcp_manager::control::Reply reply;
-    Require(packet.size() <= wire::kPacketBound, "a reply fits into a packet");
+    dhcp_relay::control::Reply reply;
+    Require(packet.size() <= base::kMaxPacketSize, "a reply fits into a packet");
     Require(!last && reply.ParseFromString(packet), "a reply before the last can be read");
     last = reply.last();
     for (const auto& instance : reply.instances()) {
       Size& size = told[instance.name()];
       size.servers += instance.servers_size();
       size.interfaces += instance.interfaces_size();
-      size.if_options += instance.if_options_size();
+      size.overrides += instance.if_options_size();
     }
   }
   Require(last, "the last reply says so");
@@ -143,7 +145,7 @@ void CheckTable(const RelayTable& table) {
     CheckInstance(name, instance);
     expected[name] = {.servers = static_cast<int>(instance.servers.size()),
                       .interfaces = static_cast<int>(instance.interfaces.size()),
-                      .if_options = static_cast<int>(instance.if_options.size())};
+                      .overrides = static_cast<int>(instance.overrides.size())};
   }
   Require(Told(table) == expected, "an operator is told the whole table");
 }
@@ -165,7 +167,7 @@ class Manager {
       Require(is_right, "what is wrong is refused");
       Require(answer.has_value() == message.has_hello(), "a greeting and nothing else is answered");
       if (answer) asked_ = answer->dump_request().id();
-    } catch (const wire::WireError& error) {
+    } catch (const base::ConnectionError& error) {
       Require(!is_right, "what is right is taken");
       Require(error.what() != std::string(), "a refusal says why");
       Reconnect();
@@ -226,7 +228,7 @@ class Manager {
 
   JournalFile& journal_;
   Resync resync_;
-  std::optional<DaemonSession> session_;
+  std::optional<ConfigSession> session_;
 
   std::optional<std::uint32_t> asked_;      // the dump asked for on this connection
   std::optional<std::uint32_t> completed_;  // the latest that was complete

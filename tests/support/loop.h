@@ -7,8 +7,8 @@
 #include <functional>
 #include <memory>
 
-#include "vxmw/event.h"
-#include "vxmw/vxmw.h"
+#include <vxmw/event.h>
+#include <vxmw/vxmw.h>
 
 namespace tests {
 

@@ -1,4 +1,4 @@
-#include "support/private_repository.h"
+#include "tests/support/private_repository.h"
 
 #include <signal.h>
 #include <unistd.h>

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "dhcp_user/dhcp_user.h"
+#include <dhcp_user/dhcp_user.h>
 
 namespace tests {
 

@@ -4,11 +4,12 @@
 #include <string>
 #include <string_view>
 
-#include "confd_cdb.h"
-#include "error.h"
-#include "format.h"
-#include "reader.h"
-#include "sessions.h"
+#include <confd_cdb.h>
+
+#include "platform/confd/src/error.h"
+#include "platform/confd/src/format.h"
+#include "platform/confd/src/reader.h"
+#include "platform/confd/src/sessions.h"
 
 namespace confd {
 namespace {

@@ -1,9 +1,9 @@
-#include "error.h"
+#include "platform/confd/src/error.h"
 
 #include <string>
 #include <utility>
 
-#include "confd/session.h"
+#include <confd/session.h>
 
 int confd_errno = 0;
 

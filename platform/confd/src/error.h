@@ -1,13 +1,13 @@
 // The one place where failures of this library are made.
 
-#ifndef CONFD_SRC_ERROR_H_
-#define CONFD_SRC_ERROR_H_
+#ifndef PLATFORM_CONFD_SRC_ERROR_H_
+#define PLATFORM_CONFD_SRC_ERROR_H_
 
 #include <exception>
 #include <string_view>
 #include <utility>
 
-#include "confd_lib.h"
+#include <confd_lib.h>
 
 namespace confd {
 
@@ -34,4 +34,4 @@ auto Guarded(Call&& call) noexcept -> decltype(call()) {
 
 }  // namespace confd
 
-#endif  // CONFD_SRC_ERROR_H_
+#endif  // PLATFORM_CONFD_SRC_ERROR_H_

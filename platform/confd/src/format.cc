@@ -1,10 +1,10 @@
-#include "format.h"
+#include "platform/confd/src/format.h"
 
 #include <charconv>
 #include <cstring>
 #include <string>
 
-#include "error.h"
+#include "platform/confd/src/error.h"
 
 namespace confd {
 namespace {

@@ -1,7 +1,7 @@
 // The printf formats of paths.
 
-#ifndef CONFD_SRC_FORMAT_H_
-#define CONFD_SRC_FORMAT_H_
+#ifndef PLATFORM_CONFD_SRC_FORMAT_H_
+#define PLATFORM_CONFD_SRC_FORMAT_H_
 
 #include <array>
 #include <cstdarg>
@@ -33,4 +33,4 @@ bool FormatPath(const char* fmt, va_list args, PathBuffer& buffer, std::string_v
 
 }  // namespace confd
 
-#endif  // CONFD_SRC_FORMAT_H_
+#endif  // PLATFORM_CONFD_SRC_FORMAT_H_

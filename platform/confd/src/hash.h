@@ -1,7 +1,7 @@
 // 32-bit FNV-1a.
 
-#ifndef CONFD_SRC_HASH_H_
-#define CONFD_SRC_HASH_H_
+#ifndef PLATFORM_CONFD_SRC_HASH_H_
+#define PLATFORM_CONFD_SRC_HASH_H_
 
 #include <cstdint>
 #include <string_view>
@@ -28,4 +28,4 @@ inline std::uint32_t HashText(std::string_view text) {
 
 }  // namespace confd
 
-#endif  // CONFD_SRC_HASH_H_
+#endif  // PLATFORM_CONFD_SRC_HASH_H_

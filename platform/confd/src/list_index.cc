@@ -1,10 +1,10 @@
-#include "list_index.h"
+#include "platform/confd/src/list_index.h"
 
 #include <libyang/libyang.h>
 
 #include <bit>
 
-#include "hash.h"
+#include "platform/confd/src/hash.h"
 
 namespace confd {
 namespace {

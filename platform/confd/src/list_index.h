@@ -1,7 +1,7 @@
 // Entries of one list of the data.
 
-#ifndef CONFD_SRC_LIST_INDEX_H_
-#define CONFD_SRC_LIST_INDEX_H_
+#ifndef PLATFORM_CONFD_SRC_LIST_INDEX_H_
+#define PLATFORM_CONFD_SRC_LIST_INDEX_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -55,4 +55,4 @@ const lyd_node* NextEntry(const lyd_node* entry);
 
 }  // namespace confd
 
-#endif  // CONFD_SRC_LIST_INDEX_H_
+#endif  // PLATFORM_CONFD_SRC_LIST_INDEX_H_

@@ -1,4 +1,4 @@
-#include "object.h"
+#include "platform/confd/src/object.h"
 
 #include <libyang/libyang.h>
 
@@ -6,8 +6,9 @@
 #include <cstdlib>
 #include <new>
 
-#include "confd/session.h"
-#include "place.h"
+#include <confd/session.h>
+
+#include "platform/confd/src/resolved_node.h"
 
 namespace confd {
 namespace {

@@ -1,14 +1,15 @@
 // Containers and list entries as arrays of values.
 
-#ifndef CONFD_SRC_OBJECT_H_
-#define CONFD_SRC_OBJECT_H_
+#ifndef PLATFORM_CONFD_SRC_OBJECT_H_
+#define PLATFORM_CONFD_SRC_OBJECT_H_
 
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
-#include "confd_lib.h"
-#include "value.h"
+#include <confd_lib.h>
+
+#include "platform/confd/src/value.h"
 
 struct lyd_value;
 struct lysc_node;
@@ -48,4 +49,4 @@ const lyd_value& LeafValue(const Place& leaf);
 
 }  // namespace confd
 
-#endif  // CONFD_SRC_OBJECT_H_
+#endif  // PLATFORM_CONFD_SRC_OBJECT_H_

@@ -1,4 +1,4 @@
-#include "path.h"
+#include "platform/confd/src/path.h"
 
 #include <algorithm>
 #include <charconv>

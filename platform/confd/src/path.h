@@ -1,7 +1,7 @@
 // The grammar of paths.
 
-#ifndef CONFD_SRC_PATH_H_
-#define CONFD_SRC_PATH_H_
+#ifndef PLATFORM_CONFD_SRC_PATH_H_
+#define PLATFORM_CONFD_SRC_PATH_H_
 
 #include <cstddef>
 #include <string_view>
@@ -50,4 +50,4 @@ class PathParser {
 
 }  // namespace confd
 
-#endif  // CONFD_SRC_PATH_H_
+#endif  // PLATFORM_CONFD_SRC_PATH_H_

@@ -6,9 +6,10 @@
 #include <optional>
 #include <string>
 
-#include "confd_lib.h"
-#include "error.h"
-#include "tags.h"
+#include <confd_lib.h>
+
+#include "platform/confd/src/error.h"
+#include "platform/confd/src/tags.h"
 
 namespace confd {
 namespace {

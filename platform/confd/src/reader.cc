@@ -1,11 +1,11 @@
-#include "reader.h"
+#include "platform/confd/src/reader.h"
 
 #include <libyang/libyang.h>
 
 #include <algorithm>
 #include <string>
 
-#include "error.h"
+#include "platform/confd/src/error.h"
 
 namespace confd {
 

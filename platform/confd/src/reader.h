@@ -1,13 +1,14 @@
 // One call of the reading interface: what it asks of the place its path names.
 
-#ifndef CONFD_SRC_READER_H_
-#define CONFD_SRC_READER_H_
+#ifndef PLATFORM_CONFD_SRC_READER_H_
+#define PLATFORM_CONFD_SRC_READER_H_
 
 #include <cstddef>
 #include <string_view>
 
-#include "confd/session.h"
-#include "place.h"
+#include <confd/session.h>
+
+#include "platform/confd/src/resolved_node.h"
 
 namespace confd {
 
@@ -57,4 +58,4 @@ class Reader {
 
 }  // namespace confd
 
-#endif  // CONFD_SRC_READER_H_
+#endif  // PLATFORM_CONFD_SRC_READER_H_

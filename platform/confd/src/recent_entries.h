@@ -1,8 +1,8 @@
 // What paths named last: reads of one list entry come one after the other, and so do reads of the
 // entries of one list.
 
-#ifndef CONFD_SRC_RECENT_ENTRIES_H_
-#define CONFD_SRC_RECENT_ENTRIES_H_
+#ifndef PLATFORM_CONFD_SRC_RECENT_ENTRIES_H_
+#define PLATFORM_CONFD_SRC_RECENT_ENTRIES_H_
 
 #include <array>
 #include <cstddef>
@@ -62,4 +62,4 @@ struct RecentList {
 
 }  // namespace confd
 
-#endif  // CONFD_SRC_RECENT_ENTRIES_H_
+#endif  // PLATFORM_CONFD_SRC_RECENT_ENTRIES_H_

@@ -1,8 +1,8 @@
-#include "schema.h"
+#include "platform/confd/src/schema.h"
 
 #include <libyang/libyang.h>
 
-#include "hash.h"
+#include "platform/confd/src/hash.h"
 
 namespace confd {
 namespace {

@@ -1,7 +1,7 @@
 // Look-up in the schema, and what follows from it for reading data.
 
-#ifndef CONFD_SRC_SCHEMA_H_
-#define CONFD_SRC_SCHEMA_H_
+#ifndef PLATFORM_CONFD_SRC_SCHEMA_H_
+#define PLATFORM_CONFD_SRC_SCHEMA_H_
 
 #include <cstddef>
 #include <string_view>
@@ -65,4 +65,4 @@ class SchemaIndex {
 
 }  // namespace confd
 
-#endif  // CONFD_SRC_SCHEMA_H_
+#endif  // PLATFORM_CONFD_SRC_SCHEMA_H_

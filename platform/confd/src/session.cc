@@ -1,10 +1,10 @@
-#include "confd/session.h"
-
 #include <algorithm>
 #include <utility>
 #include <vector>
 
-#include "sessions.h"
+#include <confd/session.h>
+
+#include "platform/confd/src/sessions.h"
 
 namespace confd {
 namespace {

@@ -1,7 +1,7 @@
-#ifndef CONFD_SRC_SESSIONS_H_
-#define CONFD_SRC_SESSIONS_H_
+#ifndef PLATFORM_CONFD_SRC_SESSIONS_H_
+#define PLATFORM_CONFD_SRC_SESSIONS_H_
 
-#include "confd/session.h"
+#include <confd/session.h>
 
 namespace confd {
 
@@ -10,4 +10,4 @@ Snapshot* FindSession(int sock);
 
 }  // namespace confd
 
-#endif  // CONFD_SRC_SESSIONS_H_
+#endif  // PLATFORM_CONFD_SRC_SESSIONS_H_

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <utility>
 
-#include "store.h"
+#include "platform/confd/src/snapshot_index.h"
 
 namespace confd {
 namespace {

@@ -1,4 +1,4 @@
-#include "tags.h"
+#include "platform/confd/src/tags.h"
 
 #include <libyang/libyang.h>
 #include <libyang/plugins_exts.h>
@@ -11,8 +11,9 @@
 #include <string_view>
 #include <unordered_map>
 
-#include "confd/session.h"
-#include "hash.h"
+#include <confd/session.h>
+
+#include "platform/confd/src/hash.h"
 
 namespace confd {
 namespace {

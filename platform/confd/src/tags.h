@@ -1,8 +1,8 @@
 // Names of tag hashes. A key path holds hashes only; every hash in one was computed by TagHash,
 // which notes the name here.
 
-#ifndef CONFD_SRC_TAGS_H_
-#define CONFD_SRC_TAGS_H_
+#ifndef PLATFORM_CONFD_SRC_TAGS_H_
+#define PLATFORM_CONFD_SRC_TAGS_H_
 
 #include <cstdint>
 #include <string>
@@ -14,4 +14,4 @@ std::string TagName(std::uint32_t tag);
 
 }  // namespace confd
 
-#endif  // CONFD_SRC_TAGS_H_
+#endif  // PLATFORM_CONFD_SRC_TAGS_H_

@@ -1,4 +1,4 @@
-#include "value.h"
+#include "platform/confd/src/value.h"
 
 #include <arpa/inet.h>
 #include <libyang/libyang.h>
@@ -14,8 +14,9 @@
 #include <string>
 #include <string_view>
 
-#include "confd/session.h"
-#include "error.h"
+#include <confd/session.h>
+
+#include "platform/confd/src/error.h"
 
 namespace confd {
 namespace {

@@ -1,12 +1,12 @@
 // Values of leaves: from libyang's to ConfD's.
 
-#ifndef CONFD_SRC_VALUE_H_
-#define CONFD_SRC_VALUE_H_
+#ifndef PLATFORM_CONFD_SRC_VALUE_H_
+#define PLATFORM_CONFD_SRC_VALUE_H_
 
 #include <cstddef>
 #include <vector>
 
-#include "confd_lib.h"
+#include <confd_lib.h>
 
 struct ly_ctx;
 struct lyd_value;
@@ -55,4 +55,4 @@ class ValueBatch {
 
 }  // namespace confd
 
-#endif  // CONFD_SRC_VALUE_H_
+#endif  // PLATFORM_CONFD_SRC_VALUE_H_

@@ -1,4 +1,4 @@
-#include "client.h"
+#include "platform/dhcp_user/src/client.h"
 
 #include <sys/epoll.h>
 #include <sys/socket.h>
@@ -10,6 +10,9 @@
 #include <cerrno>
 #include <cstring>
 #include <utility>
+
+#include "base/descriptor.h"
+#include "base/packet_socket.h"
 
 namespace dhcp_relay {
 namespace {
@@ -35,11 +38,12 @@ std::string OsError(const std::string& what) { return what + ": " + std::strerro
 
 // A manager runs as root, as this process's user, or as the user that its directory was made for.
 void CheckPeer(int fd, const std::filesystem::path& directory) {
-  const auto user = wire::PeerUser(fd);
+  const auto user = base::PeerUser(fd);
   struct stat status{};
   const bool has_owner = stat(directory.c_str(), &status) == 0;
   if (user && (*user == 0 || *user == geteuid() || (has_owner && *user == status.st_uid))) return;
-  throw wire::WireError("the process behind " + directory.string() + " is not the DHCP manager's");
+  throw base::ConnectionError("the process behind " + directory.string() +
+                              " is not the DHCP manager's");
 }
 
 }  // namespace
@@ -59,13 +63,13 @@ Client::Client(vxmw_t* mw, DhcpUser::CallbackIf* callbacks, std::filesystem::pat
   retry_.Arm(milliseconds(0));
 }
 
-wire::Descriptor Client::OpenSocket() const {
+base::Descriptor Client::OpenSocket() const {
   const std::filesystem::path path = directory_ / wire::kSocketName;
-  const sockaddr_un address = wire::SocketAddress(path);
-  wire::Descriptor fd(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-  if (!fd) throw wire::WireError(OsError("cannot make a socket"));
+  const sockaddr_un address = base::SocketAddress(path);
+  base::Descriptor fd(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  if (!fd) throw base::ConnectionError(OsError("cannot make a socket"));
   if (connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
-    throw wire::WireError(OsError("cannot connect to " + path.string()));
+    throw base::ConnectionError(OsError("cannot connect to " + path.string()));
   }
   CheckPeer(fd.get(), directory_);
   // A larger buffer only saves queueing, so a refusal does not matter.
@@ -78,7 +82,7 @@ wire::Descriptor Client::OpenSocket() const {
 void Client::Connect() {
   try {
     socket_ = OpenSocket();
-  } catch (const wire::WireError& error) {
+  } catch (const base::ConnectionError& error) {
     RetryLater(error.what());
     return;
   }
@@ -106,7 +110,7 @@ void Client::RetryLater(const std::string& reason) {
 void Client::Disconnect(const std::string& reason) {
   Log(reason);
   events_.reset();
-  socket_ = wire::Descriptor();
+  socket_ = base::Descriptor();
   sender_.Reset(-1);
   RetryLater(reason);
   CancelDump();
@@ -123,8 +127,8 @@ void Client::ReceiveAll() {
   try {
     while (connected()) {
       const auto result = reader_.Receive(socket_.get());
-      if (result == wire::PacketReader::Result::kNothing) return;
-      if (result == wire::PacketReader::Result::kClosed) {
+      if (result == base::PacketReader::Result::kNothing) return;
+      if (result == base::PacketReader::Result::kClosed) {
         Disconnect("the DHCP manager closed the connection");
         return;
       }
@@ -132,7 +136,7 @@ void Client::ReceiveAll() {
       reader_.Parse(message);
       Handle(message);
     }
-  } catch (const wire::WireError& error) {
+  } catch (const base::ConnectionError& error) {
     Disconnect(error.what());
   }
 }
@@ -147,7 +151,7 @@ void Client::Handle(const wire::ManagerMessage& message) {
       if (waiting_dump_ == message.dump_cancel().id()) CancelDump();
       break;
     case wire::ManagerMessage::BODY_NOT_SET:
-      throw wire::WireError("the DHCP manager sent a message that is not known here");
+      throw base::ConnectionError("the DHCP manager sent a message that is not known here");
   }
 }
 

@@ -1,7 +1,7 @@
 // The client's connection to the DHCP manager: connecting, dumps, and handing over calls.
 
-#ifndef DHCP_USER_CLIENT_H_
-#define DHCP_USER_CLIENT_H_
+#ifndef PLATFORM_DHCP_USER_SRC_CLIENT_H_
+#define PLATFORM_DHCP_USER_SRC_CLIENT_H_
 
 #include <chrono>
 #include <cstddef>
@@ -11,10 +11,13 @@
 #include <optional>
 #include <string>
 
-#include "dhcp_user/dhcp_user.h"
-#include "sender.h"
-#include "vxmw/event.h"
-#include "wire.h"
+#include <dhcp_user/dhcp_user.h>
+#include <vxmw/event.h>
+
+#include "base/descriptor.h"
+#include "base/packet_socket.h"
+#include "platform/dhcp_user/src/sender.h"
+#include "protocol/wire/wire.h"
 
 namespace dhcp_relay {
 
@@ -36,7 +39,7 @@ class Client {
 
  private:
   void Connect();
-  wire::Descriptor OpenSocket() const;
+  base::Descriptor OpenSocket() const;
   void RetryLater(const std::string& reason);
   void Disconnect(const std::string& reason);
 
@@ -58,14 +61,14 @@ class Client {
   std::chrono::milliseconds next_retry_;
   vxmw::TimerSource retry_;
   vxmw::ConfigReadyWatch config_ready_;
-  wire::Descriptor socket_;
+  base::Descriptor socket_;
   std::unique_ptr<vxmw::IoSource> events_;
   bool watching_for_room_ = false;
-  wire::PacketReader reader_;
+  base::PacketReader reader_;
   Sender sender_;
   std::optional<std::uint32_t> waiting_dump_;  // waits for the initial phases
 };
 
 }  // namespace dhcp_relay
 
-#endif  // DHCP_USER_CLIENT_H_
+#endif  // PLATFORM_DHCP_USER_SRC_CLIENT_H_

@@ -1,8 +1,7 @@
-#include "dhcp_user/dhcp_user.h"
+#include <dhcp_user/dhcp_user.h>
 
-#include <arpa/inet.h>
-
-#include "client.h"
+#include "base/runtime_directory.h"
+#include "platform/dhcp_user/src/client.h"
 
 namespace dhcp_relay {
 namespace {
@@ -19,7 +18,7 @@ Call MakeCall(Operation operation, const std::string& instance, const std::strin
 }
 
 Call WithAddress(Call call, nettypes::IPv4Addr address) {
-  call.set_address(ntohl(address.to_in_addr().s_addr));
+  call.set_address(address.host_order());
   return call;
 }
 
@@ -46,7 +45,7 @@ class DhcpUser::Impl : public Client {
 };
 
 DhcpUser::DhcpUser(vxmw_t* mw, CallbackIf* callbacks)
-    : impl_(std::make_unique<Impl>(mw, callbacks, wire::RuntimeDirectory())) {}
+    : impl_(std::make_unique<Impl>(mw, callbacks, base::RuntimeDirectory())) {}
 
 DhcpUser::~DhcpUser() = default;
 

@@ -1,12 +1,14 @@
-#include "sender.h"
+#include "platform/dhcp_user/src/sender.h"
 
 #include <utility>
+
+#include "base/packet_socket.h"
 
 namespace dhcp_relay {
 namespace {
 
 // A batch is closed at this size, in bytes; what one more call can add still fits a packet.
-constexpr std::size_t kBatchSize = wire::kPacketBound / 2;
+constexpr std::size_t kBatchSize = base::kMaxPacketSize / 2;
 
 // Bytes that a call in a batch takes besides its own.
 constexpr std::size_t kCallOverhead = 4;
@@ -47,12 +49,12 @@ Sender::Result Sender::Send(const wire::ClientMessage& message) {
 
 Sender::Result Sender::SendOrQueue(const wire::ClientMessage& message) {
   message.SerializeToString(&packet_);
-  switch (wire::SendPacket(fd_, packet_)) {
-    case wire::SendResult::kSent:
+  switch (base::SendPacket(fd_, packet_)) {
+    case base::SendResult::kSent:
       return Result::kOk;
-    case wire::SendResult::kFull:
+    case base::SendResult::kFull:
       return Queue(packet_);
-    case wire::SendResult::kLost:
+    case base::SendResult::kLost:
       break;
   }
   return Result::kLost;
@@ -83,9 +85,9 @@ Sender::Result Sender::Flush() {
 
 Sender::Result Sender::SendQueue() {
   while (!queue_.empty()) {
-    const wire::SendResult result = wire::SendPacket(fd_, queue_.front());
-    if (result == wire::SendResult::kLost) return Result::kLost;
-    if (result == wire::SendResult::kFull) return Result::kOk;
+    const base::SendResult result = base::SendPacket(fd_, queue_.front());
+    if (result == base::SendResult::kLost) return Result::kLost;
+    if (result == base::SendResult::kFull) return Result::kOk;
     queued_size_ -= queue_.front().size();
     queue_.pop_front();
   }

@@ -1,13 +1,13 @@
 // The sending half of the client: packets in their order, queued while the socket takes no more.
 
-#ifndef DHCP_USER_SENDER_H_
-#define DHCP_USER_SENDER_H_
+#ifndef PLATFORM_DHCP_USER_SRC_SENDER_H_
+#define PLATFORM_DHCP_USER_SRC_SENDER_H_
 
 #include <cstddef>
 #include <deque>
 #include <string>
 
-#include "wire.h"
+#include "protocol/wire/wire.h"
 
 namespace dhcp_relay {
 
@@ -58,4 +58,4 @@ class Sender {
 
 }  // namespace dhcp_relay
 
-#endif  // DHCP_USER_SENDER_H_
+#endif  // PLATFORM_DHCP_USER_SRC_SENDER_H_

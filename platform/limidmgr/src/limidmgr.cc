@@ -1,9 +1,9 @@
-#include "limidmgr/limidmgr.h"
-
 #include <charconv>
 #include <cstring>
 #include <optional>
 #include <system_error>
+
+#include <limidmgr/limidmgr.h>
 
 namespace {
 

@@ -1,8 +1,8 @@
-#include "nettypes/ipv4_addr.h"
-
 #include <arpa/inet.h>
 
 #include <array>
+
+#include <nettypes/ipv4_addr.h>
 
 namespace nettypes {
 

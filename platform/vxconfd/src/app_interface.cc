@@ -8,11 +8,12 @@
 #include <utility>
 #include <vector>
 
-#include "change_walk.h"
-#include "datastore.h"
-#include "subscription.h"
-#include "vxconfd/vxconfd.h"
-#include "vxmw/event.h"
+#include <vxconfd/vxconfd.h>
+#include <vxmw/event.h>
+
+#include "platform/vxconfd/src/change_walk.h"
+#include "platform/vxconfd/src/datastore.h"
+#include "platform/vxconfd/src/subscription.h"
 
 namespace vxconfd {
 namespace {

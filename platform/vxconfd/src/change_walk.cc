@@ -1,10 +1,10 @@
-#include "change_walk.h"
+#include "platform/vxconfd/src/change_walk.h"
 
 #include <functional>
 #include <optional>
 #include <string_view>
 
-#include "key_path.h"
+#include "platform/vxconfd/src/key_path.h"
 
 namespace vxconfd {
 namespace {

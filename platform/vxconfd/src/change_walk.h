@@ -1,11 +1,11 @@
 // The walk over a commit's changes for one subscription point.
 
-#ifndef VXCONFD_CHANGE_WALK_H_
-#define VXCONFD_CHANGE_WALK_H_
+#ifndef PLATFORM_VXCONFD_SRC_CHANGE_WALK_H_
+#define PLATFORM_VXCONFD_SRC_CHANGE_WALK_H_
 
 #include <libyang/libyang.h>
 
-#include "vxconfd/vxconfd.h"
+#include <vxconfd/vxconfd.h>
 
 namespace vxconfd {
 
@@ -31,4 +31,4 @@ bool HasChanges(const lyd_node* diff, const SubscriptionPoint& point);
 
 }  // namespace vxconfd
 
-#endif  // VXCONFD_CHANGE_WALK_H_
+#endif  // PLATFORM_VXCONFD_SRC_CHANGE_WALK_H_

@@ -1,4 +1,4 @@
-#include "datastore.h"
+#include "platform/vxconfd/src/datastore.h"
 
 #include <libyang/libyang.h>
 

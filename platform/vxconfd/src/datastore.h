@@ -1,7 +1,7 @@
 // The connection to the sysrepo datastore.
 
-#ifndef VXCONFD_DATASTORE_H_
-#define VXCONFD_DATASTORE_H_
+#ifndef PLATFORM_VXCONFD_SRC_DATASTORE_H_
+#define PLATFORM_VXCONFD_SRC_DATASTORE_H_
 
 #include <sysrepo.h>
 
@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "confd/session.h"
-#include "confd_cdb.h"
-#include "vxmw/event.h"
+#include <confd/session.h>
+#include <confd_cdb.h>
+#include <vxmw/event.h>
 
 namespace vxconfd {
 
@@ -89,4 +89,4 @@ class Datastore : public std::enable_shared_from_this<Datastore> {
 
 }  // namespace vxconfd
 
-#endif  // VXCONFD_DATASTORE_H_
+#endif  // PLATFORM_VXCONFD_SRC_DATASTORE_H_

@@ -1,8 +1,9 @@
 // The interface's and the handlers' base classes, and read sessions.
 
-#include "confd/session.h"
-#include "datastore.h"
-#include "vxconfd/vxconfd.h"
+#include <confd/session.h>
+#include <vxconfd/vxconfd.h>
+
+#include "platform/vxconfd/src/datastore.h"
 
 VxConfdInterface::VxConfdInterface() = default;
 VxConfdInterface::~VxConfdInterface() = default;

@@ -1,9 +1,10 @@
-#include "key_path.h"
+#include "platform/vxconfd/src/key_path.h"
 
 #include <string>
 
-#include "confd/session.h"
-#include "datastore.h"
+#include <confd/session.h>
+
+#include "platform/vxconfd/src/datastore.h"
 
 namespace vxconfd {
 namespace {

@@ -1,14 +1,14 @@
 // ConfD key paths and values of datastore nodes.
 
-#ifndef VXCONFD_KEY_PATH_H_
-#define VXCONFD_KEY_PATH_H_
+#ifndef PLATFORM_VXCONFD_SRC_KEY_PATH_H_
+#define PLATFORM_VXCONFD_SRC_KEY_PATH_H_
 
 #include <libyang/libyang.h>
 
 #include <memory>
 #include <optional>
 
-#include "confd_lib.h"
+#include <confd_lib.h>
 
 namespace vxconfd {
 
@@ -49,4 +49,4 @@ class KeyPath {
 
 }  // namespace vxconfd
 
-#endif  // VXCONFD_KEY_PATH_H_
+#endif  // PLATFORM_VXCONFD_SRC_KEY_PATH_H_

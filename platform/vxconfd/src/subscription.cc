@@ -1,4 +1,4 @@
-#include "subscription.h"
+#include "platform/vxconfd/src/subscription.h"
 
 #include <sys/epoll.h>
 

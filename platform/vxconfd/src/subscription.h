@@ -1,7 +1,7 @@
 // The subscription to the changes of the running datastore, served by the middleware's loop.
 
-#ifndef VXCONFD_SUBSCRIPTION_H_
-#define VXCONFD_SUBSCRIPTION_H_
+#ifndef PLATFORM_VXCONFD_SRC_SUBSCRIPTION_H_
+#define PLATFORM_VXCONFD_SRC_SUBSCRIPTION_H_
 
 #include <sysrepo.h>
 
@@ -11,8 +11,9 @@
 #include <set>
 #include <string>
 
-#include "datastore.h"
-#include "vxmw/event.h"
+#include <vxmw/event.h>
+
+#include "platform/vxconfd/src/datastore.h"
 
 namespace vxconfd {
 
@@ -49,4 +50,4 @@ class Subscription {
 
 }  // namespace vxconfd
 
-#endif  // VXCONFD_SUBSCRIPTION_H_
+#endif  // PLATFORM_VXCONFD_SRC_SUBSCRIPTION_H_

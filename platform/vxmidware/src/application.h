@@ -1,7 +1,7 @@
 // The name under which the process attached.
 
-#ifndef VXMIDWARE_APPLICATION_H_
-#define VXMIDWARE_APPLICATION_H_
+#ifndef PLATFORM_VXMIDWARE_SRC_APPLICATION_H_
+#define PLATFORM_VXMIDWARE_SRC_APPLICATION_H_
 
 #include <string>
 
@@ -14,4 +14,4 @@ std::string Application();
 
 }  // namespace vxmw
 
-#endif  // VXMIDWARE_APPLICATION_H_
+#endif  // PLATFORM_VXMIDWARE_SRC_APPLICATION_H_

@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "vxmw/vxmw.h"
+#include <vxmw/vxmw.h>
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include <ctime>
 
-#include "middleware.h"
+#include "platform/vxmidware/src/middleware.h"
 
 namespace vxmw {
 namespace {

@@ -2,8 +2,9 @@
 #include <memory>
 #include <utility>
 
-#include "middleware.h"
-#include "vxmw/event.h"
+#include <vxmw/event.h>
+
+#include "platform/vxmidware/src/middleware.h"
 
 namespace vxmw {
 namespace {

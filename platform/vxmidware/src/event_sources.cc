@@ -5,8 +5,9 @@
 #include <chrono>
 #include <utility>
 
-#include "middleware.h"
-#include "vxmw/event.h"
+#include <vxmw/event.h>
+
+#include "platform/vxmidware/src/middleware.h"
 
 namespace vxmw {
 namespace {

@@ -10,9 +10,10 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "application.h"
-#include "fault_file.h"
-#include "vxmw/vxmw.h"
+#include <vxmw/vxmw.h>
+
+#include "platform/vxmidware/src/application.h"
+#include "platform/vxmidware/src/fault_file.h"
 
 namespace vxmw {
 namespace {

@@ -1,4 +1,4 @@
-#include "fault_file.h"
+#include "platform/vxmidware/src/fault_file.h"
 
 #include <fcntl.h>
 #include <sys/file.h>

@@ -1,7 +1,7 @@
 // The bounded file of fault records.
 
-#ifndef VXMIDWARE_FAULT_FILE_H_
-#define VXMIDWARE_FAULT_FILE_H_
+#ifndef PLATFORM_VXMIDWARE_SRC_FAULT_FILE_H_
+#define PLATFORM_VXMIDWARE_SRC_FAULT_FILE_H_
 
 #include <cstddef>
 #include <filesystem>
@@ -20,4 +20,4 @@ void AppendFault(const std::filesystem::path& directory, const std::string& line
 
 }  // namespace vxmw
 
-#endif  // VXMIDWARE_FAULT_FILE_H_
+#endif  // PLATFORM_VXMIDWARE_SRC_FAULT_FILE_H_

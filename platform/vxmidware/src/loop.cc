@@ -8,10 +8,11 @@
 #include <system_error>
 #include <utility>
 
-#include "application.h"
-#include "middleware.h"
-#include "trace.h"
-#include "vxmw/event.h"
+#include <vxmw/event.h>
+
+#include "platform/vxmidware/src/application.h"
+#include "platform/vxmidware/src/middleware.h"
+#include "platform/vxmidware/src/trace.h"
 
 namespace vxmw {
 namespace {

@@ -1,7 +1,7 @@
 // What a vxmw_t is.
 
-#ifndef VXMIDWARE_MIDDLEWARE_H_
-#define VXMIDWARE_MIDDLEWARE_H_
+#ifndef PLATFORM_VXMIDWARE_SRC_MIDDLEWARE_H_
+#define PLATFORM_VXMIDWARE_SRC_MIDDLEWARE_H_
 
 #include <signal.h>
 #include <systemd/sd-event.h>
@@ -12,7 +12,7 @@
 #include <memory>
 #include <string>
 
-#include "vxmw/vxmw.h"
+#include <vxmw/vxmw.h>
 
 namespace vxmw {
 
@@ -62,4 +62,4 @@ struct vxmw_handle {
   std::list<std::shared_ptr<const std::function<void(bool)>>> config_watches;
 };
 
-#endif  // VXMIDWARE_MIDDLEWARE_H_
+#endif  // PLATFORM_VXMIDWARE_SRC_MIDDLEWARE_H_

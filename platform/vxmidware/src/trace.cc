@@ -1,4 +1,4 @@
-#include "trace.h"
+#include "platform/vxmidware/src/trace.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "vxmw/vxmw.h"
+#include <vxmw/vxmw.h>
 
 namespace vxmw {
 namespace {

@@ -1,7 +1,7 @@
 // The trace service of the process.
 
-#ifndef VXMIDWARE_TRACE_H_
-#define VXMIDWARE_TRACE_H_
+#ifndef PLATFORM_VXMIDWARE_SRC_TRACE_H_
+#define PLATFORM_VXMIDWARE_SRC_TRACE_H_
 
 #include <string>
 
@@ -17,4 +17,4 @@ void ReloadTrace();
 
 }  // namespace vxmw
 
-#endif  // VXMIDWARE_TRACE_H_
+#endif  // PLATFORM_VXMIDWARE_SRC_TRACE_H_

@@ -8,7 +8,7 @@
 #include <memory>
 #include <string>
 
-#include "confd_lib.h"
+#include <confd_lib.h>
 
 struct ly_ctx;
 struct lyd_node;

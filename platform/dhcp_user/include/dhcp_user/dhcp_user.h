@@ -12,9 +12,9 @@
 #include <memory>
 #include <string>
 
-#include "limidmgr/limidmgr.h"
-#include "nettypes/ipv4_addr.h"
-#include "vxmw/vxmw.h"
+#include <limidmgr/limidmgr.h>
+#include <nettypes/ipv4_addr.h>
+#include <vxmw/vxmw.h>
 
 namespace dhcp_relay {
 

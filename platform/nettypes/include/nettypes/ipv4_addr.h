@@ -22,6 +22,14 @@ class IPv4Addr {
   // `addr` is in network byte order, as the socket API and ConfD's IPv4 values hold it.
   explicit IPv4Addr(in_addr addr) noexcept;
 
+  // The address whose numeric value is `number`: 0xC0000201 for 192.0.2.1.
+  static constexpr IPv4Addr from_host_order(std::uint32_t number) noexcept {
+    IPv4Addr addr;
+    addr.host_order_ = number;
+    return addr;
+  }
+  constexpr std::uint32_t host_order() const noexcept { return host_order_; }
+
   // Reads exactly four decimal octets ("192.0.2.1"); anything else yields no value.
   static std::optional<IPv4Addr> parse(std::string_view text);
 

@@ -14,9 +14,9 @@
 #include <string>
 #include <vector>
 
-#include "confd_cdb.h"
-#include "confd_lib.h"
-#include "vxmw/vxmw.h"
+#include <confd_cdb.h>
+#include <confd_lib.h>
+#include <vxmw/vxmw.h>
 
 // Start-up phases of the configuration database, of which an adapter takes one to begin with.
 enum ELEM_CONFD_PHASE_ET {

@@ -15,7 +15,7 @@
 #include <functional>
 #include <memory>
 
-#include "vxmw/vxmw.h"
+#include <vxmw/vxmw.h>
 
 namespace vxmw {
 

@@ -1,0 +1,127 @@
+#include "dhcp_manager/command_line.h"
+
+#include <getopt.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+
+#include "base/runtime_directory.h"
+#include "protocol/wire/wire.h"
+
+namespace dhcp_manager {
+namespace {
+
+constexpr int kUsageError = 2;
+
+constexpr char kUsage[] =
+    "usage: dhcp-manager [--runtime-dir DIR] [--journal FILE] [--user USER]\n"
+    "                    [--flood-guard RATE[:BURST]] [--vrf-device TABLE=DEVICE]...\n"
+    "\n"
+    "Relays DHCP as dhcp-relay-app's calls tell it.\n"
+    "\n"
+    "  --runtime-dir DIR  where its sockets are; default $DHCP_MANAGER_DIR, else "
+    "/run/dhcp-manager\n"
+    "  --journal FILE     append every call received to FILE, one line each\n"
+    "  --user USER        give up all rights but those that relaying needs, and run as USER\n"
+    "  --flood-guard RATE[:BURST]\n"
+    "                     take at most RATE requests a second from each interface, and BURST at\n"
+    "                     once (default: RATE)\n"
+    "  --vrf-device TABLE=DEVICE\n"
+    "                     let DEVICE stand for the VRF of routing table TABLE, where the kernel "
+    "has\n"
+    "                     no VRF devices\n"
+    "  --help, --version\n"
+    "\n"
+    "SIGTERM and SIGINT end it, SIGHUP reads the log configuration again.\n";
+
+[[noreturn]] void RefuseCommandLine() {
+  std::fputs("Try 'dhcp-manager --help'.\n", stderr);
+  std::exit(kUsageError);
+}
+
+[[noreturn]] void Refuse(const char* what, std::string_view text) {
+  std::fprintf(stderr, "dhcp-manager: '%.*s' is no %s\n", static_cast<int>(text.size()),
+               text.data(), what);
+  RefuseCommandLine();
+}
+
+std::uint32_t ParseNumber(const char* what, std::string_view text, std::uint32_t least) {
+  std::uint32_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size() || number < least) {
+    Refuse(what, text);
+  }
+  return number;
+}
+
+base::RateLimit ParseRateLimit(std::string_view text) {
+  const std::size_t colon = std::min(text.find(':'), text.size());
+  const std::uint32_t rate = ParseNumber("rate of requests", text.substr(0, colon), 1);
+  const bool has_burst = colon < text.size();
+  const std::uint32_t burst =
+      has_burst ? ParseNumber("burst of requests", text.substr(colon + 1), 1) : rate;
+  return {.rate = static_cast<double>(rate), .burst = static_cast<double>(burst)};
+}
+
+void AddVrfDevice(std::string_view text, VrfDevices& devices) {
+  const std::size_t equals = text.find('=');
+  if (equals == std::string_view::npos || equals + 1 == text.size()) {
+    Refuse("VRF device (TABLE=DEVICE)", text);
+  }
+  devices[ParseNumber("routing table", text.substr(0, equals), 1)] = text.substr(equals + 1);
+}
+
+}  // namespace
+
+CommandLine ParseCommandLine(int argc, char** argv) {
+  constexpr std::array<option, 8> kOptions{{{"runtime-dir", required_argument, nullptr, 'r'},
+                                            {"journal", required_argument, nullptr, 'j'},
+                                            {"user", required_argument, nullptr, 'u'},
+                                            {"flood-guard", required_argument, nullptr, 'f'},
+                                            {"vrf-device", required_argument, nullptr, 'd'},
+                                            {"help", no_argument, nullptr, 'h'},
+                                            {"version", no_argument, nullptr, 'v'},
+                                            {nullptr, 0, nullptr, 0}}};
+  CommandLine line;
+  line.runtime_directory = base::RuntimeDirectory();
+  int chosen = 0;
+  while ((chosen = getopt_long(argc, argv, "", kOptions.data(), nullptr)) != -1) {
+    switch (chosen) {
+      case 'r':
+        line.runtime_directory = optarg;
+        break;
+      case 'j':
+        line.journal = optarg;
+        break;
+      case 'u':
+        line.user = optarg;
+        break;
+      case 'f':
+        line.flood_guard = ParseRateLimit(optarg);
+        break;
+      case 'd':
+        AddVrfDevice(optarg, line.vrf_devices);
+        break;
+      case 'h':
+        std::fputs(kUsage, stdout);
+        std::exit(EXIT_SUCCESS);
+      case 'v':
+        std::puts("dhcp-manager " VX_VERSION);
+        std::exit(EXIT_SUCCESS);
+      default:
+        RefuseCommandLine();
+    }
+  }
+  if (optind < argc) {
+    std::fprintf(stderr, "dhcp-manager: what is '%s'?\n", argv[optind]);
+    RefuseCommandLine();
+  }
+  return line;
+}
+
+}  // namespace dhcp_manager

@@ -1,0 +1,29 @@
+// The manager's command line.
+
+#ifndef DHCP_MANAGER_COMMAND_LINE_H_
+#define DHCP_MANAGER_COMMAND_LINE_H_
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "base/token_bucket.h"
+#include "dhcp_manager/kernel/link_watcher.h"
+
+namespace dhcp_manager {
+
+struct CommandLine {
+  std::filesystem::path runtime_directory;
+  std::string journal;  // empty: none
+  std::string user;     // whose rights it runs with; empty: its own
+  std::optional<base::RateLimit> flood_guard;
+  VrfDevices vrf_devices;
+};
+
+// Ends the process with status 2 for a command line that is not understood, and with 0 after --help
+// and --version.
+CommandLine ParseCommandLine(int argc, char** argv);
+
+}  // namespace dhcp_manager
+
+#endif  // DHCP_MANAGER_COMMAND_LINE_H_

@@ -1,0 +1,92 @@
+#include "dhcp_manager/control/config_server.h"
+
+#include <sys/epoll.h>
+#include <unistd.h>
+
+#include <utility>
+
+#include "base/descriptor.h"
+#include "base/packet_socket.h"
+#include "base/service/log.h"
+
+namespace dhcp_manager {
+namespace {
+
+namespace wire = dhcp_relay::wire;
+
+// Packets taken in one turn of the loop, so that the manager's other work gets its turn, too.
+constexpr int kPacketsPerTurn = 256;
+
+constexpr mode_t kSocketMode = 0600;
+
+}  // namespace
+
+ConfigServer::ConfigServer(vxmw_t* mw, const std::filesystem::path& directory, Resync& resync,
+                           Journal& journal)
+    : mw_(mw),
+      resync_(resync),
+      journal_(journal),
+      listener_(mw, directory / wire::kSocketName, kSocketMode,
+                [this](base::Descriptor client) { Accept(std::move(client)); }) {}
+
+ConfigServer::~ConfigServer() {
+  const auto dump = resync_.outstanding();
+  if (!client_ || !dump) return;
+  wire::ManagerMessage cancel;
+  cancel.mutable_dump_cancel()->set_id(*dump);
+  Send(cancel);
+}
+
+void ConfigServer::Accept(base::Descriptor client) {
+  if (!base::IsTrustedPeer(client.get())) {
+    base::LogError("refused a daemon: it runs as another user");
+    return;
+  }
+  if (client_) {
+    base::LogError("refused a second daemon: one is connected");
+    return;
+  }
+  client_ = std::move(client);
+  session_.emplace(resync_, journal_);
+  events_ = std::make_unique<vxmw::IoSource>(mw_, client_.get(), EPOLLIN,
+                                             [this](std::uint32_t /*events*/) { OnReadable(); });
+}
+
+void ConfigServer::Close(const std::string& reason) {
+  base::LogError("the connection of the daemon is closed: " + reason);
+  events_.reset();
+  client_ = base::Descriptor();
+  resync_.Disconnected();
+}
+
+void ConfigServer::OnReadable() {
+  try {
+    ReceiveSome();
+  } catch (const base::ConnectionError& error) {
+    Close(error.what());
+  }
+  journal_.Flush();
+}
+
+void ConfigServer::ReceiveSome() {
+  for (int i = 0; i < kPacketsPerTurn; ++i) {
+    switch (reader_.Receive(client_.get())) {
+      case base::PacketReader::Result::kNothing:
+        return;
+      case base::PacketReader::Result::kClosed:
+        throw base::ConnectionError("the daemon is gone");
+      case base::PacketReader::Result::kPacket:
+        break;
+    }
+    reader_.Parse(message_);
+    if (const auto answer = session_->Handle(message_)) Send(*answer);
+  }
+}
+
+void ConfigServer::Send(const wire::ManagerMessage& message) {
+  // The manager says so little that its socket never fills; a client that is gone is noticed when
+  // reading.
+  base::SendPacket(client_.get(), message.SerializeAsString());
+}
+
+}  // namespace dhcp_manager

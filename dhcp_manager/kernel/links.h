@@ -1,0 +1,56 @@
+// The kernel's network interfaces and their IPv4 addresses, as far as the relay needs them.
+
+#ifndef DHCP_MANAGER_KERNEL_LINKS_H_
+#define DHCP_MANAGER_KERNEL_LINKS_H_
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <nettypes/ipv4_addr.h>
+
+#include "base/mac_address.h"
+
+namespace dhcp_manager {
+
+// Index of the VRF device of a routing domain; kDefaultVrf stands for the one without a device.
+using VrfIfindex = int;
+inline constexpr VrfIfindex kDefaultVrf = 0;
+
+struct Link {
+  int index = 0;
+  std::string name;
+  bool up = false;         // administratively and, as far as the driver tells, on the wire
+  base::MacAddress mac{};  // all zeros when it has no Ethernet address
+  int master = 0;          // index of the device that it is enslaved to, 0 for none
+  std::optional<std::uint32_t> vrf_table;  // of a VRF device
+
+  bool operator==(const Link&) const = default;
+};
+
+struct LinkAddress {
+  int link = 0;
+  nettypes::IPv4Addr address;
+  nettypes::IPv4Addr broadcast;  // of its subnet; unspecified when it has none
+
+  auto operator<=>(const LinkAddress&) const = default;
+};
+
+// A snapshot: what the watcher saw last.
+struct Links {
+  std::map<int, Link> links;           // by index
+  std::vector<LinkAddress> addresses;  // in the kernel's order: a subnet's primary address first
+
+  bool operator==(const Links&) const = default;
+
+  // The device of the VRF whose routing table is `table`; nothing when there is none.
+  std::optional<VrfIfindex> FindVrf(std::uint32_t table) const;
+  // The routing domain that a link belongs to.
+  VrfIfindex VrfOf(const Link& link) const;
+};
+
+}  // namespace dhcp_manager
+
+#endif  // DHCP_MANAGER_KERNEL_LINKS_H_

@@ -1,0 +1,40 @@
+#include "dhcp_manager/table/counters.h"
+
+#include <type_traits>
+
+namespace dhcp_manager {
+namespace {
+
+// Makes the keys of `counters` those of `configured`.
+template <typename CounterMap, typename Container>
+void KeepKeys(CounterMap& counters, const Container& configured) {
+  std::erase_if(counters, [&](const auto& entry) { return !configured.contains(entry.first); });
+  for (const auto& item : configured) {
+    if constexpr (std::is_same_v<std::decay_t<decltype(item)>, nettypes::IPv4Addr>) {
+      counters.try_emplace(item);
+    } else {
+      counters.try_emplace(item.first);
+    }
+  }
+}
+
+}  // namespace
+
+void Counters::Keep(const RelayTable& table) {
+  KeepKeys(instances_, table.instances());
+  for (auto& [name, counters] : instances_) {
+    const Instance& instance = table.instances().at(name);
+    KeepKeys(counters.interfaces, instance.interfaces);
+    KeepKeys(counters.servers, instance.servers);
+  }
+}
+
+void Counters::Clear() {
+  unmatched_ = {};
+  for (auto& [name, instance] : instances_) {
+    for (auto& [interface, counters] : instance.interfaces) counters = {};
+    for (auto& [server, counters] : instance.servers) counters = {};
+  }
+}
+
+}  // namespace dhcp_manager

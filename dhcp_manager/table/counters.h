@@ -1,0 +1,82 @@
+// What became of every message: counters by interface, by server, and for what belongs to neither.
+//
+// Every message received is counted once as received and once under what became of it, so that
+// the sums of both are equal at any time.
+
+#ifndef DHCP_MANAGER_TABLE_COUNTERS_H_
+#define DHCP_MANAGER_TABLE_COUNTERS_H_
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include <nettypes/ipv4_addr.h>
+
+#include "dhcp_manager/table/relay_table.h"
+#include "protocol/control/outcome.h"
+
+namespace dhcp_manager {
+
+namespace control = dhcp_relay::control;
+
+struct InterfaceCounters {
+  std::uint64_t requests = 0;
+  std::array<std::uint64_t, control::kRequestOutcomes> request_outcomes{};
+  std::uint64_t option_left_out = 0;  // of those relayed: ours did not fit
+  std::uint64_t replies = 0;
+  std::array<std::uint64_t, control::kReplyOutcomes> reply_outcomes{};
+
+  void Count(control::RequestOutcome outcome) {
+    ++request_outcomes[static_cast<std::size_t>(outcome)];
+  }
+  void Count(control::ReplyOutcome outcome) { ++reply_outcomes[static_cast<std::size_t>(outcome)]; }
+};
+
+struct ServerCounters {
+  std::uint64_t sent = 0;
+  std::uint64_t failed = 0;
+  std::uint64_t replies = 0;
+};
+
+struct UnmatchedCounters {
+  std::uint64_t received = 0;
+  std::array<std::uint64_t, control::kUnmatchedOutcomes> outcomes{};
+
+  void Count(control::UnmatchedOutcome outcome) {
+    ++received;
+    ++outcomes[static_cast<std::size_t>(outcome)];
+  }
+};
+
+struct InstanceCounters {
+  std::map<std::string, InterfaceCounters> interfaces;
+  std::map<nettypes::IPv4Addr, ServerCounters> servers;
+};
+
+class Counters {
+ public:
+  // Drops the counters of what is no longer configured, and adds zeros for what is new. References
+  // to counters of what stays remain valid.
+  void Keep(const RelayTable& table);
+  void Clear();
+
+  InterfaceCounters& Interface(const std::string& instance, const std::string& name) {
+    return instances_.at(instance).interfaces.at(name);
+  }
+  ServerCounters& Server(const std::string& instance, nettypes::IPv4Addr server) {
+    return instances_.at(instance).servers.at(server);
+  }
+  UnmatchedCounters& unmatched() { return unmatched_; }
+  const UnmatchedCounters& unmatched() const { return unmatched_; }
+  const std::map<std::string, InstanceCounters>& instances() const { return instances_; }
+
+ private:
+  std::map<std::string, InstanceCounters> instances_;
+  UnmatchedCounters unmatched_;
+};
+
+}  // namespace dhcp_manager
+
+#endif  // DHCP_MANAGER_TABLE_COUNTERS_H_

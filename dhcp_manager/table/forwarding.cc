@@ -1,0 +1,166 @@
+#include "dhcp_manager/table/forwarding.h"
+
+#include <algorithm>
+
+#include <limidmgr/limidmgr.h>
+
+namespace dhcp_manager {
+namespace {
+
+std::uint32_t Key(nettypes::IPv4Addr address) { return address.to_in_addr().s_addr; }
+
+std::uint64_t Key(VrfIfindex vrf, nettypes::IPv4Addr address) {
+  constexpr unsigned kAddressBits = 32;
+  return (static_cast<std::uint64_t>(static_cast<std::uint32_t>(vrf)) << kAddressBits) |
+         Key(address);
+}
+
+// The override's value where it has one, else the instance's, else that of the data model.
+template <typename Value>
+Value Effective(const std::optional<Value>& override, const std::optional<Value>& instance,
+                Value otherwise) {
+  return override ? *override : instance.value_or(otherwise);
+}
+
+void SetSettings(const Settings& instance, const Settings& override, RelayParameters& relay) {
+  relay.check = Effective(override.check, instance.check, false);
+  relay.trusted = Effective(override.trusted, instance.trusted, false);
+  relay.option = Effective(override.option, instance.option, false);
+  relay.policy = Effective(override.policy, instance.policy, dhcp_relay::wire::Policy::kKeep);
+}
+
+std::optional<VrfIfindex> FindVrf(const std::optional<limid_t>& vrf, const Links& links) {
+  if (!vrf || *vrf == 0) return kDefaultVrf;
+  return links.FindVrf(limid_number_of(*vrf));
+}
+
+}  // namespace
+
+const char* Name(InterfaceState state) {
+  switch (state) {
+    case InterfaceState::kUp:
+      return "up";
+    case InterfaceState::kDown:
+      return "down";
+    case InterfaceState::kMissing:
+      return "missing";
+    case InterfaceState::kNoAddress:
+      return "no-address";
+    case InterfaceState::kNoVrf:
+      return "no-vrf";
+    case InterfaceState::kDuplicateAddress:
+      return "shadowed";
+  }
+  return "unknown";
+}
+
+Forwarding::Forwarding(const RelayTable& table, const Links& links) {
+  for (const LinkAddress& address : links.addresses) {
+    const auto link = links.links.find(address.link);
+    if (link == links.links.end()) continue;
+    owners_.emplace(Key(address.address), &address);
+    own_addresses_[links.VrfOf(link->second)].insert(Key(address.address));
+  }
+  for (const auto& [name, instance] : table.instances()) AddInstance(name, instance, links);
+  owners_.clear();
+  IndexByLink(links);
+}
+
+void Forwarding::AddInstance(const std::string& name, const Instance& instance,
+                             const Links& links) {
+  const VrfIfindex vrf = FindVrf(instance.vrf, links).value_or(kUnknownVrf);
+  const auto device = links.links.find(vrf);
+  const std::string device_name = device == links.links.end() ? "" : device->second.name;
+  const Service& service = services_.emplace_back(
+      Service{.instance = name,
+              .vrf = vrf,
+              .vrf_device = device_name,
+              .servers = {instance.servers.begin(), instance.servers.end()}});
+  for (const auto& [if_name, interface] : instance.interfaces) {
+    AddInterface(&service, if_name, instance, links);
+  }
+}
+
+void Forwarding::AddInterface(const Service* service, const std::string& name,
+                              const Instance& instance, const Links& links) {
+  const L3Interface& configured = instance.interfaces.at(name);
+  const auto override = instance.overrides.find(name);
+  RelayInterface& interface = interfaces_.emplace_back();
+  interface.service = service;
+  interface.name = name;
+  interface.vlan = configured.vlan;
+  interface.relay.giaddr = configured.address.value_or(nettypes::IPv4Addr());
+  SetSettings(instance.settings,
+              override != instance.overrides.end() ? override->second : Settings(),
+              interface.relay);
+  Attach(interface, links);
+  if (!interface.usable()) return;
+  vrfs_.try_emplace(service->vrf, service->vrf_device);
+  const auto index = static_cast<InterfaceIndex>(interfaces_.size() - 1);
+  if (!by_address_.try_emplace(Key(service->vrf, interface.relay.giaddr), index).second) {
+    interface.state = InterfaceState::kDuplicateAddress;
+  }
+}
+
+void Forwarding::Attach(RelayInterface& interface, const Links& links) {
+  if (interface.service->vrf == kUnknownVrf) {
+    interface.state = InterfaceState::kNoVrf;
+    return;
+  }
+  if (interface.relay.giaddr.is_unspecified()) {
+    interface.state = InterfaceState::kNoAddress;
+    return;
+  }
+  const auto [first, last] = owners_.equal_range(Key(interface.relay.giaddr));
+  const auto owner = std::find_if(first, last, [&](const auto& entry) {
+    return links.VrfOf(links.links.at(entry.second->link)) == interface.service->vrf;
+  });
+  if (owner == last) {
+    interface.state = InterfaceState::kMissing;
+    return;
+  }
+  const Link& link = links.links.at(owner->second->link);
+  interface.state = link.up ? InterfaceState::kUp : InterfaceState::kDown;
+  interface.link = link.index;
+  interface.link_name = link.name;
+  interface.broadcast = owner->second->broadcast;
+  interface.relay.information = MakeRelayAgentInformation(interface.name, interface.vlan, link.mac);
+}
+
+// A link's ports in the order of its addresses, so that the first is its primary one's.
+void Forwarding::IndexByLink(const Links& links) {
+  for (const LinkAddress& address : links.addresses) {
+    const auto link = links.links.find(address.link);
+    if (link == links.links.end()) continue;
+    const auto found = by_address_.find(Key(links.VrfOf(link->second), address.address));
+    if (found == by_address_.end() || interfaces_[found->second].link != address.link) continue;
+    by_link_[address.link].push_back(found->second);
+  }
+}
+
+const RelayInterface* Forwarding::FindByLink(int link, nettypes::IPv4Addr destination) const {
+  const auto found = by_link_.find(link);
+  if (found == by_link_.end()) return nullptr;
+  const RelayInterface& first = interfaces_[found->second.front()];
+  if (found->second.size() == 1) return &first;
+  const RelayInterface* const addressed = FindByAddress(first.service->vrf, destination);
+  return addressed != nullptr && addressed->link == link ? addressed : &first;
+}
+
+const RelayInterface* Forwarding::FindByAddress(VrfIfindex vrf, nettypes::IPv4Addr giaddr) const {
+  const auto found = by_address_.find(Key(vrf, giaddr));
+  return found == by_address_.end() ? nullptr : &interfaces_[found->second];
+}
+
+const std::unordered_set<std::uint32_t>& Forwarding::OwnAddresses(VrfIfindex vrf) const {
+  static const std::unordered_set<std::uint32_t> kNone;
+  const auto found = own_addresses_.find(vrf);
+  return found == own_addresses_.end() ? kNone : found->second;
+}
+
+bool Forwarding::IsForUs(const RelayInterface& interface, nettypes::IPv4Addr destination) const {
+  return Key(destination) == INADDR_BROADCAST || destination == interface.broadcast ||
+         OwnAddresses(interface.service->vrf).contains(Key(destination));
+}
+
+}  // namespace dhcp_manager

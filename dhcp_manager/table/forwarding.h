@@ -1,0 +1,114 @@
+// The relay table and the kernel's links put together: for every configured interface, where its
+// packets come in, with what settings, and where they go. Built anew after every change of either.
+
+#ifndef DHCP_MANAGER_TABLE_FORWARDING_H_
+#define DHCP_MANAGER_TABLE_FORWARDING_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include <nettypes/ipv4_addr.h>
+
+#include "dhcp_manager/kernel/links.h"
+#include "dhcp_manager/packet/relay_packet.h"
+#include "dhcp_manager/table/relay_table.h"
+
+namespace dhcp_manager {
+
+// Why an interface does or does not relay.
+enum class InterfaceState : std::uint8_t {
+  kUp,
+  kDown,              // its kernel interface is
+  kMissing,           // no kernel interface has its address in the instance's VRF
+  kNoAddress,         // none is configured
+  kNoVrf,             // the kernel has no device for the instance's VRF
+  kDuplicateAddress,  // another instance relays for its address already
+};
+
+// "up", "down", "missing", "no-address", "no-vrf" or "shadowed".
+const char* Name(InterfaceState state);
+
+inline constexpr VrfIfindex kUnknownVrf = -1;
+
+// The relaying end of an instance.
+struct Service {
+  std::string instance;
+  VrfIfindex vrf = kDefaultVrf;  // kUnknownVrf while the kernel has no device for it
+  std::string vrf_device;        // its name; empty for none
+  std::vector<nettypes::IPv4Addr> servers;
+};
+
+// A configured layer-3 interface.
+struct RelayInterface {
+  RelayParameters relay;
+  const Service* service = nullptr;
+  std::string name;
+  std::optional<std::uint16_t> vlan;
+  InterfaceState state = InterfaceState::kMissing;
+  int link = 0;           // index of its kernel interface; 0 for none
+  std::string link_name;  // empty for none
+  nettypes::IPv4Addr broadcast;
+
+  // Whether packets pass, as far as configuration tells: a link that is down needs no care.
+  bool usable() const { return state == InterfaceState::kUp || state == InterfaceState::kDown; }
+};
+
+using InterfaceIndex = std::uint32_t;
+
+class Forwarding {
+ public:
+  Forwarding() = default;
+  Forwarding(const RelayTable& table, const Links& links);
+  Forwarding(Forwarding&&) noexcept = default;
+  Forwarding& operator=(Forwarding&&) noexcept = default;
+  Forwarding(const Forwarding&) = delete;
+  Forwarding& operator=(const Forwarding&) = delete;
+
+  // By instance, then by name.
+  const std::vector<RelayInterface>& interfaces() const { return interfaces_; }
+  const std::deque<Service>& services() const { return services_; }
+
+  // The interface of a request that came in through `link` for `destination`: the one of that
+  // address, or the one of the link's first address. Null when the link relays for nobody.
+  const RelayInterface* FindByLink(int link, nettypes::IPv4Addr destination) const;
+  // The interface of a reply in `vrf`.
+  const RelayInterface* FindByAddress(VrfIfindex vrf, nettypes::IPv4Addr giaddr) const;
+
+  // Every address of this device in `vrf`, as in_addr::s_addr.
+  const std::unordered_set<std::uint32_t>& OwnAddresses(VrfIfindex vrf) const;
+
+  // Whether what comes in through the interface for `destination` is for the relay: a broadcast, or
+  // an address of this device. Anything else is only on its way through.
+  bool IsForUs(const RelayInterface& interface, nettypes::IPv4Addr destination) const;
+
+  // The routing domains that packets pass in, with the names of their devices; the name of the
+  // default one is empty.
+  const std::map<VrfIfindex, std::string>& vrfs() const { return vrfs_; }
+
+ private:
+  void AddInstance(const std::string& name, const Instance& instance, const Links& links);
+  void AddInterface(const Service* service, const std::string& name, const Instance& instance,
+                    const Links& links);
+  void Attach(RelayInterface& interface, const Links& links);
+  void IndexByLink(const Links& links);
+
+  std::deque<Service> services_;
+  std::vector<RelayInterface> interfaces_;
+  std::unordered_map<int, std::vector<InterfaceIndex>> by_link_;
+  std::unordered_map<std::uint64_t, InterfaceIndex> by_address_;
+  std::unordered_map<VrfIfindex, std::unordered_set<std::uint32_t>> own_addresses_;
+  std::unordered_multimap<std::uint32_t, const LinkAddress*> owners_;  // while it is built
+  std::map<VrfIfindex, std::string> vrfs_;
+};
+
+}  // namespace dhcp_manager
+
+#endif  // DHCP_MANAGER_TABLE_FORWARDING_H_

@@ -1,0 +1,126 @@
+// What is read from a message, and what our information is made of.
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "dhcp_manager/packet/relay_packet.h"
+
+namespace {
+
+using base::MacAddress;
+using dhcp_manager::GiaddrOf;
+using dhcp_manager::MakeRelayAgentInformation;
+using dhcp_manager::MessageBuffer;
+using dhcp_manager::ReplyTarget;
+using dhcp_manager::TargetOf;
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr base::MacAddress kMac{2, 0, 0, 0xA0, 0xB0, 0xC0};
+constexpr base::MacAddress kAll{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+
+// A reply for the client kMac at 192.0.2.9.
+Bytes Reply() {
+  Bytes reply(300);
+  reply[0] = 2;
+  reply[1] = 1;
+  reply[2] = 6;
+  const Bytes address{192, 0, 2, 9};
+  std::copy(address.begin(), address.end(), reply.begin() + 16);
+  std::copy(kMac.begin(), kMac.end(), reply.begin() + 28);
+  return reply;
+}
+
+ReplyTarget TargetOfReply(Bytes reply) {
+  return TargetOf({.data = reply.data(), .size = reply.size(), .capacity = reply.size()});
+}
+
+void ExpectBroadcast(const Bytes& reply) {
+  const ReplyTarget target = TargetOfReply(reply);
+  EXPECT_EQ(target.address.to_string(), "255.255.255.255");
+  EXPECT_EQ(target.mac, kAll);
+}
+
+TEST(ReplyTargetTest, IsTheClientItself) {
+  const ReplyTarget target = TargetOfReply(Reply());
+  EXPECT_EQ(target.address.to_string(), "192.0.2.9");
+  EXPECT_EQ(target.mac, kMac);
+}
+
+TEST(ReplyTargetTest, IsEveryoneWhenTheClientAskedForIt) {
+  Bytes reply = Reply();
+  reply[10] = 0x80;
+  ExpectBroadcast(reply);
+}
+
+TEST(ReplyTargetTest, LeavesTheOtherFlagsAlone) {
+  Bytes reply = Reply();
+  reply[10] = 0x7F;
+  reply[11] = 0xFF;
+  EXPECT_EQ(TargetOfReply(reply).mac, kMac);
+}
+
+TEST(ReplyTargetTest, IsEveryoneWithoutAnAddressForTheClient) {
+  Bytes reply = Reply();
+  std::fill_n(reply.begin() + 16, 4, std::uint8_t{0});
+  ExpectBroadcast(reply);
+}
+
+TEST(ReplyTargetTest, IsEveryoneWhenTheHardwareIsNotEthernet) {
+  Bytes reply = Reply();
+  reply[1] = 32;
+  ExpectBroadcast(reply);
+}
+
+TEST(ReplyTargetTest, IsEveryoneWhenTheHardwareAddressHasAnotherLength) {
+  for (const std::uint8_t length : Bytes{0, 5, 7, 16}) {
+    Bytes reply = Reply();
+    reply[2] = length;
+    ExpectBroadcast(reply);
+  }
+}
+
+TEST(GiaddrTest, IsReadInNetworkByteOrder) {
+  Bytes reply = Reply();
+  reply[24] = 10;
+  reply[27] = 7;
+  EXPECT_EQ(GiaddrOf(reply.data(), reply.size())->to_string(), "10.0.0.7");
+  EXPECT_EQ(GiaddrOf(reply.data(), 28)->to_string(), "10.0.0.7");
+}
+
+TEST(GiaddrTest, IsMissingFromAShortMessage) {
+  const Bytes reply = Reply();
+  EXPECT_FALSE(GiaddrOf(reply.data(), 27));
+  EXPECT_FALSE(GiaddrOf(reply.data(), 0));
+}
+
+// Circuit-id and remote-id as sub-options.
+Bytes Information(const std::string& circuit) {
+  std::string text;
+  text.append("\x01").append(1, static_cast<char>(circuit.size())).append(circuit);
+  text.append("\x02\x06").append(kMac.begin(), kMac.end());
+  return {text.begin(), text.end()};
+}
+
+TEST(InformationTest, NamesInterfaceVlanAndMac) {
+  EXPECT_EQ(MakeRelayAgentInformation("l3-5", 5, kMac), Information("l3-5:5"));
+  EXPECT_EQ(MakeRelayAgentInformation("l3-5", 4094, kMac), Information("l3-5:4094"));
+}
+
+TEST(InformationTest, NamesNoVlanWhereThereIsNone) {
+  EXPECT_EQ(MakeRelayAgentInformation("l3-5", std::nullopt, kMac), Information("l3-5"));
+}
+
+TEST(InformationTest, CutsANameThatDoesNotFitIntoAnOption) {
+  constexpr std::size_t kRoom = 255 - 2 - 8;
+  const std::string name(255, 'x');
+  EXPECT_EQ(MakeRelayAgentInformation(name, std::nullopt, kMac),
+            Information(std::string(kRoom, 'x')));
+  EXPECT_EQ(MakeRelayAgentInformation(name, 65535, kMac),
+            Information(std::string(kRoom - 6, 'x') + ":65535"));
+  EXPECT_EQ(MakeRelayAgentInformation(name, 65535, kMac).size(), 255U);
+}
+
+}  // namespace
