@@ -1,8 +1,13 @@
-"""Random commits from a printed seed: what each one calls is compared with an oracle written apart from the daemon."""
+"""Random commits from a printed seed: what each one calls is compared with an oracle written apart from the daemon.
+
+VX_SEED=NUMBER repeats a run. VX_KEEP_JOURNAL=FILE copies the manager's journal of the run that is compared with the
+oracle to FILE; with the same seed, two builds can be compared by their journals.
+"""
 
 import copy
 import os
 import random
+import shutil
 import unittest
 
 import oracle
@@ -123,7 +128,9 @@ class RandomCommits(unittest.TestCase):
         return stack, done
 
     def test_call_what_the_oracle_says(self):
-        _, calls = self.run_edits(plain=False, edits=EDITS)
+        stack, calls = self.run_edits(plain=False, edits=EDITS)
+        if "VX_KEEP_JOURNAL" in os.environ:
+            shutil.copyfile(stack.journal_file(), os.environ["VX_KEEP_JOURNAL"])
         self.assertGreater(calls, EDITS)  # there was something to compare
 
     def test_leave_the_table_that_a_fresh_dump_makes(self):
