@@ -4,7 +4,8 @@ import json
 import pathlib
 import unittest
 
-from private_datastore import YANG, PrivateDatastore
+from paths import YANG
+from private_datastore import PrivateDatastore
 
 CASES = json.loads((pathlib.Path(__file__).parent / "model" / "cases.json").read_text())
 
@@ -88,7 +89,3 @@ class Model(unittest.TestCase):
         example = json.loads((YANG / "example-config.json").read_text())
         self.datastore.replace(example)
         self.assertTrue(holds(self.content(), example), self.content())
-
-
-if __name__ == "__main__":
-    unittest.main()

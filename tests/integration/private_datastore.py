@@ -18,15 +18,12 @@ import json
 import os
 import pathlib
 import shutil
-import subprocess
 
 from leftovers import make_directory, remove_leftovers
+from paths import SOURCE, TOOLS, YANG
+from processes import run
 
-SOURCE = pathlib.Path(__file__).resolve().parents[2]
-YANG = SOURCE / "yang"
-TOOLS = os.environ.get("VX_DEPS_BIN", SOURCE / ".deps" / "prefix" / "bin")
 KIND = "vxt"
-LIMIT = 60  # seconds after which a tool has hung
 
 
 class PrivateDatastore:
@@ -50,11 +47,7 @@ class PrivateDatastore:
 
     def run(self, *command, stdin=None, check=True):
         """Runs a program on this datastore."""
-        result = subprocess.run(command, env=self.environment, capture_output=True, text=True,
-                                input=stdin, timeout=LIMIT, check=False)
-        if check and result.returncode != 0:
-            raise AssertionError(f"{command} failed: {result.stderr}")
-        return result
+        return run(*command, check=check, env=self.environment, input=stdin)
 
     def install(self, *modules):
         """Installs YANG files, or the relay's models when none are given. One call is as fast for all as for one."""

@@ -1,22 +1,21 @@
 """The generator of the hash constants, on small modules of its own."""
 
-import os
 import pathlib
 import shutil
-import subprocess
 import tempfile
 import unittest
 
-SOURCE = pathlib.Path(__file__).resolve().parents[2]
-GENERATOR = pathlib.Path(os.environ.get("VX_BIN_DIR", SOURCE / "build" / "bin")) / "schema_hash_gen"
-LIMIT = 60  # seconds
+from paths import BIN, YANG
+from processes import run
+
+GENERATOR = BIN / "schema_hash_gen"
 
 
 class Generator(unittest.TestCase):
     def setUp(self):
         self.directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         self.header = self.directory / "out.h"
-        shutil.copy(SOURCE / "yang" / "vx-schema.yang", self.directory)
+        shutil.copy(YANG / "vx-schema.yang", self.directory)
 
     def generate(self, body, name="vx-some-thing"):
         (self.directory / f"{name}.yang").write_text(
@@ -25,8 +24,7 @@ class Generator(unittest.TestCase):
         return self.run_generator(name)
 
     def run_generator(self, *modules):
-        return subprocess.run([GENERATOR, self.directory, self.header, *modules], capture_output=True, text=True,
-                              timeout=LIMIT, check=False)
+        return run(GENERATOR, self.directory, self.header, *modules, check=False)
 
     def constants(self, body, **options):
         result = self.generate(body, **options)
@@ -88,7 +86,3 @@ class Generator(unittest.TestCase):
         result = self.run_generator()
         self.assertEqual(result.returncode, 2)
         self.assertIn("usage", result.stderr)
-
-
-if __name__ == "__main__":
-    unittest.main()

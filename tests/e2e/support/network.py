@@ -1,4 +1,4 @@
-"""Network namespaces joined by veth pairs, and the programs of other projects that run in them."""
+"""Network namespaces joined by veth pairs, and the DHCP programs that run in them."""
 
 import json
 import os
@@ -9,25 +9,15 @@ import signal
 import subprocess
 
 from leftovers import make_directory, remove_leftovers
-from stack import BIN, LIMIT, wait_until
+from paths import BIN, HELPERS
+from processes import LIMIT, run, wait_until
 
 KIND = "vxn"
-LEASE_SCRIPT = """#!/bin/sh
-[ "$1" = bound ] || [ "$1" = renew ] || exit 0
-ip addr flush dev "$interface"
-ip addr add "$ip/$mask" dev "$interface"
-[ -z "$router" ] || ip route replace default via "$router"
-printf '%s %s %s %s\\n' "$1" "$ip" "$router" "$serverid" >>"$LEASES"
-"""
-
-
-def run(*command, check=True, **arguments):
-    return subprocess.run([str(word) for word in command], check=check, capture_output=True, text=True,
-                          timeout=LIMIT, **arguments)
+LEASE_SCRIPT = HELPERS / "lease-script"
 
 
 def remove_namespaces(directory):
-    """Those that the owner of `directory` made, with what still runs in them."""
+    """Removes the namespaces that the owner of `directory` made, and kills what still runs in them."""
     for name in run("ip", "netns", "list").stdout.split("\n"):
         name = name.split(" ")[0]
         if not name.startswith(directory.name + "-"):
@@ -72,7 +62,7 @@ class Network:
         return run(*self.prefix(name), *command, **arguments)
 
     def start(self, name, *command, log=None, **arguments):
-        """Starts a program that goes on, in a session of its own as a service is; its output goes to the file `log`."""
+        """Starts a program in a session of its own, as a service is; its output goes to the file `log`."""
         with open(self.directory / (log or f"{pathlib.Path(str(command[0])).name}.log"), "a", encoding="utf-8") as out:
             process = subprocess.Popen([*self.prefix(name), *(str(word) for word in command)], stdin=subprocess.DEVNULL,
                                        stdout=out, stderr=out, start_new_session=True, **arguments)
@@ -99,12 +89,13 @@ class Network:
         self.wait_up(space, device)
         self.wait_up(other_space, other_device)
 
+    def forward(self, name):
+        """Makes a namespace route packets, as a router does."""
+        self.run(name, "sysctl", "-qw", "net.ipv4.ip_forward=1")
+
     def wait_up(self, name, device):
         wait_until(lambda: json.loads(self.run(name, "ip", "-j", "link", "show", device).stdout)[0]["operstate"]
                    == "UP", f"{device} in {name} is up")
-
-    def mac(self, name, device):
-        return json.loads(self.run(name, "ip", "-j", "link", "show", device).stdout)[0]["address"]
 
     def dnsmasq(self, name, *ranges, arguments=()):
         """A DHCP server for `ranges` ("first,last,mask"); returns when it listens."""
@@ -117,7 +108,7 @@ class Network:
         return process
 
     def kea(self, name, device, *subnets):
-        """Another DHCP server, for (subnet, first, last); returns when it listens."""
+        """A kea DHCP server for `subnets` (subnet, first, last); returns when it listens."""
         state = self.directory / f"kea-{name}"
         state.mkdir()
         config = state / "config.json"
@@ -133,20 +124,20 @@ class Network:
         return process
 
     def isc_relay(self, name, client_side, server_side, server):
-        """A relay of another make, in front of ours."""
+        """isc-dhcp-relay; returns when it listens."""
         process = self.start(name, "dhcrelay", "-4", "-d", "-a", "-pf", self.directory / f"dhcrelay-{name}.pid", "-id",
                              client_side, "-iu", server_side, server, log=f"dhcrelay-{name}.log")
         self.wait_listening(name, 67, process)
         return process
 
     def answer(self, name):
-        """A server that offers every client an address at once."""
+        """A server that offers every client an address at once; returns when it listens."""
         process = self.start(name, BIN / "relay_answer")
         self.wait_listening(name, 67, process)
         return process
 
     def start_load(self, name, device, rate, seconds=10 * LIMIT):
-        """Clients that ask at that rate; finish_load waits for their account, stop_load ends them first."""
+        """Starts clients that ask at that rate; finish_load waits for their result, stop_load ends them first."""
         return subprocess.Popen([*self.prefix(name), BIN / "relay_load", device, str(rate), str(seconds)],
                                 stdout=subprocess.PIPE, text=True)
 
@@ -173,22 +164,15 @@ class Network:
         """Runs a DHCP client until it has its lease; (address, router, server), or None when it gets none."""
         leases = self.directory / f"client-{name}-{device}"
         leases.unlink(missing_ok=True)
-        self.run(name, "udhcpc", "-i", device, "-f", "-q", "-n", "-t", tries, "-T", 1, "-s", self._lease_script(),
+        self.run(name, "udhcpc", "-i", device, "-f", "-q", "-n", "-t", tries, "-T", 1, "-s", LEASE_SCRIPT,
                  *arguments, check=False, env=dict(os.environ, LEASES=str(leases)))
         if not leases.exists():
             return None
         return tuple(leases.read_text().splitlines()[-1].split(" ")[1:])
 
     def start_client(self, name, device, *arguments):
-        """A DHCP client that goes on and renews; its leases are lines of the file that is returned with it."""
+        """Starts a DHCP client that renews its lease; returns it and the file that its leases are added to."""
         leases = self.directory / f"client-{name}-{device}"
-        process = self.start(name, "udhcpc", "-i", device, "-f", "-s", self._lease_script(), *arguments,
+        process = self.start(name, "udhcpc", "-i", device, "-f", "-s", LEASE_SCRIPT, *arguments,
                              log=f"udhcpc-{name}.log", env=dict(os.environ, LEASES=str(leases)))
         return process, leases
-
-    def _lease_script(self):
-        script = self.directory / "lease-script"
-        if not script.exists():
-            script.write_text(LEASE_SCRIPT)
-            script.chmod(0o755)
-        return script

@@ -92,8 +92,9 @@ def is_delete(call):
 
 
 ORDER = ("DeleteInstance", "SetVrf-", "DeleteServer", "DeleteL3InterfaceVlan", "DeleteL3Interface", "DeleteIfOption",
-         "AddServer", "SetCheck", "SetTrusted", "SetOption", "SetPolicy", "AddL3Interface", "SetL3InterfaceVlan",
-         "SetL3InterfaceAddress", "SetIfOptionCheck", "SetIfOptionTrusted", "SetIfOptionOption", "SetIfOptionPolicy", "SetVrf")
+         "AddServer", "SetCheck", "SetTrusted", "SetOption", "SetPolicy",
+         "AddL3Interface", "SetL3InterfaceVlan", "SetL3InterfaceAddress",
+         "SetIfOptionCheck", "SetIfOptionTrusted", "SetIfOptionOption", "SetIfOptionPolicy", "SetVrf")
 INTERFACE_STEPS = {"DeleteL3InterfaceVlan": "DeleteL3", "DeleteL3Interface": "DeleteL3", "AddL3Interface": "L3",
                    "SetL3InterfaceVlan": "L3", "SetL3InterfaceAddress": "L3", "SetIfOptionCheck": "Option",
                    "SetIfOptionTrusted": "Option", "SetIfOptionOption": "Option", "SetIfOptionPolicy": "Option"}
@@ -107,14 +108,14 @@ def rank(call):
 
 
 def check(calls, before, after):
-    """Says what is wrong with the calls that a commit caused; nothing when they are as they must be."""
+    """Says what is wrong with the calls that a commit caused; None when they are right."""
     kinds = [is_delete(call) for call in calls]
     if kinds != sorted(kinds, reverse=True):
         return "a set stands before a delete"
-    for name in before["relays"].keys() | after["relays"].keys() | {call.split()[1] for call in calls}:
+    configured = before["relays"].keys() | after["relays"].keys()
+    for name in configured | {call.split()[1] for call in calls}:
         own = [call for call in calls if call.split()[1] == name]
-        deletes, sets = instance_calls(name, before, after) if name in before["relays"].keys() | after["relays"].keys() \
-            else ([], [])
+        deletes, sets = instance_calls(name, before, after) if name in configured else ([], [])
         if sorted(own) != sorted(deletes + sets):
             return f"{name}: {sorted(own)} instead of {sorted(deletes + sets)}"
         for part in ([call for call in own if is_delete(call)], [call for call in own if not is_delete(call)]):

@@ -2,30 +2,17 @@
 
 import json
 import os
-import pathlib
 import shlex
 import shutil
 import signal
 import subprocess
-import time
 
 from leftovers import make_directory, remove_leftovers
+from paths import BIN, SOURCE
+from processes import LIMIT, is_running, run, wait_until
 
-SOURCE = pathlib.Path(__file__).resolve().parents[2]
 SCRIPT = SOURCE / "scripts" / "stack"
-BIN = pathlib.Path(os.environ.get("VX_BIN_DIR", SOURCE / "build" / "bin"))
 KIND = "vxs"
-LIMIT = 60  # seconds after which what has not happened never will
-
-
-def wait_until(condition, what):
-    """Waits until condition() is true and returns its value."""
-    deadline = time.monotonic() + LIMIT
-    while not (value := condition()):
-        if time.monotonic() > deadline:
-            raise AssertionError(f"still not so after {LIMIT} s: {what}")
-        time.sleep(0.02)
-    return value
 
 
 class Stack:
@@ -55,7 +42,7 @@ class Stack:
     def up(self, *arguments, config=None):
         if config is not None:
             file = self.directory / "config.json"
-            file.write_text(config if isinstance(config, str) else json.dumps(config))
+            file.write_text(json.dumps(config))
             arguments = (*arguments, "--config", file)
         result = self.script("up", *arguments)
         if result.returncode != 0:
@@ -64,13 +51,11 @@ class Stack:
     def environment(self):
         """The environment that `stack env` prints, on top of this process's own."""
         printed = self.script("env").stdout
-        shell = subprocess.run(["bash", "-c", f"eval {shlex.quote(printed)}; env -0"],
-                               capture_output=True, text=True, check=True)
+        shell = run("bash", "-c", f"eval {shlex.quote(printed)}; env -0")
         return dict(entry.split("=", 1) for entry in shell.stdout.split("\0") if "=" in entry)
 
     def tool(self, *command, check=True, stdin=None):
-        return subprocess.run([*self.prefix, *command], env=self.environment(), capture_output=True,
-                              text=True, timeout=LIMIT, check=check, input=stdin)
+        return run(*self.prefix, *command, check=check, timeout=2 * LIMIT, env=self.environment(), input=stdin)
 
     def edit(self, document, check=True):
         """Merges a JSON document into the running datastore."""
@@ -86,22 +71,33 @@ class Stack:
         """The DHCP manager's relay instances."""
         return json.loads(self.tool("dhcp-relayctl", "show", "--json").stdout)["instances"]
 
+    def instance_names(self):
+        return [entry["name"] for entry in self.table()]
+
+    def status(self):
+        """The DHCP manager's connection to the daemon, also while there is none."""
+        return json.loads(self.tool("dhcp-relayctl", "status", "--json", check=False).stdout)
+
     def show(self, topic):
         """What the manager's relaying is doing: instances, interfaces, counters or servers."""
         return json.loads(self.tool("dhcp-relayctl", "show", topic, "--json").stdout)
+
+    def interface(self, name):
+        """The state of one relay interface."""
+        return next(entry for entry in self.show("interfaces")["interfaces"] if entry["name"] == name)
 
     def wait_state(self, interface, state):
         wait_until(lambda: state in [entry["state"] for entry in self.show("interfaces")["interfaces"]
                                      if entry["name"] == interface], f"{interface} is {state}")
 
     def wait_in_sync(self):
-        self.tool("dhcp-relayctl", "status", "--wait", str(LIMIT))
+        self.tool("dhcp-relayctl", "status", "--wait", LIMIT)
 
     def pid(self, name):
         return int((self.directory / f"{name}.pid").read_text())
 
     def kill(self, name):
-        """Kills the daemon or the manager as nothing can be caught, and waits until it is gone."""
+        """Kills the daemon or the manager with SIGKILL and waits until it is gone."""
         pid = self.pid(name)
         os.kill(pid, signal.SIGKILL)
         wait_until(lambda: not is_running(pid), f"{name} is gone")
@@ -134,39 +130,13 @@ class Stack:
         lines = file.read_text().splitlines() if file.exists() else []
         return [json.loads(line) for line in lines]
 
+    def journal_file(self):
+        return self.directory / "journal"
+
     def journal(self):
-        return (self.directory / "journal").read_text().splitlines()
+        return self.journal_file().read_text().splitlines()
 
 
 def run_script(command, directory, *arguments, prefix=(), manager_options=""):
-    return subprocess.run([*prefix, SCRIPT, command, directory, *arguments], capture_output=True,
-                          text=True, timeout=2 * LIMIT, check=False,
-                          env=dict(os.environ, VX_MANAGER_OPTIONS=manager_options))
-
-
-def is_running(pid):
-    """False for a process that ended but has not been waited for, too."""
-    try:
-        state = pathlib.Path(f"/proc/{pid}/stat").read_text().rsplit(")", 1)[1].split()[0]
-    except FileNotFoundError:
-        return False
-    return state != "Z"
-
-
-def relay(name, **members):
-    """A relay instance of the configuration; names have blanks for dashes."""
-    return {"name": name, **{key.replace("_", "-"): value for key, value in members.items()}}
-
-
-def configuration(*instances, l3=(), vrfs=None):
-    """A whole configuration. `l3` are (name, vlan, address) of layer-3 interfaces."""
-    document = {"vx-config:config": {"vx-dhcp-relay:dhcp": {"relay": list(instances)}}}
-    if l3:
-        document["vx-config:config"]["vx-interface:interface"] = {
-            "l3": [{"name": name, "lower-layer-if": {"vlan": vlan},
-                    "ipv4": {"address": {"ip": address}}} for name, vlan, address in l3]}
-    if vrfs:
-        document["metacli-internal:internal"] = {
-            "vrf-config": {"stringTOindex": [{"name": name, "vrf-idx": index}
-                                             for name, index in vrfs.items()]}}
-    return document
+    return run(*prefix, SCRIPT, command, directory, *arguments, check=False, timeout=2 * LIMIT,
+               env=dict(os.environ, VX_MANAGER_OPTIONS=manager_options))
