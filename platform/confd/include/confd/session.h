@@ -16,6 +16,12 @@ struct lys_module;
 struct lysc_node;
 
 namespace confd {
+class Reader;
+}  // namespace confd
+
+#pragma GCC visibility push(default)
+
+namespace confd {
 
 // One consistent, immutable copy of a datastore, with the look-up tables that reading it builds up.
 // Sessions may share one.
@@ -53,5 +59,7 @@ std::uint32_t TagHash(const lysc_node* node);
 std::uint32_t NamespaceHash(const lys_module* module);
 
 }  // namespace confd
+
+#pragma GCC visibility pop
 
 #endif  // CONFD_SESSION_H_

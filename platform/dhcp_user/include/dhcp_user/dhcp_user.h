@@ -16,6 +16,8 @@
 #include <nettypes/ipv4_addr.h>
 #include <vxmw/vxmw.h>
 
+#pragma GCC visibility push(default)
+
 namespace dhcp_relay {
 
 // What the relay does with a request that already carries a relay agent information option
@@ -80,5 +82,7 @@ class DhcpUser {
 };
 
 }  // namespace dhcp_relay
+
+#pragma GCC visibility pop
 
 #endif  // DHCP_USER_DHCP_USER_H_

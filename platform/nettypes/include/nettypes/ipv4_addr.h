@@ -12,6 +12,8 @@
 #include <string>
 #include <string_view>
 
+#pragma GCC visibility push(default)
+
 namespace nettypes {
 
 class IPv4Addr {
@@ -52,5 +54,7 @@ class IPv4Addr {
 std::ostream& operator<<(std::ostream& out, const IPv4Addr& addr);
 
 }  // namespace nettypes
+
+#pragma GCC visibility pop
 
 #endif  // NETTYPES_IPV4_ADDR_H_
