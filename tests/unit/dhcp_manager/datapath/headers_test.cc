@@ -10,12 +10,10 @@
 #include <string>
 #include <vector>
 
-#include "base/token_bucket.h"
 #include "dhcp_manager/datapath/adaptive_polling.h"
 
 namespace {
 
-using base::TokenBucket;
 using dhcp_manager::kHeadersSize;
 using dhcp_manager::ParseUdp;
 using Bytes = std::vector<std::uint8_t>;
@@ -133,26 +131,6 @@ TEST(WriteHeadersTest, ASumOfZeroIsSentAsAllOnes) {
   dhcp_manager::WriteHeaders(Ip("192.0.2.1"), Ip("192.0.2.7"), packet.data() + kHeadersSize, 2);
   EXPECT_EQ(packet[26], 0xFF);
   EXPECT_EQ(packet[27], 0xFF);
-}
-
-TEST(TokenBucketTest, GivesTheBurstThenTheRate) {
-  using std::chrono::milliseconds;
-  const TokenBucket::Clock::time_point start;
-  TokenBucket bucket({.rate = 10, .burst = 3}, start);
-  for (int i = 0; i < 3; ++i) EXPECT_TRUE(bucket.Take(start));
-  EXPECT_FALSE(bucket.Take(start));
-  EXPECT_FALSE(bucket.Take(start + milliseconds(50)));
-  EXPECT_TRUE(bucket.Take(start + milliseconds(101)));
-  EXPECT_FALSE(bucket.Take(start + milliseconds(102)));
-}
-
-TEST(TokenBucketTest, SavesNoMoreThanTheBurst) {
-  const TokenBucket::Clock::time_point start;
-  TokenBucket bucket({.rate = 1000, .burst = 2}, start);
-  const auto later = start + std::chrono::hours(1);
-  EXPECT_TRUE(bucket.Take(later));
-  EXPECT_TRUE(bucket.Take(later));
-  EXPECT_FALSE(bucket.Take(later));
 }
 
 TEST(PaceTest, IsFastAfterManyWakesInAShortTime) {
