@@ -3,7 +3,6 @@
 #ifndef PLATFORM_DHCP_USER_SRC_CLIENT_H_
 #define PLATFORM_DHCP_USER_SRC_CLIENT_H_
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -16,6 +15,7 @@
 
 #include "base/descriptor.h"
 #include "base/packet_socket.h"
+#include "base/service/retry.h"
 #include "platform/dhcp_user/src/sender.h"
 #include "protocol/wire/wire.h"
 
@@ -40,7 +40,6 @@ class Client {
  private:
   void Connect();
   base::Descriptor OpenSocket() const;
-  void RetryLater(const std::string& reason);
   void Disconnect(const std::string& reason);
 
   void OnEvents(std::uint32_t events);
@@ -57,9 +56,7 @@ class Client {
   vxmw_t* const mw_;
   DhcpUser::CallbackIf* const callbacks_;
   const std::filesystem::path directory_;
-  std::string logged_reason_;
-  std::chrono::milliseconds next_retry_;
-  vxmw::TimerSource retry_;
+  base::Retry retry_;
   vxmw::ConfigReadyWatch config_ready_;
   base::Descriptor socket_;
   std::unique_ptr<vxmw::IoSource> events_;

@@ -10,17 +10,22 @@
 
 #include <vxmw/vxmw.h>
 
+#include "base/severity.h"
+
 namespace vxmw {
 namespace {
 
-constexpr char kBuiltIn[] =
-    "[levels]\n"
-    "TRACE = 10\n"
-    "ERR = 12, LOG_ERR\n"
-    "[formats]\n"
-    "line = \"%d(%F %T).%ms %V %F %U:%L %m%n\"\n"
-    "[rules]\n"
-    "*.ERR >stderr; line\n";
+// Errors alone, to standard error.
+std::string BuiltIn() {
+  return "[levels]\n"
+         "TRACE = " +
+         std::to_string(base::kTraceLevel) + "\n" + "ERR = " + std::to_string(base::kErrorLevel) +
+         ", LOG_ERR\n"
+         "[formats]\n"
+         "line = \"%d(%F %T).%ms %V %F %U:%L %m%n\"\n"
+         "[rules]\n"
+         "*.ERR >stderr; line\n";
+}
 
 // Never stopped: categories are valid, and exit handlers may log, until the process ends.
 enum class State { kOff, kOn };
@@ -42,10 +47,10 @@ bool IsUsable(const std::string& file) {
 }
 
 bool Start(const std::string& file) {
-  if (file.empty()) return zlog_init_from_string(kBuiltIn) == 0;
+  if (file.empty()) return zlog_init_from_string(BuiltIn().c_str()) == 0;
   if (IsUsable(file) && zlog_init(file.c_str()) == 0) return true;
   Complain(file, "errors go to standard error, trace is off");
-  zlog_init_from_string(kBuiltIn);
+  zlog_init_from_string(BuiltIn().c_str());
   return false;
 }
 
@@ -60,7 +65,7 @@ std::string TraceConfiguration(const std::string& installed) {
 void ReloadTrace() {
   if (state == State::kOff) return;
   const std::string file = ConfigurationFile();
-  const bool done = file.empty() ? zlog_reload_from_string(kBuiltIn) == 0
+  const bool done = file.empty() ? zlog_reload_from_string(BuiltIn().c_str()) == 0
                                  : IsUsable(file) && zlog_reload(file.c_str()) == 0;
   if (!done) Complain(file, "the configuration stays as it was");
 }
