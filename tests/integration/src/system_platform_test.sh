@@ -1,6 +1,7 @@
 #!/bin/bash
 # The daemon builds and links, unchanged, against a platform that was installed outside the tree,
-# needs nothing below that platform, and keeps its type checks in every build type.
+# needs nothing below that platform, and keeps its type checks in every build type. The platform's
+# installed headers need nothing of the tree.
 # usage: system_platform_test.sh SOURCE_DIR BUILD_DIR
 set -euo pipefail
 
@@ -78,6 +79,19 @@ finds_its_libraries() {
   fi
 }
 
+# headers_stand_alone <include directory>: each header compiles by itself, those of C interfaces in C.
+headers_stand_alone() {
+  local header
+  while IFS= read -r header; do
+    quietly c++ -std=c++20 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -I "$1" -include "$header" \
+      -x c++ /dev/null
+  done < <(find "$1" -name '*.h' -printf '%P\n')
+  for header in confd_lib.h confd_cdb.h vxmw/vxmw.h limidmgr/limidmgr.h; do
+    quietly cc -std=c11 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -I "$1" -include "$header" \
+      -x c /dev/null
+  done
+}
+
 # build_alone <build type>: the daemon by itself, against the installed platform.
 build_alone() {
   rm -rf "$ALONE"
@@ -96,6 +110,7 @@ daemon="$(installed_daemon "$PREFIX")"
 keeps_type_checks "$daemon"
 needs_only_the_platform "$daemon"
 finds_its_libraries "$daemon"
+headers_stand_alone "$PREFIX/include"
 
 for type in Release MinSizeRel; do
   build_alone "$type"
