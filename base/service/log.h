@@ -31,12 +31,12 @@ struct SourceLine {
 // From here on lines go to that category of the trace service; before, they are dropped.
 void StartLog(const char* category);
 
-// Something an operator wants to know of (level ERR), and what helps to find out why (level TRACE).
+// LogError is for what an operator must know (level ERR), LogTrace for diagnosis (level TRACE).
 void LogError(const std::string& text, const SourceLine& where = SourceLine::Current());
 void LogTrace(const std::string& text, const SourceLine& where = SourceLine::Current());
 
-// Bounds how often one message, which others can cause at will, is written: at most `burst` lines
-// at once, and one in `interval` after that. The next line that is written says how many were left
+// Limits how often one message that others can cause at will is written: at most `burst` lines at
+// once, and one in `interval` after that. The next line that is written says how many were left
 // out.
 class LimitedLog {
  public:

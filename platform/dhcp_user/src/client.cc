@@ -44,7 +44,7 @@ void CheckPeer(int fd, const std::filesystem::path& directory) {
 }  // namespace
 
 Client::Client(vxmw_t* mw, DhcpUser::CallbackIf* callbacks, std::filesystem::path directory,
-               std::size_t queue_bound)
+               std::size_t queue_limit)
     : mw_(mw),
       callbacks_(callbacks),
       directory_(std::move(directory)),
@@ -56,7 +56,7 @@ Client::Client(vxmw_t* mw, DhcpUser::CallbackIf* callbacks, std::filesystem::pat
                     [this](bool ready) {
                       if (ready && waiting_dump_) CompleteDump(*std::exchange(waiting_dump_, {}));
                     }),
-      sender_(queue_bound) {
+      sender_(queue_limit) {
   retry_.Start();
 }
 
@@ -175,7 +175,7 @@ bool Client::Check(Sender::Result result) {
     case Sender::Result::kLost:
       Disconnect("the DHCP manager is gone");
       return false;
-    case Sender::Result::kBound:
+    case Sender::Result::kOverLimit:
       Disconnect("queue limit exceeded; reconnecting");
       return false;
   }

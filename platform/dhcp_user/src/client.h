@@ -21,18 +21,18 @@
 
 namespace dhcp_relay {
 
-// Bytes of calls that may wait for a slow manager. A dump of every VLAN's instance takes a few
-// percent of it.
-inline constexpr std::size_t kQueueBound = 64 * 1024 * 1024;
+// Bytes of calls that may wait for a slow manager. A dump of 4,094 instances takes a few percent of
+// it.
+inline constexpr std::size_t kQueueLimit = 64 * 1024 * 1024;
 
 class Client {
  public:
   // Connects to relay.sock in `directory`, from the loop; never calls back from here.
   Client(vxmw_t* mw, DhcpUser::CallbackIf* callbacks, std::filesystem::path directory,
-         std::size_t queue_bound = kQueueBound);
+         std::size_t queue_limit = kQueueLimit);
 
-  // Dropped while there is no connection. A call that the protocol cannot carry is refused with a
-  // log line.
+  // Drops the call while there is no connection, and, with a log line, a call that the protocol
+  // cannot carry.
   void Send(const wire::Call& call);
 
   bool connected() const { return static_cast<bool>(socket_); }
@@ -49,7 +49,7 @@ class Client {
   void CompleteDump(std::uint32_t id);
   void CancelDump();
 
-  // False when the connection was given up over it.
+  // False when the connection had to be closed.
   bool Check(Sender::Result result);
   void WatchForRoom();
 

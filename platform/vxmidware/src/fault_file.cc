@@ -28,7 +28,7 @@ std::size_t SizeOf(const base::Descriptor& file) {
   return fstat(file.get(), &status) == 0 ? static_cast<std::size_t>(status.st_size) : 0;
 }
 
-// Whole or not at all: a piece of a record would spoil the one after it.
+// Writes the record whole or not at all: a partial one would corrupt the next.
 void Write(const base::Descriptor& file, const std::string& text) {
   const auto before = static_cast<off_t>(SizeOf(file));
   for (std::string_view rest = text; !rest.empty();) {
@@ -37,7 +37,7 @@ void Write(const base::Descriptor& file, const std::string& text) {
       rest.remove_prefix(static_cast<std::size_t>(written));
     } else if (errno != EINTR) {
       const int error = errno;
-      if (ftruncate(file.get(), before) != 0) base::ThrowSystemError("remove a cut record");
+      if (ftruncate(file.get(), before) != 0) base::ThrowSystemError("remove a partial record");
       base::ThrowSystemError("write", error);
     }
   }
@@ -51,22 +51,22 @@ void Lock(const base::Descriptor& file) {
   if (result != 0) base::ThrowSystemError("lock");
 }
 
-bool IsFull(const fs::path& file, std::size_t more, std::size_t bound) {
+bool IsFull(const fs::path& file, std::size_t more, std::size_t max_size) {
   std::error_code missing;
   const auto size = fs::file_size(file, missing);
-  return !missing && size > 0 && size + more > bound;
+  return !missing && size > 0 && size + more > max_size;
 }
 
 }  // namespace
 
-void AppendFault(const fs::path& directory, const std::string& line, std::size_t bound) {
+void AppendFault(const fs::path& directory, const std::string& line, std::size_t max_size) {
   fs::create_directories(directory);
-  // Held over looking at the size, renaming and writing, so that no process writes to a file that
-  // has been moved on. A file that others cannot open, or they could hold the lock for ever.
+  // Held while the size is read, the file renamed and the record written, so that no process writes
+  // to a renamed file. Only the owner may open the lock: whoever can could hold it for ever.
   const base::Descriptor lock = Open(directory / "faults.lock", O_RDWR | O_CREAT, 0600);
   Lock(lock);
   const fs::path file = directory / "faults.jsonl";
-  if (IsFull(file, line.size() + 1, bound)) fs::rename(file, directory / "faults.jsonl.1");
+  if (IsFull(file, line.size() + 1, max_size)) fs::rename(file, directory / "faults.jsonl.1");
   Write(Open(file, O_WRONLY | O_APPEND | O_CREAT, 0644), line + "\n");
 }
 

@@ -27,7 +27,7 @@ std::string BuiltIn() {
          "*.ERR >stderr; line\n";
 }
 
-// Never stopped: categories are valid, and exit handlers may log, until the process ends.
+// Never stopped: categories stay valid, and exit handlers may log, until the process ends.
 enum class State { kOff, kOn };
 State state = State::kOff;
 
@@ -37,8 +37,8 @@ void Complain(const std::string& file, const char* consequence) {
   std::fprintf(stderr, "trace: cannot use the configuration %s; %s\n", file.c_str(), consequence);
 }
 
-// zlog takes a directory for an empty file, and an empty file for the wish to write nothing, errors
-// included: more likely it was cut.
+// zlog accepts a directory or an empty file as a configuration without rules, which drops every
+// line, errors included. An empty file is more likely a truncated one.
 bool IsUsable(const std::string& file) {
   struct stat status{};
   if (stat(file.c_str(), &status) != 0 || S_ISDIR(status.st_mode)) return false;
