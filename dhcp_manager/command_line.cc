@@ -11,18 +11,17 @@
 #include <string_view>
 
 #include "base/runtime_directory.h"
+#include "base/service/program.h"
 #include "protocol/wire/wire.h"
 
 namespace dhcp_manager {
 namespace {
 
-constexpr int kUsageError = 2;
-
 constexpr char kUsage[] =
     "usage: dhcp-manager [--runtime-dir DIR] [--journal FILE] [--user USER]\n"
     "                    [--flood-guard RATE[:BURST]] [--vrf-device TABLE=DEVICE]...\n"
     "\n"
-    "Relays DHCP as dhcp-relay-app's calls tell it.\n"
+    "Relays DHCP as dhcp-relay-app configures it.\n"
     "\n"
     "  --runtime-dir DIR  where its sockets are; default $DHCP_MANAGER_DIR, else "
     "/run/dhcp-manager\n"
@@ -41,19 +40,19 @@ constexpr char kUsage[] =
 
 [[noreturn]] void RefuseCommandLine() {
   std::fputs("Try 'dhcp-manager --help'.\n", stderr);
-  std::exit(kUsageError);
+  std::exit(base::kUsageError);
 }
 
 [[noreturn]] void Refuse(const char* what, std::string_view text) {
-  std::fprintf(stderr, "dhcp-manager: '%.*s' is no %s\n", static_cast<int>(text.size()),
-               text.data(), what);
+  std::fprintf(stderr, "dhcp-manager: invalid %s '%.*s'\n", what, static_cast<int>(text.size()),
+               text.data());
   RefuseCommandLine();
 }
 
-std::uint32_t ParseNumber(const char* what, std::string_view text, std::uint32_t least) {
+std::uint32_t ParseNumber(const char* what, std::string_view text, std::uint32_t minimum) {
   std::uint32_t number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size() || number < least) {
+  if (error != std::errc() || end != text.data() + text.size() || number < minimum) {
     Refuse(what, text);
   }
   return number;
@@ -118,7 +117,7 @@ CommandLine ParseCommandLine(int argc, char** argv) {
     }
   }
   if (optind < argc) {
-    std::fprintf(stderr, "dhcp-manager: what is '%s'?\n", argv[optind]);
+    std::fprintf(stderr, "dhcp-manager: unexpected argument '%s'\n", argv[optind]);
     RefuseCommandLine();
   }
   return line;
