@@ -75,46 +75,55 @@ void AddVrfDevice(std::string_view text, VrfDevices& devices) {
   devices[ParseNumber("routing table", text.substr(0, equals), 1)] = text.substr(equals + 1);
 }
 
+constexpr std::array<option, 8> kOptions{{{"runtime-dir", required_argument, nullptr, 'r'},
+                                          {"journal", required_argument, nullptr, 'j'},
+                                          {"user", required_argument, nullptr, 'u'},
+                                          {"flood-guard", required_argument, nullptr, 'f'},
+                                          {"vrf-device", required_argument, nullptr, 'd'},
+                                          {"help", no_argument, nullptr, 'h'},
+                                          {"version", no_argument, nullptr, 'v'},
+                                          {nullptr, 0, nullptr, 0}}};
+
+[[noreturn]] void Print(const char* text) {
+  std::fputs(text, stdout);
+  std::exit(EXIT_SUCCESS);
+}
+
+// `chosen` is an option's letter in kOptions, or that of an invalid one.
+void Apply(int chosen, const char* argument, CommandLine& line) {
+  switch (chosen) {
+    case 'r':
+      line.runtime_directory = argument;
+      break;
+    case 'j':
+      line.journal = argument;
+      break;
+    case 'u':
+      line.user = argument;
+      break;
+    case 'f':
+      line.flood_guard = ParseRateLimit(argument);
+      break;
+    case 'd':
+      AddVrfDevice(argument, line.vrf_devices);
+      break;
+    case 'h':
+      Print(kUsage);
+    case 'v':
+      Print("dhcp-manager " VX_VERSION "\n");
+    default:
+      RefuseCommandLine();
+  }
+}
+
 }  // namespace
 
 CommandLine ParseCommandLine(int argc, char** argv) {
-  constexpr std::array<option, 8> kOptions{{{"runtime-dir", required_argument, nullptr, 'r'},
-                                            {"journal", required_argument, nullptr, 'j'},
-                                            {"user", required_argument, nullptr, 'u'},
-                                            {"flood-guard", required_argument, nullptr, 'f'},
-                                            {"vrf-device", required_argument, nullptr, 'd'},
-                                            {"help", no_argument, nullptr, 'h'},
-                                            {"version", no_argument, nullptr, 'v'},
-                                            {nullptr, 0, nullptr, 0}}};
   CommandLine line;
   line.runtime_directory = base::RuntimeDirectory();
   int chosen = 0;
   while ((chosen = getopt_long(argc, argv, "", kOptions.data(), nullptr)) != -1) {
-    switch (chosen) {
-      case 'r':
-        line.runtime_directory = optarg;
-        break;
-      case 'j':
-        line.journal = optarg;
-        break;
-      case 'u':
-        line.user = optarg;
-        break;
-      case 'f':
-        line.flood_guard = ParseRateLimit(optarg);
-        break;
-      case 'd':
-        AddVrfDevice(optarg, line.vrf_devices);
-        break;
-      case 'h':
-        std::fputs(kUsage, stdout);
-        std::exit(EXIT_SUCCESS);
-      case 'v':
-        std::puts("dhcp-manager " VX_VERSION);
-        std::exit(EXIT_SUCCESS);
-      default:
-        RefuseCommandLine();
-    }
+    Apply(chosen, optarg, line);
   }
   if (optind < argc) {
     std::fprintf(stderr, "dhcp-manager: unexpected argument '%s'\n", argv[optind]);

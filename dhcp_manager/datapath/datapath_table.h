@@ -42,8 +42,8 @@ class DatapathTable {
   DatapathTable(const DatapathTable&) = delete;
   DatapathTable& operator=(const DatapathTable&) = delete;
 
-  // Takes the place of the forwarding in use; the table holds no interface until Resolve. The
-  // counters must hold an entry for each interface and server of `forwarding`.
+  // Replaces the forwarding in use; the table holds no interface until Resolve. The counters must
+  // hold an entry for each interface and server of `forwarding`.
   void Apply(Forwarding forwarding);
 
   // To be called after Apply, and whenever a socket was opened. The outboxes must outlive their

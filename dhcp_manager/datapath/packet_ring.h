@@ -28,8 +28,8 @@ class PacketRing {
     bool unverified;       // its checksum has not been verified yet
   };
 
-  // `memory` is shared with the kernel, or with whoever takes its place: at least two frames,
-  // aligned as tpacket2_hdr is. It must outlive the ring.
+  // `memory` is shared with the kernel: at least two frames, aligned as tpacket2_hdr is. It must
+  // outlive the ring.
   explicit PacketRing(std::span<std::uint8_t> memory);
 
   // The next packet; nothing when none waits, or when every frame but one is unreleased.

@@ -63,36 +63,43 @@ bool RelaySockets::TryClient() {
     return false;
   }
   try {
-    auto opened = std::make_unique<OpenClient>(opener_.OpenClientSocket());
-    opened->events = std::make_unique<vxmw::IoSource>(
-        mw_, opened->socket.socket->fd(), events(),
-        [this](std::uint32_t /*events*/) { handlers_.on_requests(); });
-    client_ = std::move(opened);
+    client_ = MakeClient();
+    client_retry_->Succeeded();
+    return true;
   } catch (const std::system_error& error) {
     client_retry_->Failed(error.what());
     return false;
   }
-  client_retry_->Succeeded();
-  return true;
 }
 
 bool RelaySockets::TryVrf(VrfIfindex vrf) {
   Vrf& entry = vrfs_.at(vrf);
   if (entry.open) return false;
   try {
-    auto opened = std::make_unique<OpenVrf>(vrf, opener_.OpenVrfSocket(entry.device));
-    opened->events = std::make_unique<vxmw::IoSource>(
-        mw_, opened->socket.socket->fd(), events(),
-        [this, &socket = opened->socket](std::uint32_t /*events*/) {
-          handlers_.on_replies(socket);
-        });
-    entry.open = std::move(opened);
+    entry.open = MakeVrf(vrf, entry.device);
+    entry.retry->Succeeded();
+    return true;
   } catch (const std::system_error& error) {
     entry.retry->Failed(error.what());
     return false;
   }
-  entry.retry->Succeeded();
-  return true;
+}
+
+std::unique_ptr<RelaySockets::OpenClient> RelaySockets::MakeClient() {
+  auto opened = std::make_unique<OpenClient>(opener_.OpenClientSocket());
+  opened->events = std::make_unique<vxmw::IoSource>(
+      mw_, opened->socket.socket->fd(), events(),
+      [this](std::uint32_t /*events*/) { handlers_.on_requests(); });
+  return opened;
+}
+
+std::unique_ptr<RelaySockets::OpenVrf> RelaySockets::MakeVrf(VrfIfindex vrf,
+                                                             const std::string& device) {
+  auto opened = std::make_unique<OpenVrf>(vrf, opener_.OpenVrfSocket(device));
+  opened->events = std::make_unique<vxmw::IoSource>(
+      mw_, opened->socket.socket->fd(), events(),
+      [this, &socket = opened->socket](std::uint32_t /*events*/) { handlers_.on_replies(socket); });
+  return opened;
 }
 
 std::uint32_t RelaySockets::events() const { return wake_up_ ? std::uint32_t{EPOLLIN} : 0; }

@@ -99,6 +99,9 @@ class RelaySockets {
   bool OpenAll();
   bool TryClient();
   bool TryVrf(VrfIfindex vrf);
+  // These throw std::system_error.
+  std::unique_ptr<OpenClient> MakeClient();
+  std::unique_ptr<OpenVrf> MakeVrf(VrfIfindex vrf, const std::string& device);
   std::unique_ptr<base::Retry> MakeRetry(std::function<bool()> attempt);
   std::uint32_t events() const;
 

@@ -49,7 +49,7 @@ std::size_t ReplyPath::Relay(VrfIfindex vrf, BatchSocket& servers, Outbox& clien
   return total;
 }
 
-// RFC 1542, section 4.1.2: giaddr tells the interface to relay a reply out of.
+// RFC 1542, section 4.1.2: giaddr identifies the interface that a reply leaves by.
 void ReplyPath::Take(VrfIfindex vrf, const Inbox::Message& packet, Outbox& clients) {
   const auto giaddr = GiaddrOf(packet.data, packet.size);
   if (!giaddr) {

@@ -109,21 +109,27 @@ void Forwarding::Attach(RelayInterface& interface, const Links& links) {
     interface.state = InterfaceState::kNoAddress;
     return;
   }
+  const LinkAddress* const owned = FindOwner(interface, links);
+  if (owned == nullptr) {
+    interface.state = InterfaceState::kMissing;
+    return;
+  }
+  const Link& link = links.links.at(owned->link);
+  interface.state = link.up ? InterfaceState::kUp : InterfaceState::kDown;
+  interface.link = link.index;
+  interface.link_name = link.name;
+  interface.broadcast = owned->broadcast;
+  interface.relay.relay_agent_information =
+      MakeRelayAgentInformation(interface.name, interface.vlan, link.mac);
+}
+
+const LinkAddress* Forwarding::FindOwner(const RelayInterface& interface,
+                                         const Links& links) const {
   const auto [first, last] = owners_.equal_range(interface.relay.giaddr.host_order());
   const auto owner = std::find_if(first, last, [&](const auto& entry) {
     return links.VrfOf(links.links.at(entry.second->link)) == interface.instance->vrf;
   });
-  if (owner == last) {
-    interface.state = InterfaceState::kMissing;
-    return;
-  }
-  const Link& link = links.links.at(owner->second->link);
-  interface.state = link.up ? InterfaceState::kUp : InterfaceState::kDown;
-  interface.link = link.index;
-  interface.link_name = link.name;
-  interface.broadcast = owner->second->broadcast;
-  interface.relay.relay_agent_information =
-      MakeRelayAgentInformation(interface.name, interface.vlan, link.mac);
+  return owner == last ? nullptr : owner->second;
 }
 
 // A link's interfaces in the order of its addresses, so that its primary address comes first.

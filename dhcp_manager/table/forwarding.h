@@ -95,7 +95,10 @@ class Forwarding {
   void AddInstance(const std::string& name, const Instance& instance, const Links& links);
   void AddInterface(const RelayInstance& relay_instance, const std::string& name,
                     const Instance& instance, const Links& links);
+  // Finds the interface's kernel interface, or the reason why it has none.
   void Attach(RelayInterface& interface, const Links& links);
+  // The kernel's address that is the interface's, in its VRF; null when there is none.
+  const LinkAddress* FindOwner(const RelayInterface& interface, const Links& links) const;
   void IndexByLink(const Links& links);
 
   std::deque<RelayInstance> instances_;
