@@ -21,7 +21,7 @@ constexpr std::size_t kMaxClients = 64;
 }  // namespace
 
 ControlServer::ControlServer(vxmw_t* mw, const std::filesystem::path& directory,
-                             const Resync& resync, Relay& relay)
+                             const Resync& resync, RelayState& relay)
     : mw_(mw),
       resync_(resync),
       relay_(relay),

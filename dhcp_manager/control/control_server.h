@@ -15,7 +15,7 @@
 #include "base/descriptor.h"
 #include "base/packet_socket.h"
 #include "dhcp_manager/control/listener.h"
-#include "dhcp_manager/relay.h"
+#include "dhcp_manager/table/relay_state.h"
 #include "dhcp_manager/table/resync.h"
 #include "protocol/control/control.pb.h"
 #include "protocol/wire/wire.h"
@@ -29,7 +29,7 @@ class ControlServer {
   // Listens on ctl.sock in `directory`, for any user: only clearing counters is kept to the
   // manager's own user and root. `resync` and `relay` must outlive the server.
   ControlServer(vxmw_t* mw, const std::filesystem::path& directory, const Resync& resync,
-                Relay& relay);
+                RelayState& relay);
 
  private:
   struct Client {
@@ -50,7 +50,7 @@ class ControlServer {
 
   vxmw_t* const mw_;
   const Resync& resync_;
-  Relay& relay_;
+  RelayState& relay_;
   base::PacketReader reader_;
   std::list<Client> clients_;
   Listener listener_;

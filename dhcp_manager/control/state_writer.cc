@@ -46,12 +46,12 @@ class Writer {
 
 }  // namespace
 
-control::Service ServiceState(const Service& service, const Counters& counters) {
+control::Service ServiceState(const RelayInstance& instance, const Counters& counters) {
   control::Service state;
-  state.set_instance(service.instance);
-  state.set_vrf_device(service.vrf_device);
-  state.set_vrf_missing(service.vrf == kUnknownVrf);
-  for (const auto& [address, server] : counters.instances().at(service.instance).servers) {
+  state.set_instance(instance.name);
+  state.set_vrf_device(instance.vrf_device);
+  state.set_vrf_missing(instance.vrf == kUnknownVrf);
+  for (const auto& [address, server] : counters.instances().at(instance.name).servers) {
     control::ServerState& message = *state.add_servers();
     message.set_address(address.host_order());
     message.set_sent(server.sent);
@@ -63,7 +63,7 @@ control::Service ServiceState(const Service& service, const Counters& counters) 
 
 control::Port PortStateOf(const RelayInterface& port, const Counters& counters) {
   control::Port state;
-  state.set_instance(port.service->instance);
+  state.set_instance(port.instance->name);
   state.set_name(port.name);
   if (port.vlan) state.set_vlan(*port.vlan);
   state.set_address(port.relay.giaddr.host_order());
@@ -75,7 +75,7 @@ control::Port PortStateOf(const RelayInterface& port, const Counters& counters) 
   options.set_option(port.relay.option);
   options.set_policy(static_cast<std::uint32_t>(port.relay.policy));
   const InterfaceCounters& counts =
-      counters.instances().at(port.service->instance).interfaces.at(port.name);
+      counters.instances().at(port.instance->name).interfaces.at(port.name);
   state.set_requests(counts.requests);
   Copy(counts.request_outcomes, state.mutable_request_fates());
   state.set_option_left_out(counts.option_left_out);
@@ -93,8 +93,8 @@ control::Strays StrayState(const Counters& counters) {
 
 std::deque<std::string> WriteState(const Forwarding& forwarding, const Counters& counters) {
   Writer writer;
-  for (const Service& service : forwarding.services()) {
-    writer.Add(ServiceState(service, counters));
+  for (const RelayInstance& instance : forwarding.instances()) {
+    writer.Add(ServiceState(instance, counters));
   }
   for (const RelayInterface& port : forwarding.interfaces())
     writer.Add(PortStateOf(port, counters));

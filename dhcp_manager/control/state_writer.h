@@ -13,7 +13,7 @@
 namespace dhcp_manager {
 
 // One message per service and per port, by instance and then by name.
-control::Service ServiceState(const Service& service, const Counters& counters);
+control::Service ServiceState(const RelayInstance& instance, const Counters& counters);
 control::Port PortStateOf(const RelayInterface& port, const Counters& counters);
 control::Strays StrayState(const Counters& counters);
 

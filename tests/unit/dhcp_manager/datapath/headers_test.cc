@@ -1,16 +1,13 @@
-// IPv4 and UDP around a message, the rate limit in front of it, and the pace of looking for it.
+// IPv4 and UDP around a message.
 
 #include "dhcp_manager/datapath/headers.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
-#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
-
-#include "dhcp_manager/datapath/adaptive_polling.h"
 
 namespace {
 
@@ -131,36 +128,6 @@ TEST(WriteHeadersTest, ASumOfZeroIsSentAsAllOnes) {
   dhcp_manager::WriteHeaders(Ip("192.0.2.1"), Ip("192.0.2.7"), packet.data() + kHeadersSize, 2);
   EXPECT_EQ(packet[26], 0xFF);
   EXPECT_EQ(packet[27], 0xFF);
-}
-
-TEST(PaceTest, IsFastAfterManyWakesInAShortTime) {
-  using std::chrono::milliseconds;
-  dhcp_manager::AdaptivePolling pace;
-  auto now = dhcp_manager::AdaptivePolling::Clock::time_point() + milliseconds(1000);
-  bool fast = false;
-  int wakes = 0;
-  for (; !fast && wakes < 1000; ++wakes) fast = pace.IsFast(now);
-  EXPECT_TRUE(fast);
-  EXPECT_GT(wakes, 1);
-}
-
-TEST(PaceTest, IsNeverFastWhenWakesAreApart) {
-  using std::chrono::milliseconds;
-  dhcp_manager::AdaptivePolling pace;
-  auto now = dhcp_manager::AdaptivePolling::Clock::time_point();
-  for (int i = 0; i < 1000; ++i) {
-    now += milliseconds(1);
-    EXPECT_FALSE(pace.IsFast(now)) << i;
-  }
-}
-
-TEST(PaceTest, GoesOnUntilNothingComesForAWhile) {
-  dhcp_manager::AdaptivePolling pace;
-  for (int i = 0; i < 100; ++i) EXPECT_TRUE(pace.GoesOn(i % 2 == 0 ? 0 : 5));
-  int empty = 0;
-  while (pace.GoesOn(0) && empty < 1000) ++empty;
-  EXPECT_GT(empty, 1);
-  EXPECT_LT(empty, 100);
 }
 
 }  // namespace
