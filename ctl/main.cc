@@ -13,8 +13,8 @@
 
 #include "base/packet_socket.h"
 #include "base/runtime_directory.h"
-#include "ctl/render.h"
 #include "ctl/render_state.h"
+#include "ctl/render_table.h"
 #include "protocol/control/client.h"
 
 namespace {

@@ -34,24 +34,6 @@ std::optional<VrfIfindex> FindVrf(const std::optional<limid_t>& vrf, const Links
 
 }  // namespace
 
-const char* Name(InterfaceState state) {
-  switch (state) {
-    case InterfaceState::kUp:
-      return "up";
-    case InterfaceState::kDown:
-      return "down";
-    case InterfaceState::kMissing:
-      return "missing";
-    case InterfaceState::kNoAddress:
-      return "no-address";
-    case InterfaceState::kNoVrf:
-      return "no-vrf";
-    case InterfaceState::kDuplicateAddress:
-      return "shadowed";
-  }
-  return "unknown";
-}
-
 Forwarding::Forwarding(const RelayTable& table, const Links& links) {
   for (const LinkAddress& address : links.addresses) {
     const auto link = links.links.find(address.link);

@@ -18,21 +18,11 @@
 #include "dhcp_manager/kernel/links.h"
 #include "dhcp_manager/packet/relay_packet.h"
 #include "dhcp_manager/table/relay_table.h"
+#include "protocol/control/interface_state.h"
 
 namespace dhcp_manager {
 
-// Why an interface does or does not relay.
-enum class InterfaceState : std::uint8_t {
-  kUp,
-  kDown,              // its kernel interface is down
-  kMissing,           // no kernel interface has its address in the instance's VRF
-  kNoAddress,         // no address is configured
-  kNoVrf,             // the kernel has no device for the instance's VRF
-  kDuplicateAddress,  // another interface already relays for its address
-};
-
-// "up", "down", "missing", "no-address", "no-vrf" or "shadowed".
-const char* Name(InterfaceState state);
+using dhcp_relay::control::InterfaceState;
 
 inline constexpr VrfIfindex kUnknownVrf = -1;
 

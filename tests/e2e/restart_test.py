@@ -63,7 +63,7 @@ class AfterAKill(unittest.TestCase):
         instance = stack.table()[0]
         self.assertEqual(instance["servers"], ["10.0.0.2"])
         self.assertEqual([entry["name"] for entry in instance["interfaces"]], ["l3-6"])
-        self.assertEqual(instance["if_options"], [])
+        self.assertEqual(instance["overrides"], [])
 
     def test_of_the_manager_the_table_follows_what_changed_meanwhile(self):
         def kill_and_restart(stack, change):

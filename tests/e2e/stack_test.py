@@ -29,7 +29,7 @@ class Up(unittest.TestCase):
             '{"instances":[{"name":"r1","servers":["10.0.0.1"],"check":false,"trusted":true,'
             '"option":true,"policy":"drop","vrf":"0x01000007",'
             '"interfaces":[{"name":"l3-5","vlan":5,"address":"192.168.1.1"}],'
-            '"if_options":[{"name":"l3-5","check":true,"trusted":false,"option":false,'
+            '"overrides":[{"name":"l3-5","check":true,"trusted":false,"option":false,'
             '"policy":"keep"}]}]}\n')
 
     def test_journal_holds_the_calls_of_the_dump_in_order(self):

@@ -1,10 +1,11 @@
-#include "ctl/render.h"
+#include "ctl/render_table.h"
 
 #include <array>
 #include <cstdint>
 #include <cstdio>
 
 #include "ctl/text.h"
+#include "protocol/control/address_text.h"
 
 namespace relayctl {
 namespace {
@@ -26,9 +27,9 @@ ordered_json InterfaceAsJson(const control::Interface& interface) {
                                           : nullptr}};
 }
 
-ordered_json IfOptionAsJson(const control::IfOption& if_option) {
-  ordered_json object = {{"name", if_option.name()}};
-  AddOptions(if_option.options(), object);
+ordered_json OverrideAsJson(const control::Override& override) {
+  ordered_json object = {{"name", override.name()}};
+  AddSettings(override.settings(), object);
   return object;
 }
 
@@ -37,15 +38,15 @@ ordered_json InstanceAsJson(const control::Instance& instance) {
   for (const std::uint32_t server : instance.servers()) {
     object["servers"].push_back(control::AddressText(server));
   }
-  AddOptions(instance.options(), object);
+  AddSettings(instance.settings(), object);
   object["vrf"] = instance.has_vrf() ? ordered_json(IdentifierText(instance.vrf())) : nullptr;
   object["interfaces"] = ordered_json::array();
   for (const auto& interface : instance.interfaces()) {
     object["interfaces"].push_back(InterfaceAsJson(interface));
   }
-  object["if_options"] = ordered_json::array();
-  for (const auto& if_option : instance.if_options()) {
-    object["if_options"].push_back(IfOptionAsJson(if_option));
+  object["overrides"] = ordered_json::array();
+  for (const auto& override : instance.overrides()) {
+    object["overrides"].push_back(OverrideAsJson(override));
   }
   return object;
 }
@@ -63,20 +64,24 @@ void AddLine(const std::string& label, const std::string& name, const std::strin
   text.append("  ").append(label).append(" ").append(name).append(": ").append(what).append("\n");
 }
 
+std::string ServersText(const control::Instance& instance) {
+  std::string text;
+  for (const std::uint32_t server : instance.servers()) {
+    text.append(text.empty() ? "" : ", ").append(control::AddressText(server));
+  }
+  return text.empty() ? "-" : text;
+}
+
 std::string InstanceText(const control::Instance& instance) {
   std::string text = "relay " + instance.name() + "\n";
-  std::string servers;
-  for (const std::uint32_t server : instance.servers()) {
-    servers.append(servers.empty() ? "" : ", ").append(control::AddressText(server));
-  }
-  text.append("  servers: ").append(servers.empty() ? "-" : servers).append("\n");
+  text.append("  servers: ").append(ServersText(instance)).append("\n");
   text.append("  VRF: ").append(instance.has_vrf() ? IdentifierText(instance.vrf()) : "-");
-  text.append("\n  settings: ").append(OptionsText(instance.options())).append("\n");
+  text.append("\n  settings: ").append(SettingsText(instance.settings())).append("\n");
   for (const auto& interface : instance.interfaces()) {
     AddLine("interface", interface.name(), InterfaceText(interface), text);
   }
-  for (const auto& if_option : instance.if_options()) {
-    AddLine("override", if_option.name(), OptionsText(if_option.options()), text);
+  for (const auto& override : instance.overrides()) {
+    AddLine("override", override.name(), SettingsText(override.settings()), text);
   }
   return text;
 }

@@ -1,7 +1,7 @@
-// How the command prints what the DHCP manager told it.
+// How the command prints the relay table and the status of the DHCP manager.
 
-#ifndef CTL_RENDER_H_
-#define CTL_RENDER_H_
+#ifndef CTL_RENDER_TABLE_H_
+#define CTL_RENDER_TABLE_H_
 
 #include <string>
 #include <vector>
@@ -21,4 +21,4 @@ std::string StatusAsText(const dhcp_relay::control::Status& status);
 
 }  // namespace relayctl
 
-#endif  // CTL_RENDER_H_
+#endif  // CTL_RENDER_TABLE_H_
