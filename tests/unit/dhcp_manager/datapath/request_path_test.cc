@@ -199,12 +199,15 @@ TEST_F(RequestPathTest, WithoutASocketOfTheVrfSendingFails) {
 
 TEST_F(RequestPathTest, ARequestThatOneServerGetsIsRelayed) {
   configuration_.AddServer("r1", "10.0.0.2");
-  server_socket_.refused = {0};
+  // Of the first request the copy for the first server, of the second that for the second.
+  server_socket_.refused = {0, 3};
+  Write(BroadcastRequest());
   Write(BroadcastRequest());
   Relay();
-  EXPECT_EQ(Count(RequestOutcome::kRelayed), 1U);
+  EXPECT_EQ(Count(RequestOutcome::kRelayed), 2U);
   EXPECT_EQ(Server("10.0.0.1").failed, 1U);
-  EXPECT_EQ(Server("10.0.0.1").sent, 0U);
+  EXPECT_EQ(Server("10.0.0.1").sent, 1U);
+  EXPECT_EQ(Server("10.0.0.2").failed, 1U);
   EXPECT_EQ(Server("10.0.0.2").sent, 1U);
 }
 
