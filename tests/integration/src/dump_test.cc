@@ -130,8 +130,8 @@ TEST_F(DumpTest, WaitingForAModelIsServedOnceItIsThere) {
   StartDaemon();
   EXPECT_THAT(Dump(), IsEmpty());
 
-  // The models come with a configuration: the startup datastore is filled before the daemon can see
-  // it.
+  // The models come with a configuration:
+  // the startup datastore is filled before the daemon can see it.
   repository_.InstallModelsWithConfiguration(R"({ "vx-config:config": { "vx-dhcp-relay:dhcp": {
       "relay": [ { "name": "r1" }, { "name": "r2" } ] } } })");
   ASSERT_TRUE(RunUntilConnected());
