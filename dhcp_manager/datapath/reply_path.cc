@@ -12,7 +12,6 @@
 namespace dhcp_manager {
 namespace {
 
-namespace control = dhcp_relay::control;
 
 // So the outbox is never full within a batch.
 static_assert(kBatch <= Outbox::kCapacity);

@@ -8,7 +8,6 @@
 namespace dhcp_manager {
 namespace {
 
-namespace control = dhcp_relay::control;
 
 // The payload of a datagram that every Ethernet carries unfragmented (RFC 894): our option is not
 // added beyond it.

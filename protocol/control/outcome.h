@@ -50,7 +50,7 @@ enum class ReplyOutcome : std::uint8_t { DHCP_RELAY_REPLY_OUTCOMES(DHCP_RELAY_EN
 enum class UnmatchedOutcome : std::uint8_t { DHCP_RELAY_UNMATCHED_OUTCOMES(DHCP_RELAY_ENUMERATOR) };
 #undef DHCP_RELAY_ENUMERATOR
 
-#define DHCP_RELAY_COUNT(name) +1
+#define DHCP_RELAY_COUNT(name) +1  // NOLINT(bugprone-macro-parentheses): a term of a sum
 inline constexpr std::size_t kRequestOutcomes = 0 DHCP_RELAY_REQUEST_OUTCOMES(DHCP_RELAY_COUNT);
 inline constexpr std::size_t kReplyOutcomes = 0 DHCP_RELAY_REPLY_OUTCOMES(DHCP_RELAY_COUNT);
 inline constexpr std::size_t kUnmatchedOutcomes = 0 DHCP_RELAY_UNMATCHED_OUTCOMES(DHCP_RELAY_COUNT);

@@ -13,7 +13,6 @@ namespace {
 using base::MacAddress;
 using dhcp_manager::GiaddrOf;
 using dhcp_manager::MakeRelayAgentInformation;
-using dhcp_manager::MessageBuffer;
 using dhcp_manager::ReplyTarget;
 using dhcp_manager::TargetOf;
 using Bytes = std::vector<std::uint8_t>;

@@ -18,7 +18,6 @@ namespace wire = dhcp_relay::wire;
 using dhcp_manager::Forwarding;
 using dhcp_manager::InterfaceState;
 using dhcp_manager::kDefaultVrf;
-using dhcp_manager::Link;
 using dhcp_manager::Links;
 using dhcp_manager::RelayInterface;
 using dhcp_manager::RelayTable;
