@@ -12,7 +12,6 @@
 namespace dhcp_manager {
 namespace {
 
-
 // So the outbox is never full within a batch.
 static_assert(kBatch <= Outbox::kCapacity);
 static_assert(kHeadersSize <= Inbox::kHeadroom);

@@ -8,7 +8,6 @@
 namespace dhcp_manager {
 namespace {
 
-
 // The payload of a datagram that every Ethernet carries unfragmented (RFC 894): our option is not
 // added beyond it.
 constexpr std::size_t kMaxMessageSize = 1472;
