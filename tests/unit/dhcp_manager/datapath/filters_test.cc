@@ -151,8 +151,9 @@ TEST(ClientPacketsTest, APacketWithoutAMessageIsDropped) {
 
 TEST(ClientPacketsTest, WhatIsForAnotherStationIsDropped) {
   const Bytes packet = Request();
-  for (const std::uint32_t type : {PACKET_HOST, PACKET_BROADCAST, PACKET_MULTICAST}) {
-    EXPECT_GE(Evaluator(packet, type).Run(filter::kClientPackets), packet.size()) << type;
+  for (const int type : {PACKET_HOST, PACKET_BROADCAST, PACKET_MULTICAST}) {
+    const auto packet_type = static_cast<std::uint32_t>(type);
+    EXPECT_GE(Evaluator(packet, packet_type).Run(filter::kClientPackets), packet.size()) << type;
   }
   EXPECT_EQ(Evaluator(packet, PACKET_OTHERHOST).Run(filter::kClientPackets), 0U);
 }
