@@ -1,13 +1,15 @@
-"""docs/architecture.md says what the sources are: which room includes which, and every unit."""
+"""docs/architecture.md says what the sources are: which room may use which, and every unit."""
 
+import importlib.machinery
+import importlib.util
 import re
+import sys
 import unittest
 
 from documentation import CODE, ROOT, files
 
 PAGE = (ROOT / "docs" / "architecture.md").read_text()
 TOPS = ("src", "platform", "protocol", "base", "dhcp_manager", "state", "ctl", "yang")
-INCLUDE = re.compile(r'^#include (?:"([^"]+)"|<([^>]+)>)', re.MULTILINE)
 
 
 def section(title):
@@ -29,49 +31,24 @@ def sources():
     return [path for path in files() if path.parts[0] in TOPS and path.suffix in (".h", ".cc")]
 
 
-def public_headers():
-    """The platform's public headers, as they are included, with their files."""
-    return {"/".join(path.parts[3:]): path
-            for path in sources() if path.parts[0] == "platform" and path.parts[2] == "include"}
+def permitted():
+    """The table of scripts/check-layers: the rooms of the product, and which each may include."""
+    scripts = ROOT / "scripts"
+    loader = importlib.machinery.SourceFileLoader("check_layers", str(scripts / "check-layers"))
+    module = importlib.util.module_from_spec(importlib.util.spec_from_loader("check_layers", loader))
+    sys.path.insert(0, str(scripts))
+    loader.exec_module(module)
+    return {room: set(uses.split()) for room, uses in module.ROOMS.items()
+            if not room.startswith(("tests", "bench"))}
 
 
 class Rooms(unittest.TestCase):
-    def setUp(self):
+    def test_use_what_the_check_of_layers_permits(self):
         table = rows(section("### Which room may use which"))
-        self.uses = {room: set(CODE.findall(row[1])) for row in table for room in CODE.findall(row[0])}
-        self.assertGreater(len(self.uses), 10)
-
-    def room_of(self, path):
-        """The longest room whose name the path begins with."""
-        named = [room for room in self.uses if re.match(rf"{re.escape(room)}[./]", str(path))]
-        return max(named, key=len, default=None)
-
-    def includes(self):
-        public = public_headers()
-        for source in sources():
-            for ours, other in INCLUDE.findall((ROOT / source).read_text()):
-                if ours:
-                    yield source, ours
-                elif other in public:
-                    yield source, public[other]
-                elif other.startswith("vx/"):
-                    yield source, "yang/" + other
-
-    def test_hold_every_source(self):
-        self.assertEqual([str(path) for path in sources() if self.room_of(path) is None], [])
-
-    def test_use_no_others_than_the_page_says(self):
-        surplus = {f"{source}: {included}" for source, included in self.includes()
-                   if self.room_of(included) != self.room_of(source)
-                   and self.room_of(included) not in self.uses[self.room_of(source)]}
-        self.assertEqual(sorted(surplus), [])
-
-    def test_form_no_circle(self):
-        left = dict(self.uses)
-        while lowest := [room for room, used in left.items() if not used & left.keys()]:
-            for room in lowest:
-                del left[room]
-        self.assertEqual(sorted(left), [])
+        page = {room: set(CODE.findall(row[1])) for row in table for room in CODE.findall(row[0])}
+        rooms = permitted()
+        self.assertGreater(len(rooms), 10)
+        self.assertEqual(page, rooms)
 
 
 class Units(unittest.TestCase):
