@@ -4,7 +4,6 @@
 
 #include <utility>
 
-#include "base/service/log.h"
 #include "protocol/control/control.pb.h"
 #include "protocol/control/socket_name.h"
 
@@ -26,7 +25,7 @@ ControlServer::ControlServer(vxmw_t* mw, const std::filesystem::path& directory,
 
 void ControlServer::Accept(base::Descriptor socket) {
   if (clients_.size() >= kMaxClients) {
-    base::LogError("refused an operator's command: too many at once");
+    refusals_.Error("refused an operator's command: too many at once");
     return;
   }
   const int fd = socket.get();
@@ -45,7 +44,7 @@ void ControlServer::OnEvents(ClientIterator client, std::uint32_t events) {
     if ((events & EPOLLOUT) != 0) keep = Flush(*client);
     if (keep && (events & ~static_cast<std::uint32_t>(EPOLLOUT)) != 0) keep = Receive(*client);
   } catch (const base::ConnectionError& error) {
-    base::LogError(std::string("an operator's command is refused: ") + error.what());
+    refusals_.Error(std::string("refused an operator's command: ") + error.what());
     keep = false;
   }
   if (!keep) clients_.erase(client);

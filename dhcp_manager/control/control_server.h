@@ -4,6 +4,7 @@
 #ifndef DHCP_MANAGER_CONTROL_CONTROL_SERVER_H_
 #define DHCP_MANAGER_CONTROL_CONTROL_SERVER_H_
 
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <filesystem>
@@ -15,12 +16,18 @@
 
 #include "base/descriptor.h"
 #include "base/packet_socket.h"
+#include "base/service/log.h"
 #include "dhcp_manager/control/control_session.h"
 #include "dhcp_manager/control/listener.h"
 #include "dhcp_manager/table/relay_state.h"
 #include "dhcp_manager/table/resync.h"
 
 namespace dhcp_manager {
+
+// Anybody may have a command refused, so that the log of it is limited: so many lines at once, and
+// one an interval after that.
+inline constexpr double kLoggedRefusals = 10;
+inline constexpr std::chrono::seconds kRefusalInterval{10};
 
 class ControlServer {
  public:
@@ -50,6 +57,7 @@ class ControlServer {
   RelayState& relay_;
   base::PacketReader reader_;
   std::list<Client> clients_;
+  base::LimitedLog refusals_{kLoggedRefusals, kRefusalInterval};
   Listener listener_;
 };
 

@@ -2,6 +2,7 @@
 
 import os
 import signal
+import socket
 import unittest
 
 from processes import LIMIT
@@ -29,6 +30,20 @@ class Manager(Programs, unittest.TestCase):
         first.kill()
         first.wait()
         self.start_and_wait()
+
+    def test_logs_only_some_of_the_commands_that_it_refuses(self):
+        process = self.start_and_wait()
+        refused = 200
+        for _ in range(refused):
+            with socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET) as connection:
+                connection.settimeout(LIMIT)
+                connection.connect(str(self.directory / "run" / "ctl.sock"))
+                connection.send(b"no message")
+                self.assertEqual(connection.recv(1), b"")
+        process.terminate()
+        lines = [line for line in process.communicate(timeout=LIMIT)[1].splitlines() if "refused" in line]
+        self.assertGreater(len(lines), 0)
+        self.assertLess(len(lines), refused / 5)
 
     def test_tells_why_it_cannot_start(self):
         for arguments, message in (
