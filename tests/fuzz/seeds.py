@@ -191,5 +191,5 @@ def write(target, inputs):
 
 
 write("packet", packets())
-write("frame", frames())
+write("headers", frames())
 write("wire", ((name, packed(session)) for name, session in sessions()))

@@ -1,4 +1,4 @@
-#include "tests/fuzz/relay_model.h"
+#include "tests/fuzz/dhcp_manager/packet/relay_model.h"
 
 #include <algorithm>
 #include <optional>

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "dhcp_manager/packet/relay_packet.h"
-#include "tests/fuzz/relay_model.h"
+#include "tests/fuzz/dhcp_manager/packet/relay_model.h"
 #include "tests/fuzz/require.h"
 
 namespace {

@@ -1,8 +1,8 @@
 // The packet rules once more, put plainly: a message is taken apart into pieces of its own, the
 // pieces are chosen, and put together again. What the relay does in place must come to the same.
 
-#ifndef TESTS_FUZZ_RELAY_MODEL_H_
-#define TESTS_FUZZ_RELAY_MODEL_H_
+#ifndef TESTS_FUZZ_DHCP_MANAGER_PACKET_RELAY_MODEL_H_
+#define TESTS_FUZZ_DHCP_MANAGER_PACKET_RELAY_MODEL_H_
 
 #include <cstddef>
 #include <cstdint>
@@ -36,4 +36,4 @@ Bytes OptionsWithoutRelayAgent(const Bytes& message);
 
 }  // namespace fuzz
 
-#endif  // TESTS_FUZZ_RELAY_MODEL_H_
+#endif  // TESTS_FUZZ_DHCP_MANAGER_PACKET_RELAY_MODEL_H_
