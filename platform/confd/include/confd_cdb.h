@@ -13,7 +13,7 @@
 #ifndef CONFD_CDB_H_
 #define CONFD_CDB_H_
 
-#include "platform/confd/include/confd_lib.h"
+#include <confd_lib.h>
 
 #ifdef __cplusplus
 extern "C" {

@@ -14,7 +14,7 @@
 namespace confd {
 namespace {
 
-// Runs `read` (bool(Reader&), or int(Reader&) for a count) on the place that the path names.
+// Runs `read` (bool(Reader&), or int(Reader&) for a count) on the node that the path names.
 template <typename Read>
 int Query(int sock, const char* fmt, va_list args, Read read) noexcept {
   return Guarded([&] {

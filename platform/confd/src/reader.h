@@ -1,4 +1,4 @@
-// One call of the reading interface: what it asks of the place its path names.
+// One call of the reading interface: a path, and what is read of the node that it names.
 
 #ifndef PLATFORM_CONFD_SRC_READER_H_
 #define PLATFORM_CONFD_SRC_READER_H_
@@ -18,9 +18,9 @@ class Reader {
  public:
   Reader(Snapshot& snapshot, std::string_view path);
 
-  bool Resolve() { return confd::Resolve(store_, path_, &place_); }
+  bool Resolve() { return confd::Resolve(index_, path_, &resolved_); }
 
-  bool exists() const { return place_.exists; }
+  bool exists() const { return resolved_.exists; }
 
   // A leaf's value or default, a leaf-list's values. The caller releases `*value`.
   bool ReadValue(confd_value_t* value);
@@ -51,9 +51,9 @@ class Reader {
   bool RequireRange(std::size_t first, std::size_t entries);
   bool RefuseValueOf(const lysc_node* leaf) const;
 
-  Store& store_;
+  SnapshotIndex& index_;
   std::string_view path_;
-  Place place_;
+  ResolvedNode resolved_;
 };
 
 }  // namespace confd

@@ -1,4 +1,4 @@
-// What a snapshot holds: the data and the look-up tables that reading it builds up.
+// The data of a snapshot and the look-up tables that reading it builds up.
 
 #ifndef PLATFORM_CONFD_SRC_SNAPSHOT_INDEX_H_
 #define PLATFORM_CONFD_SRC_SNAPSHOT_INDEX_H_
@@ -16,9 +16,9 @@
 
 namespace confd {
 
-class Store {
+class SnapshotIndex {
  public:
-  Store(std::shared_ptr<const ly_ctx> context, std::shared_ptr<const lyd_node> tree);
+  SnapshotIndex(std::shared_ptr<const ly_ctx> context, std::shared_ptr<const lyd_node> tree);
 
   const ly_ctx* context() const { return context_.get(); }
   const lyd_node* tree() const { return tree_.get(); }
@@ -48,10 +48,6 @@ class Store {
   std::unordered_map<const lysc_node*, const lyd_node*> top_nodes_;
   std::unordered_map<const lysc_node*, ObjectLayout> layouts_;
   std::vector<confd_value_t> batch_storage_;
-};
-
-struct Snapshot::Impl {
-  Store store;
 };
 
 }  // namespace confd

@@ -17,6 +17,8 @@ struct lysc_node;
 
 namespace confd {
 
+class SnapshotIndex;
+
 // One consistent, immutable copy of a datastore, with the look-up tables that reading it builds up.
 // Sessions may share one.
 class Snapshot {
@@ -30,8 +32,7 @@ class Snapshot {
 
  private:
   friend class Reader;
-  struct Impl;
-  std::unique_ptr<Impl> impl_;
+  std::unique_ptr<SnapshotIndex> index_;
 };
 
 // Opens a read session and returns its socket, a small number of 0 or more that is free again after

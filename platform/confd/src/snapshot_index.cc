@@ -1,9 +1,9 @@
+#include "platform/confd/src/snapshot_index.h"
+
 #include <libyang/libyang.h>
 
 #include <cstddef>
 #include <utility>
-
-#include "platform/confd/src/snapshot_index.h"
 
 namespace confd {
 namespace {
@@ -12,10 +12,11 @@ constexpr std::size_t kFewSiblings = 8;  // nodes that are faster walked than ha
 
 }  // namespace
 
-Store::Store(std::shared_ptr<const ly_ctx> context, std::shared_ptr<const lyd_node> tree)
+SnapshotIndex::SnapshotIndex(std::shared_ptr<const ly_ctx> context,
+                             std::shared_ptr<const lyd_node> tree)
     : context_(std::move(context)), tree_(std::move(tree)), schema_(context_.get()) {}
 
-const lyd_node* Store::FindFirst(const lyd_node* sibling, const lysc_node* schema) {
+const lyd_node* SnapshotIndex::FindFirst(const lyd_node* sibling, const lysc_node* schema) {
   const lyd_node* node = sibling;
   for (std::size_t i = 0; node != nullptr && i < kFewSiblings; ++i, node = node->next) {
     if (node->schema == schema) return node;
@@ -28,7 +29,7 @@ const lyd_node* Store::FindFirst(const lyd_node* sibling, const lysc_node* schem
 }
 
 // Top-level siblings are the only ones for which the tree has no hash table.
-const lyd_node* Store::FindTop(const lysc_node* schema) {
+const lyd_node* SnapshotIndex::FindTop(const lysc_node* schema) {
   if (top_nodes_.empty()) {
     const lysc_node* last = nullptr;
     for (const lyd_node* node = tree_.get(); node != nullptr; node = node->next) {
@@ -40,14 +41,14 @@ const lyd_node* Store::FindTop(const lysc_node* schema) {
   return found != top_nodes_.end() ? found->second : nullptr;
 }
 
-const ObjectLayout& Store::LayoutOf(const lysc_node* object) {
+const ObjectLayout& SnapshotIndex::LayoutOf(const lysc_node* object) {
   const auto known = layouts_.find(object);
   if (known != layouts_.end()) return known->second;
   return layouts_.emplace(object, MakeObjectLayout(object)).first->second;
 }
 
 Snapshot::Snapshot(std::shared_ptr<const ly_ctx> context, std::shared_ptr<const lyd_node> tree)
-    : impl_(new Impl{Store(std::move(context), std::move(tree))}) {}
+    : index_(std::make_unique<SnapshotIndex>(std::move(context), std::move(tree))) {}
 
 Snapshot::~Snapshot() = default;
 
