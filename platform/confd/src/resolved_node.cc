@@ -149,8 +149,8 @@ ResolvedNode ChildOf(SnapshotIndex& index, const ResolvedNode& parent, const lys
                      bool implicit) {
   ResolvedNode child;
   child.schema = schema;
-  const lyd_node* first = parent.schema == nullptr ? index.tree() : lyd_child(parent.node);
-  child.node = index.FindFirst(first, schema);
+  child.node = parent.schema == nullptr ? index.FindTop(schema)
+                                        : SnapshotIndex::FindFirst(lyd_child(parent.node), schema);
   child.exists = child.node != nullptr || (parent.exists && implicit);
   child.whole_list = (schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0;
   return child;

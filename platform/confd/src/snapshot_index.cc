@@ -13,8 +13,11 @@ constexpr std::size_t kFewSiblings = 8;  // nodes that are faster walked than ha
 }  // namespace
 
 SnapshotIndex::SnapshotIndex(std::shared_ptr<const ly_ctx> context,
-                             std::shared_ptr<const lyd_node> tree)
-    : context_(std::move(context)), tree_(std::move(tree)), schema_(context_.get()) {}
+                             std::shared_ptr<const lyd_node> tree, ModuleLoader load)
+    : context_(std::move(context)),
+      tree_(std::move(tree)),
+      load_(std::move(load)),
+      schema_(context_.get()) {}
 
 const lyd_node* SnapshotIndex::FindFirst(const lyd_node* sibling, const lysc_node* schema) {
   const lyd_node* node = sibling;
@@ -22,7 +25,6 @@ const lyd_node* SnapshotIndex::FindFirst(const lyd_node* sibling, const lysc_nod
     if (node->schema == schema) return node;
   }
   if (node == nullptr) return nullptr;
-  if (lyd_parent(sibling) == nullptr) return FindTop(schema);
   lyd_node* match = nullptr;
   lyd_find_sibling_val(sibling, schema, nullptr, 0, &match);
   return match;
@@ -30,13 +32,23 @@ const lyd_node* SnapshotIndex::FindFirst(const lyd_node* sibling, const lysc_nod
 
 // Top-level siblings are the only ones for which the tree has no hash table.
 const lyd_node* SnapshotIndex::FindTop(const lysc_node* schema) {
-  if (top_nodes_.empty()) {
-    const lysc_node* last = nullptr;
-    for (const lyd_node* node = tree_.get(); node != nullptr; node = node->next) {
-      if (node->schema != last) top_nodes_.try_emplace(node->schema, node);
-      last = node->schema;
-    }
+  if (top_nodes_.empty()) AddTopNodes(tree_.get());
+  const auto found = top_nodes_.find(schema);
+  return found != top_nodes_.end() ? found->second : Load(schema);
+}
+
+void SnapshotIndex::AddTopNodes(const lyd_node* first) {
+  const lysc_node* last = nullptr;
+  for (const lyd_node* node = first; node != nullptr; node = node->next) {
+    if (node->schema != last) top_nodes_.try_emplace(node->schema, node);
+    last = node->schema;
   }
+}
+
+const lyd_node* SnapshotIndex::Load(const lysc_node* schema) {
+  if (!load_ || loaded_.contains(schema->module)) return nullptr;
+  const auto& tree = loaded_.emplace(schema->module, load_(schema->module)).first->second;
+  AddTopNodes(tree.get());
   const auto found = top_nodes_.find(schema);
   return found != top_nodes_.end() ? found->second : nullptr;
 }
@@ -47,8 +59,10 @@ const ObjectLayout& SnapshotIndex::LayoutOf(const lysc_node* object) {
   return layouts_.emplace(object, MakeObjectLayout(object)).first->second;
 }
 
-Snapshot::Snapshot(std::shared_ptr<const ly_ctx> context, std::shared_ptr<const lyd_node> tree)
-    : index_(std::make_unique<SnapshotIndex>(std::move(context), std::move(tree))) {}
+Snapshot::Snapshot(std::shared_ptr<const ly_ctx> context, std::shared_ptr<const lyd_node> tree,
+                   ModuleLoader load)
+    : index_(
+          std::make_unique<SnapshotIndex>(std::move(context), std::move(tree), std::move(load))) {}
 
 Snapshot::~Snapshot() = default;
 

@@ -1,0 +1,32 @@
+// The adapter's log lines, in the category that its owner chose.
+
+#ifndef PLATFORM_VXCONFD_SRC_LOG_H_
+#define PLATFORM_VXCONFD_SRC_LOG_H_
+
+#include <source_location>
+#include <string>
+
+#include <vxmw/vxmw.h>
+
+namespace vxconfd {
+
+// Every line begins with the application's name. Without a category nothing is written.
+class Log {
+ public:
+  Log(zlog_category_t* category, std::string application);
+
+  void Error(const std::string& text,
+             const std::source_location& where = std::source_location::current()) const;
+  void Trace(const std::string& text,
+             const std::source_location& where = std::source_location::current()) const;
+
+ private:
+  void Write(int level, const std::string& text, const std::source_location& where) const;
+
+  zlog_category_t* category_;
+  std::string application_;
+};
+
+}  // namespace vxconfd
+
+#endif  // PLATFORM_VXCONFD_SRC_LOG_H_
