@@ -3,9 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <functional>
-#include <future>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -120,11 +118,7 @@ class ChangeWalkTest : public ::testing::Test {
     adapter.AddConfigHandler(&handler_);
     adapter.Init(0);
     handler_.lines.clear();
-    // Elsewhere, because a commit waits until the loop has served it.
-    const auto edit = std::async(std::launch::async, [&] { repository_.Edit(json); });
-    EXPECT_TRUE(tests::RunUntil(mw_, [&edit] {
-      return edit.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
-    }));
+    EXPECT_TRUE(tests::ServeWhile(mw_, [&] { repository_.Edit(json); }));
     return handler_.lines;
   }
 

@@ -4,9 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <functional>
-#include <future>
 #include <memory>
 #include <optional>
 #include <random>
@@ -140,12 +138,9 @@ class MirrorTest : public ::testing::Test {
   }
 
   void Commit(const std::function<void(tests::Committer&)>& edit) {
-    const auto done = std::async(std::launch::async, [&] {
+    EXPECT_TRUE(tests::ServeWhile(mw_, [&] {
       edit(*committer_);
       committer_->Commit();
-    });
-    EXPECT_TRUE(tests::RunUntil(mw_, [&done] {
-      return done.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
     }));
   }
 

@@ -89,6 +89,13 @@ class MissedCommitsTest : public ::testing::Test {
     committer_->Commit(kImpatient);
   }
 
+  void Commit(int interface, int vlan) {
+    EXPECT_TRUE(tests::ServeWhile(mw_.get(), [&] {
+      committer_->Set(Vlan(interface), std::to_string(vlan));
+      committer_->Commit();
+    }));
+  }
+
   bool RunUntilHeard(std::size_t lines) {
     return tests::RunUntil(mw_.get(), [&] { return handler_.lines.size() >= lines; });
   }
@@ -157,12 +164,7 @@ TEST_F(MissedCommitsTest, ACommitThatWaitsBehindAMissedOneIsDeliveredWithIt) {
 TEST_F(MissedCommitsTest, OrdinaryCommitsRaiseNoFault) {
   RunFor(milliseconds(500));
   for (int vlan = 1; vlan <= 3; ++vlan) {
-    std::thread commit([&] {
-      committer_->Set(Vlan(1), std::to_string(vlan));
-      committer_->Commit();
-    });
-    EXPECT_TRUE(RunUntilHeard(static_cast<std::size_t>(vlan)));
-    commit.join();
+    Commit(1, vlan);
   }
   RunFor(milliseconds(2500));
   EXPECT_THAT(handler_.lines, ElementsAre("1=1", "1=2", "1=3"));
@@ -219,12 +221,8 @@ TEST_F(MissedCommitsTest, ACommitWhoseCommitterWasKilledBeforeItToldIsDelivered)
 TEST_F(MissedCommitsTest, ACommitThatFollowsDoesNotHideOneThatWasNotTold) {
   RunFor(milliseconds(500));
   CommitAndKill(repository_.directory());
-  std::thread commit([this] {
-    committer_->Set(Vlan(2), "20");
-    committer_->Commit();
-  });
+  Commit(2, 20);
   EXPECT_TRUE(RunUntilHeard(2));
-  commit.join();
   EXPECT_THAT(handler_.lines, UnorderedElementsAre("1=10", "2=20"));
 }
 

@@ -3,8 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <future>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -76,10 +74,7 @@ class VxconfdTest : public ::testing::Test {
 
   // Makes a commit, and serves the loop until it has returned.
   void Commit(const std::string& json) {
-    const auto edit = std::async(std::launch::async, [&] { repository_.Edit(json); });
-    EXPECT_TRUE(tests::RunUntil(mw_, [&edit] {
-      return edit.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
-    }));
+    EXPECT_TRUE(tests::ServeWhile(mw_, [&] { repository_.Edit(json); }));
   }
 
   int CountRelays() {
