@@ -47,7 +47,7 @@ class RandomEdits {
   explicit RandomEdits(unsigned seed) : random_(seed) {}
 
   void Make(tests::Committer& committer) {
-    deleted_.clear();
+    edited_.clear();
     for (int i = Number(1, 6); i > 0; --i) MakeOne(committer);
   }
 
@@ -92,18 +92,17 @@ class RandomEdits {
     SetOrDelete(committer, path, "");
   }
 
-  // Nothing is set below what the same commit deletes: the datastore would refuse the edit.
+  // The datastore refuses a commit that edits one part of the tree twice.
   void SetOrDelete(tests::Committer& committer, const std::string& path, const std::string& value) {
-    for (const std::string& deleted : deleted_) {
-      if (path.starts_with(deleted)) return;
+    for (const std::string& edited : edited_) {
+      if (path.starts_with(edited) || edited.starts_with(path)) return;
     }
-    if (Number(0, 2) > 0) return committer.Set(path, value);
-    deleted_.insert(path);
-    committer.Delete(path);
+    edited_.insert(path);
+    Number(0, 2) > 0 ? committer.Set(path, value) : committer.Delete(path);
   }
 
   std::mt19937 random_;
-  std::set<std::string> deleted_;
+  std::set<std::string> edited_;
 };
 
 class MirrorTest : public ::testing::Test {
