@@ -6,10 +6,22 @@
 #include <string>
 
 #include "platform/confd/src/error.h"
+#include "platform/confd/src/list_members.h"
 
 namespace confd {
 
 Reader::Reader(Snapshot& snapshot, std::string_view path) : index_(*snapshot.index_), path_(path) {}
+
+bool Reader::FindOut(bool* exists) {
+  if (const auto known = index_.members().Find(path_)) {
+    *exists = *known;
+    return true;
+  }
+  if (!Resolve()) return false;
+  *exists = resolved_.exists;
+  index_.members().Add(index_, path_);
+  return true;
+}
 
 bool Reader::Refuse(int code, std::string_view what) const {
   Fail(code, path_, what);
@@ -104,16 +116,25 @@ bool Reader::RequireRange(std::size_t first, std::size_t entries) {
 bool Reader::ReadObjects(confd_value_t* values, std::size_t n, std::size_t first,
                          std::size_t entries, std::size_t* count) {
   if (!RequireList() || !RequireRange(first, entries)) return false;
+  *count = index_.LayoutOf(resolved_.schema).size();
+  const BatchKey key = {resolved_.node, n, first, entries};
+  if (index_.recent_batch().Find(key, values)) return true;
   ValueBatch batch(index_.batch_storage(), n * entries);
+  if (const lysc_node* leaf = FillEntries(n, first, entries, batch.data())) {
+    return RefuseValueOf(leaf);
+  }
+  index_.recent_batch().Add(key, {batch.data(), n * entries});
+  batch.MoveTo(values);
+  return true;
+}
+
+const lysc_node* Reader::FillEntries(std::size_t n, std::size_t first, std::size_t entries,
+                                     confd_value_t* values) {
   ResolvedNode entry = {resolved_.schema, index_.lists().At(resolved_.node, first), true, false};
   for (std::size_t i = 0; i < entries; ++i, entry.node = NextEntry(entry.node)) {
-    if (const lysc_node* leaf = FillObject(index_, entry, n, batch.data() + i * n)) {
-      return RefuseValueOf(leaf);
-    }
+    if (const lysc_node* leaf = FillObject(index_, entry, n, values + i * n)) return leaf;
   }
-  batch.MoveTo(values);
-  *count = index_.LayoutOf(resolved_.schema).size();
-  return true;
+  return nullptr;
 }
 
 }  // namespace confd

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <utility>
 
+#include "platform/confd/src/list_members.h"
+
 namespace confd {
 namespace {
 
@@ -17,7 +19,10 @@ SnapshotIndex::SnapshotIndex(std::shared_ptr<const ly_ctx> context,
     : context_(std::move(context)),
       tree_(std::move(tree)),
       load_(std::move(load)),
-      schema_(context_.get()) {}
+      schema_(context_.get()),
+      members_(std::make_unique<ListMembers>()) {}
+
+SnapshotIndex::~SnapshotIndex() = default;
 
 const lyd_node* SnapshotIndex::FindFirst(const lyd_node* sibling, const lysc_node* schema) {
   const lyd_node* node = sibling;

@@ -16,17 +16,24 @@
 
 namespace confd {
 
+class ListMembers;
+
 class SnapshotIndex {
  public:
   SnapshotIndex(std::shared_ptr<const ly_ctx> context, std::shared_ptr<const lyd_node> tree,
                 ModuleLoader load);
+  ~SnapshotIndex();
+  SnapshotIndex(const SnapshotIndex&) = delete;
+  SnapshotIndex& operator=(const SnapshotIndex&) = delete;
 
   const ly_ctx* context() const { return context_.get(); }
   SchemaIndex& schema() { return schema_; }
   ListIndexes& lists() { return lists_; }
   RecentEntries& recent() { return recent_; }
   RecentList& recent_list() { return recent_list_; }
+  ListMembers& members() { return *members_; }
   std::vector<confd_value_t>& batch_storage() { return batch_storage_; }
+  RecentBatch& recent_batch() { return recent_batch_; }
 
   // The first node of this schema at the top of the data; null when there is none. Throws what the
   // loader throws.
@@ -52,9 +59,11 @@ class SnapshotIndex {
   ListIndexes lists_;
   RecentEntries recent_;
   RecentList recent_list_;
+  std::unique_ptr<ListMembers> members_;
   std::unordered_map<const lysc_node*, const lyd_node*> top_nodes_;
   std::unordered_map<const lysc_node*, ObjectLayout> layouts_;
   std::vector<confd_value_t> batch_storage_;
+  RecentBatch recent_batch_;
 };
 
 }  // namespace confd
