@@ -53,7 +53,7 @@ void CommitTracker::Subscribe(const WatchedPaths& watched) {
                             }});
   missed_ = mirror_.has_value();
   mirror_.emplace(missed_ ? CarryOver(context) : datastore_->ReadRunning(modules_, context));
-  comparing_ = true;
+  unverified_ = true;
 }
 
 void CommitTracker::Disconnect() {
@@ -111,9 +111,10 @@ void CommitTracker::Adopt(const Fresh& fresh) {
   timer_.Arm(kAnnouncementDelay);
   seen_ = fresh.modified;
   suspected_ = false;
+  const bool missed = std::exchange(missed_, false);
   const lyd_node* const difference = fresh.difference->first();
   if (difference == nullptr) return;
-  if (std::exchange(missed_, false)) ReportMissed(difference);
+  if (missed) ReportMissed(difference);
   mirror_->Replace(fresh.data);
   Deliver(difference);
 }

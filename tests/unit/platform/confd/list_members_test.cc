@@ -85,6 +85,16 @@ TEST_F(ConfdListMembers, AnswersOtherPathsOfTheListAsBefore) {
   EXPECT_EQ(Exists("/last/crate{c5}/inside/bottle{b5}/label"), 1);
 }
 
+TEST_F(ConfdListMembers, AnswersOtherPathsAfterAnyNumberOfSearches) {
+  for (int searches = 1; searches < 10; ++searches) {
+    confd::CloseSession(sock_);
+    Open(Crates());
+    for (int i = 0; i < searches; ++i) Exists(Path("c" + std::to_string(i), "b5"));
+    EXPECT_EQ(Exists("/last/crate{c5}"), 1) << searches;
+    EXPECT_EQ(Exists(Path("c5", "b5")), 1) << searches;
+  }
+}
+
 TEST_F(ConfdListMembers, RefusesWrongPathsOfTheListAsBefore) {
   Holders("b5");
   EXPECT_EQ(Exists("/last/crate{c5}x}/inside/bottle{b5}"), CONFD_ERR);
