@@ -53,7 +53,7 @@ void CommitTracker::Subscribe(const WatchedPaths& watched) {
                             }});
   missed_ = mirror_.has_value();
   mirror_.emplace(missed_ ? CarryOver(context) : datastore_->ReadRunning(modules_, context));
-  unverified_ = true;
+  seen_.clear();
 }
 
 void CommitTracker::Disconnect() {
@@ -62,7 +62,7 @@ void CommitTracker::Disconnect() {
   shared_.reset();
   datastore_.reset();
   failure_.clear();
-  comparing_ = missed_ = unverified_ = suspected_ = false;
+  comparing_ = missed_ = suspected_ = false;
 }
 
 void CommitTracker::DeliverMissed() {
@@ -85,7 +85,6 @@ void CommitTracker::OnCommit(const lyd_node* diff) {
 bool CommitTracker::ApplyAndDeliver(const lyd_node* diff) {
   const DataTreePtr changes = CopyData(mirror_->context(), diff);
   if (!changes || !mirror_->Apply(*changes)) return false;
-  unverified_ = true;
   Deliver(changes->first());
   return true;
 }
@@ -167,8 +166,9 @@ std::string CommitTracker::LossReason() const {
 bool CommitTracker::NeedsComparison() {
   if (!subscription_ || subscription_->HasWaiting()) return false;
   if (comparing_ || missed_) return true;
-  if (unverified_ && steady_clock::now() >= next_verification_) return true;
-  return !unverified_ && datastore_->LastModified(modules_) != seen_;
+  // Commits that were delivered make a difference here, too: one of them may hide one that was not
+  // announced.
+  return steady_clock::now() >= next_verification_ && datastore_->LastModified(modules_) != seen_;
 }
 
 void CommitTracker::Verify() {
@@ -177,7 +177,7 @@ void CommitTracker::Verify() {
   next_verification_ = start + kVerificationShare * (steady_clock::now() - start);
   if (fresh.difference->first() == nullptr) {
     seen_ = fresh.modified;
-    comparing_ = missed_ = unverified_ = suspected_ = false;
+    comparing_ = missed_ = suspected_ = false;
     return;
   }
   if (subscription_->HasWaiting()) return;

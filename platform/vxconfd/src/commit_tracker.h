@@ -92,13 +92,12 @@ class CommitTracker {
   std::uint32_t models_id_ = 0;
   std::unique_ptr<Subscription> subscription_;
 
-  bool comparing_ = false;   // events only make the tracker compare
-  bool missed_ = false;      // there was a sign that the next difference is more than a commit
-  bool unverified_ = false;  // commits were delivered since the last comparison
-  bool suspected_ = false;   // the last comparison found a difference that no event explained
-  std::string seen_;         // LastModified before the last comparison
-  std::string logged_;       // the latest failure, so that it is written once
-  std::string failure_;      // of the subscription
+  bool comparing_ = false;  // events only make the tracker compare
+  bool missed_ = false;     // there was a sign that the next difference is more than a commit
+  bool suspected_ = false;  // the last comparison found a difference that no event explained
+  std::string seen_;        // LastModified before the last comparison
+  std::string logged_;      // the latest failure, so that it is written once
+  std::string failure_;     // of the subscription
   std::chrono::steady_clock::time_point next_verification_;
   bool delivering_ = false;
   std::shared_ptr<confd::Snapshot> shared_;  // by the sessions of one delivery
