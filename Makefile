@@ -8,7 +8,7 @@ SYSCONFDIR ?= $(if $(filter /usr,$(PREFIX)),/etc,etc)
 CONFIGURE = cmake --preset default $(if $(BUILD_TYPE),-DCMAKE_BUILD_TYPE=$(BUILD_TYPE))
 
 .DEFAULT_GOAL := help
-.PHONY: help setup build demo test bench soak fuzz asan coverage tidy format format-check install clean distclean
+.PHONY: help setup build demo test bench soak fuzz lint asan clang coverage tidy format format-check install clean distclean
 
 help:  ## show this list
 	@echo "make <target>; demo and test need nothing but Debian 12 or 13, the network and root"
@@ -42,16 +42,22 @@ soak:  ## keep the relay under moderate load for ten minutes; memory stays flat,
 	@cmake --build --preset default
 	@scripts/relay-soak
 
-fuzz:  ## feed the packet rules and the wire protocol with anything, VX_FUZZ_SECONDS (60) each
+fuzz:  ## fuzz the packet rules and the wire protocol, VX_FUZZ_SECONDS (60) each
 	@scripts/fuzz
+
+lint:  ## the checks that need no build: includes and sizes, format, Python, shell
+	@scripts/test layers format python shell
 
 asan:  ## build and test with address and undefined-behaviour sanitizers
 	@scripts/test asan
 
+clang:  ## build everything, fuzz targets and benchmarks as well, by Clang
+	@scripts/test clang
+
 tidy:  ## run clang-tidy over our sources
 	@scripts/test tidy
 
-format-check:  ## report sources that clang-format would change
+format-check:  ## report sources that clang-format would change, and lines that are too long
 	@scripts/test format
 
 format:  ## let clang-format change the sources

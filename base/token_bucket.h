@@ -1,4 +1,4 @@
-// A rate limit: so many tokens a second, and no more saved than a burst.
+// A rate limit: tokens accrue at a constant rate, up to a burst.
 
 #ifndef BASE_TOKEN_BUCKET_H_
 #define BASE_TOKEN_BUCKET_H_
@@ -10,7 +10,7 @@ namespace base {
 
 struct RateLimit {
   double rate = 0;   // tokens a second
-  double burst = 0;  // most tokens saved, at least 1
+  double burst = 0;  // tokens kept at most; at least 1
 };
 
 class TokenBucket {

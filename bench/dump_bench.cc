@@ -1,7 +1,6 @@
 // A dump of the whole configuration, from the request to the last call received, by the real daemon
-// in a process of its own, in turn with one read of the same data by sr_get_data: dump_bench DAEMON
-// INSTANCES ROUNDS
-//
+// in a process of its own, in turn with one read of the same data by sr_get_data:
+//   dump_bench DAEMON INSTANCES ROUNDS
 // Prints the medians of both, in nanoseconds, and the daemon's peak memory in KiB: three numbers on
 // a line.
 
@@ -111,11 +110,7 @@ class Manager {
         bind(listener_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0 &&
             listen(listener_.get(), 1) == 0,
         "listen");
-    daemon_ = fork();
-    if (daemon_ == 0) {
-      execl(daemon, daemon, nullptr);
-      _exit(127);
-    }
+    Start(daemon);
     client_ = base::Descriptor(accept(listener_.get(), nullptr, nullptr));
     Require(static_cast<bool>(client_), "accept");
     Require(Receive().has_hello(), "no greeting");
@@ -151,6 +146,13 @@ class Manager {
   }
 
  private:
+  void Start(const char* daemon) {
+    daemon_ = fork();
+    if (daemon_ != 0) return;
+    execl(daemon, daemon, nullptr);
+    _exit(127);
+  }
+
   const wire::ClientMessage& Receive() {
     buffer_.resize(base::kMaxPacketSize);
     const ssize_t size = recv(client_.get(), buffer_.data(), buffer_.size(), 0);
@@ -204,7 +206,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   try {
-    Measure(argv[1], std::atoi(argv[2]), std::atoi(argv[3]));
+    Measure(argv[1], std::stoi(argv[2]), std::stoi(argv[3]));
   } catch (const std::exception& error) {
     std::fprintf(stderr, "dump_bench: %s\n", error.what());
     return 1;

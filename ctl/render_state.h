@@ -1,4 +1,4 @@
-// How the command prints what the relaying is doing. As JSON: one line, without the newline.
+// How the command prints the state of the relay. As JSON: one line, without the newline.
 
 #ifndef CTL_RENDER_STATE_H_
 #define CTL_RENDER_STATE_H_
@@ -15,7 +15,7 @@ std::string InstancesAsText(const dhcp_relay::control::RelayState& state);
 std::string InterfacesAsJson(const dhcp_relay::control::RelayState& state);
 std::string InterfacesAsText(const dhcp_relay::control::RelayState& state);
 
-// Every counter, zeros too; what became of the messages adds up to those received.
+// Every counter, zeros too; the outcomes of the messages add up to those received.
 std::string CountersAsJson(const dhcp_relay::control::RelayState& state);
 // What is not zero.
 std::string CountersAsText(const dhcp_relay::control::RelayState& state);

@@ -1,8 +1,6 @@
 #include "ctl/text.h"
 
-#include <array>
-
-#include <nettypes/ipv4_addr.h>
+#include <algorithm>
 
 namespace relayctl {
 namespace {
@@ -15,28 +13,48 @@ const char* Switch(bool is_set, bool value) {
   return value ? "on" : "off";
 }
 
+std::vector<std::size_t> Widths(const std::vector<Row>& rows) {
+  std::vector<std::size_t> widths(rows.front().size());
+  for (const Row& row : rows) {
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+  }
+  return widths;
+}
+
 }  // namespace
 
-std::string OptionsText(const control::Options& options) {
+std::string SettingsText(const control::Settings& settings) {
   std::string text = "check ";
-  text.append(Switch(options.has_check(), options.check()));
-  text.append(", trusted ").append(Switch(options.has_trusted(), options.trusted()));
-  text.append(", option ").append(Switch(options.has_option(), options.option()));
-  text.append(", policy ")
-      .append(options.has_policy() ? control::PolicyText(options.policy()) : "-");
+  text.append(Switch(settings.has_check(), settings.check()));
+  text.append(", trusted ").append(Switch(settings.has_trusted(), settings.trusted()));
+  text.append(", option ").append(Switch(settings.has_option(), settings.option()));
+  text.append(", policy ").append(settings.has_policy() ? settings.policy() : "-");
   return text;
 }
 
-void AddOptions(const control::Options& options, ordered_json& object) {
-  object["check"] = options.has_check() ? ordered_json(options.check()) : nullptr;
-  object["trusted"] = options.has_trusted() ? ordered_json(options.trusted()) : nullptr;
-  object["option"] = options.has_option() ? ordered_json(options.option()) : nullptr;
-  object["policy"] =
-      options.has_policy() ? ordered_json(control::PolicyText(options.policy())) : nullptr;
+void AddSettings(const control::Settings& settings, ordered_json& object) {
+  object["check"] = settings.has_check() ? ordered_json(settings.check()) : nullptr;
+  object["trusted"] = settings.has_trusted() ? ordered_json(settings.trusted()) : nullptr;
+  object["option"] = settings.has_option() ? ordered_json(settings.option()) : nullptr;
+  object["policy"] = settings.has_policy() ? ordered_json(settings.policy()) : nullptr;
 }
 
 std::string Dump(const ordered_json& document) {
   return document.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+}
+
+std::string Columns(const std::vector<Row>& rows) {
+  const std::vector<std::size_t> widths = Widths(rows);
+  std::string text;
+  for (const Row& row : rows) {
+    std::string line;
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      line.append(row[i]).append(widths[i] - row[i].size() + 2, ' ');
+    }
+    line.erase(line.find_last_not_of(' ') + 1);
+    text.append(line).append("\n");
+  }
+  return text;
 }
 
 }  // namespace relayctl

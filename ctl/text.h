@@ -3,23 +3,28 @@
 #ifndef CTL_TEXT_H_
 #define CTL_TEXT_H_
 
-#include <cstdint>
+#include <cstddef>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
 #include "protocol/control/control.pb.h"
-#include "protocol/control/text.h"
 
 namespace relayctl {
 
 // "check on, trusted off, option -, policy keep": a dash for what is not set.
-std::string OptionsText(const dhcp_relay::control::Options& options);
+std::string SettingsText(const dhcp_relay::control::Settings& settings);
 
 // Adds check, trusted, option and policy; null for what is not set.
-void AddOptions(const dhcp_relay::control::Options& options, nlohmann::ordered_json& object);
+void AddSettings(const dhcp_relay::control::Settings& settings, nlohmann::ordered_json& object);
 
 // One line, whatever bytes names hold.
 std::string Dump(const nlohmann::ordered_json& document);
+
+using Row = std::vector<std::string>;
+
+// Columns as wide as their widest cell, two blanks apart. Every row has the cells of the first.
+std::string Columns(const std::vector<Row>& rows);
 
 }  // namespace relayctl
 

@@ -11,49 +11,47 @@
 #include <string_view>
 
 #include "base/runtime_directory.h"
+#include "base/service/program.h"
 #include "protocol/wire/wire.h"
 
 namespace dhcp_manager {
 namespace {
 
-constexpr int kUsageError = 2;
-
 constexpr char kUsage[] =
     "usage: dhcp-manager [--runtime-dir DIR] [--journal FILE] [--user USER]\n"
     "                    [--flood-guard RATE[:BURST]] [--vrf-device TABLE=DEVICE]...\n"
     "\n"
-    "Relays DHCP as dhcp-relay-app's calls tell it.\n"
+    "Relays DHCP as dhcp-relay-app configures it.\n"
     "\n"
-    "  --runtime-dir DIR  where its sockets are; default $DHCP_MANAGER_DIR, else "
-    "/run/dhcp-manager\n"
+    "  --runtime-dir DIR  where its sockets are; default $DHCP_MANAGER_DIR, else\n"
+    "                     /run/dhcp-manager\n"
     "  --journal FILE     append every call received to FILE, one line each\n"
     "  --user USER        give up all rights but those that relaying needs, and run as USER\n"
     "  --flood-guard RATE[:BURST]\n"
     "                     take at most RATE requests a second from each interface, and BURST at\n"
     "                     once (default: RATE)\n"
     "  --vrf-device TABLE=DEVICE\n"
-    "                     let DEVICE stand for the VRF of routing table TABLE, where the kernel "
-    "has\n"
-    "                     no VRF devices\n"
+    "                     let DEVICE stand for the VRF of routing table TABLE, where the\n"
+    "                     kernel has no VRF devices\n"
     "  --help, --version\n"
     "\n"
     "SIGTERM and SIGINT end it, SIGHUP reads the log configuration again.\n";
 
 [[noreturn]] void RefuseCommandLine() {
   std::fputs("Try 'dhcp-manager --help'.\n", stderr);
-  std::exit(kUsageError);
+  std::exit(base::kUsageError);
 }
 
 [[noreturn]] void Refuse(const char* what, std::string_view text) {
-  std::fprintf(stderr, "dhcp-manager: '%.*s' is no %s\n", static_cast<int>(text.size()),
-               text.data(), what);
+  std::fprintf(stderr, "dhcp-manager: invalid %s '%.*s'\n", what, static_cast<int>(text.size()),
+               text.data());
   RefuseCommandLine();
 }
 
-std::uint32_t ParseNumber(const char* what, std::string_view text, std::uint32_t least) {
+std::uint32_t ParseNumber(const char* what, std::string_view text, std::uint32_t minimum) {
   std::uint32_t number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size() || number < least) {
+  if (error != std::errc() || end != text.data() + text.size() || number < minimum) {
     Refuse(what, text);
   }
   return number;
@@ -76,49 +74,58 @@ void AddVrfDevice(std::string_view text, VrfDevices& devices) {
   devices[ParseNumber("routing table", text.substr(0, equals), 1)] = text.substr(equals + 1);
 }
 
+constexpr std::array<option, 8> kOptions{{{"runtime-dir", required_argument, nullptr, 'r'},
+                                          {"journal", required_argument, nullptr, 'j'},
+                                          {"user", required_argument, nullptr, 'u'},
+                                          {"flood-guard", required_argument, nullptr, 'f'},
+                                          {"vrf-device", required_argument, nullptr, 'd'},
+                                          {"help", no_argument, nullptr, 'h'},
+                                          {"version", no_argument, nullptr, 'v'},
+                                          {nullptr, 0, nullptr, 0}}};
+
+[[noreturn]] void Print(const char* text) {
+  std::fputs(text, stdout);
+  std::exit(EXIT_SUCCESS);
+}
+
+// `chosen` is an option's letter in kOptions, or that of an invalid one.
+void Apply(int chosen, const char* argument, CommandLine& line) {
+  switch (chosen) {
+    case 'r':
+      line.runtime_directory = argument;
+      break;
+    case 'j':
+      line.journal = argument;
+      break;
+    case 'u':
+      line.user = argument;
+      break;
+    case 'f':
+      line.flood_guard = ParseRateLimit(argument);
+      break;
+    case 'd':
+      AddVrfDevice(argument, line.vrf_devices);
+      break;
+    case 'h':
+      Print(kUsage);
+    case 'v':
+      Print("dhcp-manager " VX_VERSION "\n");
+    default:
+      RefuseCommandLine();
+  }
+}
+
 }  // namespace
 
 CommandLine ParseCommandLine(int argc, char** argv) {
-  constexpr std::array<option, 8> kOptions{{{"runtime-dir", required_argument, nullptr, 'r'},
-                                            {"journal", required_argument, nullptr, 'j'},
-                                            {"user", required_argument, nullptr, 'u'},
-                                            {"flood-guard", required_argument, nullptr, 'f'},
-                                            {"vrf-device", required_argument, nullptr, 'd'},
-                                            {"help", no_argument, nullptr, 'h'},
-                                            {"version", no_argument, nullptr, 'v'},
-                                            {nullptr, 0, nullptr, 0}}};
   CommandLine line;
   line.runtime_directory = base::RuntimeDirectory();
   int chosen = 0;
   while ((chosen = getopt_long(argc, argv, "", kOptions.data(), nullptr)) != -1) {
-    switch (chosen) {
-      case 'r':
-        line.runtime_directory = optarg;
-        break;
-      case 'j':
-        line.journal = optarg;
-        break;
-      case 'u':
-        line.user = optarg;
-        break;
-      case 'f':
-        line.flood_guard = ParseRateLimit(optarg);
-        break;
-      case 'd':
-        AddVrfDevice(optarg, line.vrf_devices);
-        break;
-      case 'h':
-        std::fputs(kUsage, stdout);
-        std::exit(EXIT_SUCCESS);
-      case 'v':
-        std::puts("dhcp-manager " VX_VERSION);
-        std::exit(EXIT_SUCCESS);
-      default:
-        RefuseCommandLine();
-    }
+    Apply(chosen, optarg, line);
   }
   if (optind < argc) {
-    std::fprintf(stderr, "dhcp-manager: what is '%s'?\n", argv[optind]);
+    std::fprintf(stderr, "dhcp-manager: unexpected argument '%s'\n", argv[optind]);
     RefuseCommandLine();
   }
   return line;

@@ -15,13 +15,13 @@ namespace dhcp_manager {
 struct CommandLine {
   std::filesystem::path runtime_directory;
   std::string journal;  // empty: none
-  std::string user;     // whose rights it runs with; empty: its own
+  std::string user;     // to run as; empty: the caller
   std::optional<base::RateLimit> flood_guard;
   VrfDevices vrf_devices;
 };
 
-// Ends the process with status 2 for a command line that is not understood, and with 0 after --help
-// and --version.
+// Ends the process with status 2 for an invalid command line, and with 0 after --help and
+// --version.
 CommandLine ParseCommandLine(int argc, char** argv);
 
 }  // namespace dhcp_manager

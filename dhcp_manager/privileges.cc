@@ -5,8 +5,9 @@
 #include <sys/prctl.h>
 
 #include <cerrno>
-#include <cstring>
 #include <stdexcept>
+
+#include "base/system_error.h"
 
 namespace dhcp_manager {
 
@@ -14,8 +15,9 @@ User FindUser(const std::string& name) {
   errno = 0;
   const passwd* const entry = getpwnam(name.c_str());
   if (entry == nullptr) {
-    throw std::runtime_error("there is no user " + name +
-                             (errno == 0 ? "" : std::string(": ") + std::strerror(errno)));
+    // Without an error the lookup has worked, and the answer is no.
+    if (errno != 0) base::ThrowSystemError("there is no user " + name);
+    throw std::runtime_error("there is no user " + name);
   }
   return {.id = entry->pw_uid, .group = entry->pw_gid};
 }

@@ -7,45 +7,46 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// A commit comes as one call after the other. Packets go by what was before it until its calls have
-// ceased for the first of these times, so that they never meet an instance that is half there; but
-// no longer than the second.
-constexpr milliseconds kQuiet{2};
-constexpr milliseconds kLongest{50};
+// A commit arrives as a sequence of calls. The old forwarding table stays in use until no call has
+// arrived for kSettleTime, so that packets never meet an instance that is only half changed; but no
+// longer than kMaxDelay after the first call.
+constexpr milliseconds kSettleTime{2};
+constexpr milliseconds kMaxDelay{50};
 
 }  // namespace
 
 Relay::Relay(vxmw_t* mw, Sockets sockets, Resync& resync, VrfDevices vrf_devices,
-             std::optional<base::RateLimit> flood_guard)
+             std::optional<base::RateLimit> flood_limit)
     : resync_(resync),
-      packets_(mw, std::move(sockets), counters_, flood_guard),
+      sockets_(std::move(sockets)),
+      packets_(mw, sockets_, counters_, flood_limit),
       settled_(mw, [this] { Rebuild(); }),
-      links_(mw, std::move(vrf_devices), [this] { Changed(); }) {
+      links_(mw, std::move(vrf_devices), [this] { ScheduleRebuild(); }) {
   resync_.OnChange([this](Resync::Change change) {
-    // Who is told that the table is in sync may count on it.
+    // Once the manager reports that it is in sync, the table must be in use.
     if (change == Resync::Change::kDump) {
       Rebuild();
     } else {
-      Changed();
+      ScheduleRebuild();
     }
   });
 }
 
 Relay::~Relay() { resync_.OnChange(nullptr); }
 
-void Relay::Changed() {
+void Relay::ScheduleRebuild() {
   const auto now = Clock::now();
   if (!first_change_) first_change_ = now;
-  if (now - *first_change_ < kLongest) settled_.Arm(kQuiet);
+  if (now - *first_change_ < kMaxDelay) settled_.Arm(kSettleTime);
 }
 
 void Relay::Rebuild() {
   first_change_.reset();
   settled_.Disarm();
   if (resync_.dumps() == 0) return;
-  // The lanes of the old forwarding point to counters that go: packets_ forgets them in Use.
-  counters_.Keep(resync_.table());
-  packets_.Use(Forwarding(resync_.table(), links_.links()));
+  // This may drop counters that packets_ points to: Apply makes it drop those pointers.
+  counters_.Synchronise(resync_.table());
+  packets_.Apply(Forwarding(resync_.table(), links_.links()));
 }
 
 }  // namespace dhcp_manager

@@ -1,5 +1,5 @@
-// The relay as a whole: puts the relay table and the kernel's links together after every change of
-// either, and has packets go by the result.
+// The relay as a whole: combines the relay table and the kernel's links after every change of
+// either, and relays packets by the result.
 
 #ifndef DHCP_MANAGER_RELAY_H_
 #define DHCP_MANAGER_RELAY_H_
@@ -11,37 +11,40 @@
 
 #include "base/token_bucket.h"
 #include "dhcp_manager/datapath/packet_relay.h"
+#include "dhcp_manager/datapath/sockets.h"
 #include "dhcp_manager/kernel/link_watcher.h"
 #include "dhcp_manager/table/counters.h"
+#include "dhcp_manager/table/relay_state.h"
 #include "dhcp_manager/table/resync.h"
 
 namespace dhcp_manager {
 
-class Relay {
+class Relay final : public RelayState {
  public:
-  // `resync` must outlive the relay, and tells it of changes. No packet is taken before its first
-  // dump is complete. Throws std::runtime_error when the kernel's links cannot be read.
+  // `resync` must outlive the relay, and reports its changes to it. No packet is received before
+  // the first dump is complete. Throws std::runtime_error when the kernel's links cannot be read.
   Relay(vxmw_t* mw, Sockets sockets, Resync& resync, VrfDevices vrf_devices,
-        std::optional<base::RateLimit> flood_guard);
-  ~Relay();
+        std::optional<base::RateLimit> flood_limit);
+  ~Relay() override;
   Relay(const Relay&) = delete;
   Relay& operator=(const Relay&) = delete;
 
-  const Forwarding& forwarding() const { return packets_.forwarding(); }
-  const Counters& counters() const { return counters_; }
-  void ClearCounters() { counters_.Clear(); }
+  const Forwarding& forwarding() const override { return packets_.forwarding(); }
+  const Counters& counters() const override { return counters_; }
+  void ClearCounters() override { counters_.Clear(); }
 
  private:
   using Clock = std::chrono::steady_clock;
 
-  void Changed();
+  void ScheduleRebuild();
   void Rebuild();
 
   Resync& resync_;
+  Sockets sockets_;
   Counters counters_;
   PacketRelay packets_;
   vxmw::TimerSource settled_;
-  std::optional<Clock::time_point> first_change_;  // of those not yet in use
+  std::optional<Clock::time_point> first_change_;  // since the latest rebuild
   LinkWatcher links_;
 };
 

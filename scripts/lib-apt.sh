@@ -7,7 +7,7 @@ APT_PRIVATE=()
 
 # installed_version <package>: empty if it is not installed.
 installed_version() {
-  # shellcheck disable=SC2016
+  # shellcheck disable=SC2016 # fields of dpkg-query, not variables
   dpkg-query -W -f '${db:Status-Status} ${Version}\n' "$1" 2>/dev/null |
     sed -n 's/^installed //p' | head -n 1
 }
@@ -15,7 +15,7 @@ installed_version() {
 # missing_packages <package>...: those that are not installed, one a line.
 missing_packages() {
   local known package
-  # shellcheck disable=SC2016
+  # shellcheck disable=SC2016 # fields of dpkg-query, not variables
   known=" $(dpkg-query -W -f '${Package}/${db:Status-Status} ' "$@" 2>/dev/null || true)"
   for package in "$@"; do
     [[ $known == *" $package/installed "* ]] || printf '%s\n' "$package"
@@ -65,7 +65,7 @@ apt_update() {
 # debian_entry: where the machine names its own release's main archive, as FILE:NUMBER.
 debian_entry() {
   apt-get indextargets 'Created-By: Packages' \
-    --format '$(CODENAME)|$(COMPONENT)|$(LABEL)|$(ORIGIN)|$(SOURCESENTRY)' |
+    --format "\$(CODENAME)|\$(COMPONENT)|\$(LABEL)|\$(ORIGIN)|\$(SOURCESENTRY)" |
     awk -F'|' -v release="$RELEASE" '
       $1 == release && $2 == "main" && $3 != "Debian-Security" {
         if ($4 == "Debian" && !ours) ours = $5

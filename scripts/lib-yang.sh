@@ -31,13 +31,13 @@ prefix_ready() {
 }
 
 yang_packages_ready() {
-  # shellcheck disable=SC2046
+  # shellcheck disable=SC2046 # a list of packages in words
   has_upstream "$LIBYANG_VERSION" $(value "LIBYANG_PACKAGES_$RELEASE") &&
     has_upstream "$SYSREPO_VERSION" $(value "SYSREPO_PACKAGES_$RELEASE")
 }
 
 zlog_ready() {
-  # shellcheck disable=SC2086
+  # shellcheck disable=SC2086 # a list of packages in words
   has_upstream "${ZLOG_VERSION%-*}" $ZLOG_PACKAGES
 }
 
@@ -85,7 +85,7 @@ build_archive() {
   must "$name" "building $name" "$remedy" cmake --build "$source/build" --parallel
   must "$name" "installing $name" "$remedy" \
     env DESTDIR="$WORK/stage" cmake --install "$source/build"
-  # shellcheck disable=SC2016
+  # shellcheck disable=SC2016 # a variable of pkg-config
   sed -i 's|^prefix=.*|prefix=${pcfiledir}/../..|' "$NEW_PREFIX"/lib/pkgconfig/*.pc
 }
 

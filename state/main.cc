@@ -6,7 +6,6 @@
 
 #include "base/runtime_directory.h"
 #include "base/service/program.h"
-#include "protocol/wire/wire.h"
 #include "state/publisher.h"
 
 namespace {
@@ -16,7 +15,7 @@ constexpr char kApplication[] = "dhcp-relay-stated";
 constexpr char kUsage[] =
     "usage: dhcp-relay-stated\n"
     "\n"
-    "Serves what the DHCP manager is doing as operational data of the datastore, in the module\n"
+    "Serves the state of the DHCP relay as operational data of the datastore, in the module\n"
     "vx-dhcp-relay-state. The manager's sockets are in $DHCP_MANAGER_DIR, else /run/dhcp-manager.\n"
     "\n"
     "  --help, --version\n"

@@ -1,18 +1,20 @@
-// Serves what the relaying is doing as operational data of the datastore (vx-dhcp-relay-state).
+// Serves the state of the relay as operational data of the datastore (vx-dhcp-relay-state).
 //
 // Every reading asks the DHCP manager. This is a process of its own, because the manager has no
-// right to the datastore, and because no reader shall hold up its packets.
+// right to the datastore, and because no reader may hold up its packets.
 
 #ifndef STATE_PUBLISHER_H_
 #define STATE_PUBLISHER_H_
 
 #include <sysrepo.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <memory>
-#include <string>
 
 #include <vxmw/event.h>
+
+#include "base/service/retry.h"
 
 namespace state {
 
@@ -44,8 +46,7 @@ class Publisher {
 
   vxmw_t* const mw_;
   const std::filesystem::path directory_;
-  std::string logged_reason_;
-  vxmw::TimerSource retry_;
+  base::Retry retry_;
   std::unique_ptr<sr_conn_ctx_t, ConnectionDeleter> connection_;
   std::unique_ptr<sr_subscription_ctx_t, SubscriptionDeleter> subscription_;
   std::unique_ptr<vxmw::IoSource> events_;

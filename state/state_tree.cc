@@ -1,20 +1,16 @@
 #include "state/state_tree.h"
 
-#include <memory>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 
-#include "protocol/control/outcome.h"
-#include "protocol/control/text.h"
+#include "protocol/control/address_text.h"
+#include "protocol/control/outcome_counts.h"
 
 namespace state {
 namespace {
 
 namespace control = dhcp_relay::control;
-
-struct TreeDeleter {
-  void operator()(lyd_node* tree) const { lyd_free_all(tree); }
-};
 
 class Writer {
  public:
@@ -48,12 +44,9 @@ class Writer {
     Leaf(parent, name, std::to_string(value));
   }
 
-  template <typename Fate, typename Fates>
-  void FatesOf(lyd_node* parent, std::uint64_t received, const Fates& outcomes) const {
-    Leaf(parent, "received", received);
-    for (int i = 0; i < outcomes.size(); ++i) {
-      Leaf(parent, Name(static_cast<Fate>(i)).c_str(), std::uint64_t{outcomes.Get(i)});
-    }
+  bool HasLeaf(const lyd_node* parent, const std::string& name) const {
+    return lys_find_child(parent->schema, module_, name.c_str(), name.size(), LYS_LEAF, 0) !=
+           nullptr;
   }
 
  private:
@@ -65,64 +58,82 @@ class Writer {
   const lys_module* module_;
 };
 
-void WriteServer(const Writer& writer, lyd_node* parent, const control::ServerState& server) {
-  lyd_node* const entry = writer.Entry(parent, "server", control::AddressText(server.address()));
-  writer.Leaf(entry, "sent", server.sent());
-  writer.Leaf(entry, "failed", server.failed());
-  writer.Leaf(entry, "replies", server.replies());
+void WriteStatus(const Writer& writer, lyd_node* parent, const control::Status& status) {
+  writer.Leaf(parent, "connected", status.connected());
+  writer.Leaf(parent, "in-sync", status.in_sync());
+  writer.Leaf(parent, "calls", std::uint64_t{status.calls()});
+  writer.Leaf(parent, "dumps", std::uint64_t{status.dumps()});
 }
 
-void WriteSettings(const Writer& writer, lyd_node* parent, const control::Options& options) {
-  lyd_node* const settings = writer.Container(parent, "in-force");
-  writer.Leaf(settings, "check", options.check());
-  writer.Leaf(settings, "trusted", options.trusted());
-  writer.Leaf(settings, "option", options.option());
-  writer.Leaf(settings, "policy", control::PolicyText(options.policy()));
-}
-
-void WritePort(const Writer& writer, lyd_node* parent, const control::Port& port) {
-  lyd_node* const entry = writer.Entry(parent, "interface", port.name());
-  if (port.has_vlan()) writer.Leaf(entry, "vlan", std::uint64_t{port.vlan()});
-  if (port.address() != 0) {
-    writer.Leaf(entry, "address", control::AddressText(port.address()));
+void WriteOutcomes(const Writer& writer, lyd_node* parent, std::uint64_t received,
+                   const control::OutcomeCounts& outcomes) {
+  writer.Leaf(parent, "received", received);
+  for (const control::OutcomeCount& outcome : outcomes) {
+    if (!writer.HasLeaf(parent, outcome.outcome())) continue;
+    writer.Leaf(parent, outcome.outcome().c_str(), std::uint64_t{outcome.count()});
   }
-  writer.Leaf(entry, "state", port.state());
-  if (!port.link().empty()) writer.Leaf(entry, "link", port.link());
-  WriteSettings(writer, entry, port.options());
-  writer.FatesOf<control::RequestOutcome>(writer.Container(entry, "requests"), port.requests(),
-                                          port.request_fates());
-  writer.Leaf(entry, "option-left-out", port.option_left_out());
-  writer.FatesOf<control::ReplyOutcome>(writer.Container(entry, "replies"), port.replies(),
-                                        port.reply_fates());
+}
+
+void WriteServer(const Writer& writer, lyd_node* parent, const control::Server& server) {
+  lyd_node* const entry = writer.Entry(parent, "server", control::AddressText(server.address()));
+  writer.Leaf(entry, "sent", std::uint64_t{server.sent()});
+  writer.Leaf(entry, "failed", std::uint64_t{server.failed()});
+  writer.Leaf(entry, "replies", std::uint64_t{server.replies()});
+}
+
+lyd_node* WriteInstance(const Writer& writer, lyd_node* parent,
+                        const control::RelayInstance& instance) {
+  lyd_node* const entry = writer.Entry(parent, "instance", instance.name());
+  if (!instance.vrf_device().empty()) writer.Leaf(entry, "vrf-device", instance.vrf_device());
+  writer.Leaf(entry, "vrf-missing", instance.vrf_missing());
+  for (const control::Server& server : instance.servers()) WriteServer(writer, entry, server);
+  return entry;
+}
+
+void WriteSettings(const Writer& writer, lyd_node* parent, const control::Settings& settings) {
+  lyd_node* const container = writer.Container(parent, "in-force");
+  writer.Leaf(container, "check", settings.check());
+  writer.Leaf(container, "trusted", settings.trusted());
+  writer.Leaf(container, "option", settings.option());
+  writer.Leaf(container, "policy", settings.policy());
+}
+
+void WriteInterface(const Writer& writer, lyd_node* parent,
+                    const control::RelayInterface& interface) {
+  lyd_node* const entry = writer.Entry(parent, "interface", interface.name());
+  if (interface.has_vlan()) writer.Leaf(entry, "vlan", std::uint64_t{interface.vlan()});
+  if (interface.address() != 0) {
+    writer.Leaf(entry, "address", control::AddressText(interface.address()));
+  }
+  writer.Leaf(entry, "state", interface.state());
+  if (!interface.link().empty()) writer.Leaf(entry, "link", interface.link());
+  WriteSettings(writer, entry, interface.settings());
+  WriteOutcomes(writer, writer.Container(entry, "requests"), interface.requests(),
+                interface.request_outcomes());
+  writer.Leaf(entry, "option-left-out", std::uint64_t{interface.option_left_out()});
+  WriteOutcomes(writer, writer.Container(entry, "replies"), interface.replies(),
+                interface.reply_outcomes());
 }
 
 }  // namespace
 
-lyd_node* MakeStateTree(const ly_ctx* context, const control::Status& status,
-                        const dhcp_relay::control::RelayState& relaying) {
+Tree MakeStateTree(const ly_ctx* context, const control::Status& status,
+                   const control::RelayState& relay) {
   const Writer writer(context);
-  std::unique_ptr<lyd_node, TreeDeleter> tree(writer.Container(nullptr, "dhcp-relay-state"));
-  writer.Leaf(tree.get(), "connected", status.connected());
-  writer.Leaf(tree.get(), "in-sync", status.in_sync());
-  writer.Leaf(tree.get(), "calls", std::uint64_t{status.calls()});
-  writer.Leaf(tree.get(), "dumps", std::uint64_t{status.dumps()});
-  // The ports come in the order of the instances.
-  auto port = relaying.ports.begin();
-  for (const control::Service& service : relaying.services) {
-    lyd_node* const instance = writer.Entry(tree.get(), "instance", service.instance());
-    if (!service.vrf_device().empty()) writer.Leaf(instance, "vrf-device", service.vrf_device());
-    writer.Leaf(instance, "vrf-missing", service.vrf_missing());
-    for (const control::ServerState& server : service.servers()) {
-      WriteServer(writer, instance, server);
-    }
-    for (; port != relaying.ports.end() && port->instance() == service.instance(); ++port) {
-      WritePort(writer, instance, *port);
+  Tree tree(writer.Container(nullptr, "dhcp-relay-state"));
+  WriteStatus(writer, tree.get(), status);
+  // The interfaces come in the order of the instances.
+  auto interface = relay.interfaces.begin();
+  for (const control::RelayInstance& instance : relay.instances) {
+    lyd_node* const entry = WriteInstance(writer, tree.get(), instance);
+    for (; interface != relay.interfaces.end() && interface->instance() == instance.name();
+         ++interface) {
+      WriteInterface(writer, entry, *interface);
     }
   }
-  writer.FatesOf<control::UnmatchedOutcome>(writer.Container(tree.get(), "other"),
-                                            relaying.unmatched.received(),
-                                            relaying.unmatched.fates());
-  return tree.release();
+  WriteOutcomes(writer, writer.Container(tree.get(), "other"), relay.unmatched.received(),
+                relay.unmatched.outcomes());
+  return tree;
 }
 
 }  // namespace state

@@ -1,9 +1,11 @@
-// What the relaying is doing, as a libyang tree.
+// The state of the relay as a libyang tree.
 
 #ifndef STATE_STATE_TREE_H_
 #define STATE_STATE_TREE_H_
 
 #include <libyang/libyang.h>
+
+#include <memory>
 
 #include "protocol/control/client.h"
 
@@ -12,10 +14,15 @@ namespace state {
 inline constexpr char kStateModule[] = "vx-dhcp-relay-state";
 inline constexpr char kStatePath[] = "/vx-dhcp-relay-state:dhcp-relay-state";
 
-// A new tree for the caller to free, made with the module of `context`. Throws std::runtime_error
-// when the module there is another than this one writes.
-lyd_node* MakeStateTree(const ly_ctx* context, const dhcp_relay::control::Status& status,
-                        const dhcp_relay::control::RelayState& relaying);
+struct TreeDeleter {
+  void operator()(lyd_node* tree) const { lyd_free_all(tree); }
+};
+using Tree = std::unique_ptr<lyd_node, TreeDeleter>;
+
+// A tree of the module in `context`, which must outlive it. Outcomes that the module does not know
+// are left out. Throws std::runtime_error when the module does not know the rest.
+Tree MakeStateTree(const ly_ctx* context, const dhcp_relay::control::Status& status,
+                   const dhcp_relay::control::RelayState& relay);
 
 }  // namespace state
 

@@ -3,7 +3,6 @@
 #include <zlog.h>
 
 #include <cstring>
-#include <string_view>
 
 #include <vxmw/vxmw.h>
 
@@ -14,38 +13,25 @@ namespace {
 
 zlog_category_t* category = nullptr;
 
-// "Apply" of "void dhcp_manager::Resync::Apply(const Call&)".
-std::string BareName(std::string_view function) {
-  function = function.substr(0, function.find('('));
-  const std::size_t before = function.find_last_of(": ");
-  return std::string(before == std::string_view::npos ? function : function.substr(before + 1));
-}
-
-void Log(int level, const std::string& text, const std::source_location& where) {
+void Log(int level, const std::string& text, const SourceLine& where) {
   if (category == nullptr) return;
-  const std::string function = BareName(where.function_name());
-  zlog(category, where.file_name(), std::strlen(where.file_name()), function.c_str(),
-       function.size(), static_cast<long>(where.line()), level, "%s", text.c_str());
+  zlog(category, where.file, std::strlen(where.file), where.function, std::strlen(where.function),
+       where.line, level, "%s", text.c_str());
 }
 
 }  // namespace
 
 void StartLog(const char* name) { category = vxmw_trace_register_category(name); }
 
-void LogError(const std::string& text, const std::source_location& where) {
-  Log(kErrorLevel, text, where);
-}
+void LogError(const std::string& text, const SourceLine& where) { Log(kErrorLevel, text, where); }
 
-void LogTrace(const std::string& text, const std::source_location& where) {
-  Log(kTraceLevel, text, where);
-}
+void LogTrace(const std::string& text, const SourceLine& where) { Log(kTraceLevel, text, where); }
 
 LimitedLog::LimitedLog(double burst, std::chrono::seconds interval)
     : allowed_({.rate = 1.0 / static_cast<double>(interval.count()), .burst = burst},
                Clock::now()) {}
 
-void LimitedLog::Error(const std::string& text, Clock::time_point now,
-                       const std::source_location& where) {
+void LimitedLog::Error(const std::string& text, Clock::time_point now, const SourceLine& where) {
   if (!allowed_.Take(now)) {
     ++left_out_;
     return;

@@ -8,25 +8,35 @@
 
 #include <chrono>
 #include <cstdint>
-#include <source_location>
 #include <string>
 
 #include "base/token_bucket.h"
 
 namespace base {
 
+// The place in the source that a log line names: by default, the caller's. (Clang 14 has no
+// std::source_location.) `function` is the bare name, in a lambda "operator()".
+struct SourceLine {
+  static constexpr SourceLine Current(const char* file = __builtin_FILE(),
+                                      const char* function = __builtin_FUNCTION(),
+                                      int line = __builtin_LINE()) {
+    return {file, function, line};
+  }
+
+  const char* file;
+  const char* function;
+  int line;
+};
+
 // From here on lines go to that category of the trace service; before, they are dropped.
 void StartLog(const char* category);
 
-// Something an operator wants to know of (level ERR), and what helps to find out why (level TRACE).
-// The line names the caller's place in the source.
-void LogError(const std::string& text,
-              const std::source_location& where = std::source_location::current());
-void LogTrace(const std::string& text,
-              const std::source_location& where = std::source_location::current());
+// LogError is for what an operator must know (level ERR), LogTrace for diagnosis (level TRACE).
+void LogError(const std::string& text, const SourceLine& where = SourceLine::Current());
+void LogTrace(const std::string& text, const SourceLine& where = SourceLine::Current());
 
-// Bounds how often one message, which others can cause at will, is written: at most `burst` lines
-// at once, and one in `interval` after that. The next line that is written says how many were left
+// Limits how often one message that others can cause at will is written: at most `burst` lines at
+// once, and one in `interval` after that. The next line that is written says how many were left
 // out.
 class LimitedLog {
  public:
@@ -35,7 +45,7 @@ class LimitedLog {
   LimitedLog(double burst, std::chrono::seconds interval);
 
   void Error(const std::string& text, Clock::time_point now = Clock::now(),
-             const std::source_location& where = std::source_location::current());
+             const SourceLine& where = SourceLine::Current());
 
  private:
   TokenBucket allowed_;

@@ -1,4 +1,4 @@
-// Tries something until it works, from the loop, with a growing delay and one log line per reason.
+// Repeats an attempt from the loop until it succeeds, with a growing delay.
 
 #ifndef BASE_SERVICE_RETRY_H_
 #define BASE_SERVICE_RETRY_H_
@@ -14,8 +14,8 @@ namespace base {
 struct RetryDelays {
   std::chrono::milliseconds first;    // before the first retry; each later one waits twice as long
   std::chrono::milliseconds longest;  // up to this
-  // Reasons are not reported while the delay is shorter than this: what starts at the same time is
-  // nothing to tell of.
+  // No failure is reported while the delay is shorter than this: a peer that starts at the same
+  // time is not missing.
   std::chrono::milliseconds patience{0};
 };
 
@@ -24,8 +24,8 @@ class Retry {
   using Attempt = std::function<void()>;
   using Report = std::function<void(const std::string& reason)>;
 
-  // `attempt` is called from the loop; it ends with Failed, or with Succeeded. `report` is called
-  // once for each reason in a row of failures.
+  // `attempt` is called from the loop; it ends with Failed or Succeeded. `report` is called for a
+  // failure whose reason differs from the one reported last.
   Retry(vxmw_t* mw, RetryDelays delays, Report report, Attempt attempt);
 
   // The first attempt, from the loop.
@@ -34,7 +34,7 @@ class Retry {
   // Tries again after the delay.
   void Failed(const std::string& reason);
 
-  // The next failure begins anew, with the first delay, and is reported.
+  // Forgets earlier failures: the next one waits the first delay and counts as a new reason.
   void Succeeded();
 
  private:

@@ -67,11 +67,11 @@ int main(int argc, char** argv) {
   relay.client.sll_ifindex = static_cast<int>(if_nametoindex(argv[1]));
   relay.client.sll_halen = 6;
   std::memset(relay.client.sll_addr, 0xFF, 6);
-  const useconds_t wait = argc > 4 ? static_cast<useconds_t>(std::atoi(argv[4])) : 0;
+  const unsigned long wait = argc > 4 ? std::strtoul(argv[4], nullptr, 10) : 0;
   while (ended == 0) {
     std::array<pollfd, 2> ready{pollfd{relay.clients, POLLIN, 0}, pollfd{relay.servers, POLLIN, 0}};
     if (poll(ready.data(), ready.size(), 1000) <= 0) continue;
-    if (wait != 0) usleep(wait);
+    if (wait != 0) usleep(static_cast<useconds_t>(wait));
     if (wait != 0 || ready[0].revents != 0) relay.Requests();
     if (wait != 0 || ready[1].revents != 0) relay.Replies();
   }

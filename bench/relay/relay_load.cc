@@ -1,6 +1,6 @@
-// Offers DHCPDISCOVERs of first-hop clients at a fixed rate and takes the answers:
+// Offers DHCPDISCOVERs of first-hop clients at a fixed rate, takes the answers, and prints one line
+// of JSON. SIGTERM ends the asking before its time.
 //   relay_load DEVICE RATE SECONDS
-// prints one line of JSON. SIGTERM ends the asking before its time.
 
 #include <algorithm>
 

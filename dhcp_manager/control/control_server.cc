@@ -4,16 +4,12 @@
 
 #include <utility>
 
-#include "base/descriptor.h"
-#include "base/packet_socket.h"
 #include "base/service/log.h"
-#include "dhcp_manager/control/state_writer.h"
-#include "dhcp_manager/control/table_writer.h"
+#include "protocol/control/control.pb.h"
+#include "protocol/control/socket_name.h"
 
 namespace dhcp_manager {
 namespace {
-
-namespace wire = dhcp_relay::wire;
 
 constexpr mode_t kSocketMode = 0666;
 constexpr std::size_t kMaxClients = 64;
@@ -21,11 +17,11 @@ constexpr std::size_t kMaxClients = 64;
 }  // namespace
 
 ControlServer::ControlServer(vxmw_t* mw, const std::filesystem::path& directory,
-                             const Resync& resync, Relay& relay)
+                             const Resync& resync, RelayState& relay)
     : mw_(mw),
       resync_(resync),
       relay_(relay),
-      listener_(mw, directory / kControlSocketName, kSocketMode,
+      listener_(mw, directory / dhcp_relay::control::kSocketName, kSocketMode,
                 [this](base::Descriptor client) { Accept(std::move(client)); }) {}
 
 void ControlServer::Accept(base::Descriptor socket) {
@@ -33,11 +29,14 @@ void ControlServer::Accept(base::Descriptor socket) {
     base::LogError("refused an operator's command: too many at once");
     return;
   }
-  const auto client = clients_.emplace(clients_.end());
-  client->socket = std::move(socket);
+  const int fd = socket.get();
+  const auto client = clients_.insert(
+      clients_.end(), {.socket = std::move(socket),
+                       .session = ControlSession(resync_, relay_, base::IsTrustedPeer(fd)),
+                       .events = nullptr,
+                       .replies = {}});
   client->events = std::make_unique<vxmw::IoSource>(
-      mw_, client->socket.get(), EPOLLIN,
-      [this, client](std::uint32_t events) { OnEvents(client, events); });
+      mw_, fd, EPOLLIN, [this, client](std::uint32_t events) { OnEvents(client, events); });
 }
 
 void ControlServer::OnEvents(ClientIterator client, std::uint32_t events) {
@@ -61,34 +60,15 @@ bool ControlServer::Receive(Client& client) {
     case base::PacketReader::Result::kPacket:
       break;
   }
-  control::Request request;
-  reader_.Parse(request);
-  return Answer(client, request);
+  return Answer(client);
 }
 
-bool ControlServer::Answer(Client& client, const control::Request& request) {
+bool ControlServer::Answer(Client& client) {
+  dhcp_relay::control::Request request;
+  reader_.Parse(request);
   // One answer at a time bounds what waits for a client that does not read.
   if (!client.replies.empty()) throw base::ConnectionError("it asks again before it has read");
-  switch (request.kind()) {
-    case control::Request::TABLE:
-      client.replies = WriteTable(resync_.table());
-      break;
-    case control::Request::STATUS:
-      client.replies.push_back(Status());
-      break;
-    case control::Request::STATE:
-      client.replies = WriteState(relay_.forwarding(), relay_.counters());
-      break;
-    case control::Request::CLEAR_COUNTERS:
-      if (!base::IsTrustedPeer(client.socket.get())) {
-        throw base::ConnectionError("another user may not clear the counters");
-      }
-      relay_.ClearCounters();
-      client.replies.push_back(Status());
-      break;
-    default:
-      throw base::ConnectionError("it asks for something that is not known here");
-  }
+  client.replies = client.session.Answer(request);
   return Flush(client);
 }
 
@@ -101,17 +81,6 @@ bool ControlServer::Flush(Client& client) {
   }
   client.events->SetEvents(client.replies.empty() ? EPOLLIN : EPOLLIN | EPOLLOUT);
   return true;
-}
-
-std::string ControlServer::Status() const {
-  control::Reply reply;
-  control::Status& status = *reply.mutable_status();
-  status.set_connected(resync_.state() != Resync::State::kDisconnected);
-  status.set_in_sync(resync_.state() == Resync::State::kInSync);
-  status.set_calls(resync_.calls());
-  status.set_dumps(resync_.dumps());
-  reply.set_last(true);
-  return reply.SerializeAsString();
 }
 
 }  // namespace dhcp_manager

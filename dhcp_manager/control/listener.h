@@ -12,7 +12,6 @@
 #include <vxmw/event.h>
 
 #include "base/descriptor.h"
-#include "protocol/wire/wire.h"
 
 namespace dhcp_manager {
 
@@ -20,8 +19,8 @@ class Listener {
  public:
   using Accepted = std::function<void(base::Descriptor)>;
 
-  // Takes the place of a socket file that nobody answers on any more. Throws WireError when a live
-  // process does, or the socket cannot be made.
+  // Takes the place of a socket file that nobody answers on any more. Throws base::ConnectionError
+  // when a live process does, std::system_error when the socket cannot be made.
   Listener(vxmw_t* mw, std::filesystem::path path, mode_t mode, Accepted accepted);
   // Removes the socket file.
   ~Listener();

@@ -1,104 +1,88 @@
 #include "dhcp_manager/control/state_writer.h"
 
-#include "base/packet_socket.h"
-#include "protocol/wire/wire.h"
+#include "dhcp_manager/control/reply_writer.h"
+#include "protocol/control/control.pb.h"
+#include "protocol/control/interface_state.h"
+#include "protocol/control/outcome.h"
+#include "protocol/control/outcome_counts.h"
 
 namespace dhcp_manager {
 namespace {
 
-// A reply is closed at this size, in bytes; the one item more that it may hold still fits a packet.
-constexpr std::size_t kReplySize = base::kMaxPacketSize / 2;
+namespace control = dhcp_relay::control;
 
-template <typename Counts, typename Field>
-void Copy(const Counts& counts, Field* field) {
-  field->Assign(counts.begin(), counts.end());
+void WriteInstance(const RelayInstance& instance, const InstanceCounters& counters,
+                   ReplyWriter& replies) {
+  InstanceWriter<control::RelayInstance> writer(
+      replies, instance.name, [](control::Reply& reply) { return reply.add_relay_instances(); });
+  control::RelayInstance& message = writer.Next();
+  message.set_vrf_device(instance.vrf_device);
+  message.set_vrf_missing(instance.vrf == kUnknownVrf);
+  replies.Added(instance.vrf_device.size());
+  for (const auto& [address, counts] : counters.servers) {
+    control::Server& server = *writer.Next().add_servers();
+    server.set_address(address.host_order());
+    server.set_sent(counts.sent);
+    server.set_failed(counts.failed);
+    server.set_replies(counts.replies);
+    replies.Added(server.ByteSizeLong());
+  }
 }
 
-class Writer {
- public:
-  void Add(const control::Service& service) { Grow(*reply_.add_services() = service); }
-  void Add(const control::Port& port) { Grow(*reply_.add_ports() = port); }
+void FillSettings(const RelayParameters& relay, control::Settings& message) {
+  message.set_check(relay.check);
+  message.set_trusted(relay.trusted);
+  message.set_option(relay.option);
+  message.set_policy(dhcp_relay::wire::PolicyName(relay.policy));
+}
 
-  std::deque<std::string> Finish(const control::Strays& unmatched) {
-    *reply_.mutable_strays() = unmatched;
-    reply_.set_last(true);
-    Close();
-    return std::move(replies_);
-  }
+void FillCounters(const InterfaceCounters& counters, control::RelayInterface& message) {
+  message.set_requests(counters.requests);
+  control::AddOutcomes(control::RequestOutcomes(), counters.request_outcomes,
+                       *message.mutable_request_outcomes());
+  message.set_option_left_out(counters.option_left_out);
+  message.set_replies(counters.replies);
+  control::AddOutcomes(control::ReplyOutcomes(), counters.reply_outcomes,
+                       *message.mutable_reply_outcomes());
+}
 
- private:
-  template <typename Message>
-  void Grow(const Message& message) {
-    size_ += message.ByteSizeLong();
-    if (size_ >= kReplySize) Close();
-  }
+void WriteInterface(const RelayInterface& interface, const InterfaceCounters& counters,
+                    ReplyWriter& replies) {
+  replies.MakeRoom();
+  control::RelayInterface& message = *replies.reply().add_relay_interfaces();
+  message.set_instance(interface.instance->name);
+  message.set_name(interface.name);
+  if (interface.vlan) message.set_vlan(*interface.vlan);
+  message.set_address(interface.relay.giaddr.host_order());
+  message.set_state(Name(interface.state));
+  message.set_link(interface.link_name);
+  FillSettings(interface.relay, *message.mutable_settings());
+  FillCounters(counters, message);
+  replies.Added(message.ByteSizeLong());
+}
 
-  void Close() {
-    replies_.push_back(reply_.SerializeAsString());
-    reply_.Clear();
-    size_ = 0;
-  }
-
-  std::deque<std::string> replies_;
-  control::Reply reply_;
-  std::size_t size_ = 0;
-};
+void WriteUnmatched(const UnmatchedCounters& counters, ReplyWriter& replies) {
+  replies.MakeRoom();
+  control::Unmatched& message = *replies.reply().mutable_unmatched();
+  message.set_received(counters.received);
+  control::AddOutcomes(control::UnmatchedOutcomes(), counters.outcomes,
+                       *message.mutable_outcomes());
+}
 
 }  // namespace
 
-control::Service ServiceState(const Service& service, const Counters& counters) {
-  control::Service state;
-  state.set_instance(service.instance);
-  state.set_vrf_device(service.vrf_device);
-  state.set_vrf_missing(service.vrf == kUnknownVrf);
-  for (const auto& [address, server] : counters.instances().at(service.instance).servers) {
-    control::ServerState& message = *state.add_servers();
-    message.set_address(address.host_order());
-    message.set_sent(server.sent);
-    message.set_failed(server.failed);
-    message.set_replies(server.replies);
+std::deque<std::string> WriteState(const RelayState& relay) {
+  ReplyWriter replies;
+  const auto& counters = relay.counters().instances();
+  for (const RelayInstance& instance : relay.forwarding().instances()) {
+    WriteInstance(instance, counters.at(instance.name), replies);
   }
-  return state;
-}
-
-control::Port PortStateOf(const RelayInterface& port, const Counters& counters) {
-  control::Port state;
-  state.set_instance(port.service->instance);
-  state.set_name(port.name);
-  if (port.vlan) state.set_vlan(*port.vlan);
-  state.set_address(port.relay.giaddr.host_order());
-  state.set_state(Name(port.state));
-  state.set_link(port.link_name);
-  control::Options& options = *state.mutable_options();
-  options.set_check(port.relay.check);
-  options.set_trusted(port.relay.trusted);
-  options.set_option(port.relay.option);
-  options.set_policy(static_cast<std::uint32_t>(port.relay.policy));
-  const InterfaceCounters& counts =
-      counters.instances().at(port.service->instance).interfaces.at(port.name);
-  state.set_requests(counts.requests);
-  Copy(counts.request_outcomes, state.mutable_request_fates());
-  state.set_option_left_out(counts.option_left_out);
-  state.set_replies(counts.replies);
-  Copy(counts.reply_outcomes, state.mutable_reply_fates());
-  return state;
-}
-
-control::Strays StrayState(const Counters& counters) {
-  control::Strays state;
-  state.set_received(counters.unmatched().received);
-  Copy(counters.unmatched().outcomes, state.mutable_fates());
-  return state;
-}
-
-std::deque<std::string> WriteState(const Forwarding& forwarding, const Counters& counters) {
-  Writer writer;
-  for (const Service& service : forwarding.services()) {
-    writer.Add(ServiceState(service, counters));
+  for (const RelayInterface& interface : relay.forwarding().interfaces()) {
+    const InstanceCounters& instance = counters.at(interface.instance->name);
+    WriteInterface(interface, instance.interfaces.at(interface.name), replies);
   }
-  for (const RelayInterface& port : forwarding.interfaces())
-    writer.Add(PortStateOf(port, counters));
-  return writer.Finish(StrayState(counters));
+  WriteUnmatched(relay.counters().unmatched(), replies);
+  return replies.Finish();
 }
 
 }  // namespace dhcp_manager

@@ -1,4 +1,4 @@
-// The state of the relaying, as replies of bounded size.
+// The state of the relay as answers of the control protocol.
 
 #ifndef DHCP_MANAGER_CONTROL_STATE_WRITER_H_
 #define DHCP_MANAGER_CONTROL_STATE_WRITER_H_
@@ -6,19 +6,12 @@
 #include <deque>
 #include <string>
 
-#include "dhcp_manager/table/counters.h"
-#include "dhcp_manager/table/forwarding.h"
-#include "protocol/control/control.pb.h"
+#include "dhcp_manager/table/relay_state.h"
 
 namespace dhcp_manager {
 
-// One message per service and per port, by instance and then by name.
-control::Service ServiceState(const Service& service, const Counters& counters);
-control::Port PortStateOf(const RelayInterface& port, const Counters& counters);
-control::Strays StrayState(const Counters& counters);
-
 // Serialized control::Reply messages, the last of them marked.
-std::deque<std::string> WriteState(const Forwarding& forwarding, const Counters& counters);
+std::deque<std::string> WriteState(const RelayState& relay);
 
 }  // namespace dhcp_manager
 

@@ -1,6 +1,8 @@
 #include "dhcp_manager/control/table_writer.h"
 
-#include "base/packet_socket.h"
+#include <cstdint>
+
+#include "dhcp_manager/control/reply_writer.h"
 #include "protocol/control/control.pb.h"
 
 namespace dhcp_manager {
@@ -8,85 +10,66 @@ namespace {
 
 namespace control = dhcp_relay::control;
 
-// A reply is closed at this size, in bytes; the one item more that it may hold still fits a packet.
-constexpr std::size_t kReplySize = base::kMaxPacketSize / 2;
-
-// Bytes that an item takes besides its own.
-constexpr std::size_t kItemOverhead = 8;
-
-void Fill(const Settings& settings, control::Options& message) {
-  if (settings.check) message.set_check(*settings.check);
-  if (settings.trusted) message.set_trusted(*settings.trusted);
-  if (settings.option) message.set_option(*settings.option);
-  if (settings.policy) message.set_policy(static_cast<std::uint32_t>(*settings.policy));
-}
-
-class Writer {
+class TableWriter {
  public:
-  void Add(const std::string& name, const Instance& instance) {
-    StartInstance(name);
-    Fill(instance.settings, *instance_->mutable_options());
-    if (instance.vrf) instance_->set_vrf(*instance.vrf);
-    size_ += instance_->ByteSizeLong() + kItemOverhead;
-    for (const auto& server : instance.servers) {
-      MakeRoom(name);
-      instance_->add_servers((server.host_order()));
-      size_ += sizeof(std::uint32_t);
-    }
-    for (const auto& [if_name, interface] : instance.interfaces) {
-      MakeRoom(name);
-      control::Interface& message = *instance_->add_interfaces();
-      message.set_name(if_name);
-      if (interface.vlan) message.set_vlan(*interface.vlan);
-      if (interface.address) message.set_address((interface.address->host_order()));
-      size_ += message.ByteSizeLong() + kItemOverhead;
-    }
-    for (const auto& [if_name, options] : instance.overrides) {
-      MakeRoom(name);
-      control::IfOption& message = *instance_->add_if_options();
-      message.set_name(if_name);
-      Fill(options, *message.mutable_options());
-      size_ += message.ByteSizeLong() + kItemOverhead;
-    }
-  }
+  TableWriter(ReplyWriter& replies, const std::string& name)
+      : replies_(replies),
+        instance_(replies, name, [](control::Reply& reply) { return reply.add_instances(); }) {}
 
-  std::deque<std::string> Finish() {
-    reply_.set_last(true);
-    Close();
-    return std::move(replies_);
+  void Write(const Instance& instance) {
+    WriteOwnSettings(instance);
+    for (const nettypes::IPv4Addr server : instance.servers) WriteServer(server);
+    for (const auto& [name, interface] : instance.interfaces) WriteInterface(name, interface);
+    for (const auto& [name, settings] : instance.overrides) WriteOverride(name, settings);
   }
 
  private:
-  void StartInstance(const std::string& name) {
-    if (size_ >= kReplySize) Close();
-    instance_ = reply_.add_instances();
-    instance_->set_name(name);
+  static void Fill(const Settings& settings, control::Settings& message) {
+    if (settings.check) message.set_check(*settings.check);
+    if (settings.trusted) message.set_trusted(*settings.trusted);
+    if (settings.option) message.set_option(*settings.option);
+    if (settings.policy) message.set_policy(dhcp_relay::wire::PolicyName(*settings.policy));
   }
 
-  void MakeRoom(const std::string& name) {
-    if (size_ < kReplySize) return;
-    StartInstance(name);
-    size_ += instance_->ByteSizeLong() + kItemOverhead;
+  void WriteOwnSettings(const Instance& instance) {
+    control::Instance& message = instance_.Next();
+    Fill(instance.settings, *message.mutable_settings());
+    if (instance.vrf) message.set_vrf(*instance.vrf);
+    replies_.Added(message.settings().ByteSizeLong() + sizeof(limid_t));
   }
 
-  void Close() {
-    replies_.push_back(reply_.SerializeAsString());
-    reply_.Clear();
-    size_ = 0;
+  void WriteServer(nettypes::IPv4Addr server) {
+    instance_.Next().add_servers(server.host_order());
+    replies_.Added(sizeof(std::uint32_t));
   }
 
-  std::deque<std::string> replies_;
-  control::Reply reply_;
-  control::Instance* instance_ = nullptr;
-  std::size_t size_ = 0;
+  void WriteInterface(const std::string& name, const L3Interface& interface) {
+    control::Interface& message = *instance_.Next().add_interfaces();
+    message.set_name(name);
+    if (interface.vlan) message.set_vlan(*interface.vlan);
+    if (interface.address) message.set_address(interface.address->host_order());
+    replies_.Added(message.ByteSizeLong());
+  }
+
+  void WriteOverride(const std::string& name, const Settings& settings) {
+    control::Override& message = *instance_.Next().add_overrides();
+    message.set_name(name);
+    Fill(settings, *message.mutable_settings());
+    replies_.Added(message.ByteSizeLong());
+  }
+
+  ReplyWriter& replies_;
+  InstanceWriter<control::Instance> instance_;
 };
 
 }  // namespace
 
 std::deque<std::string> WriteTable(const RelayTable& table) {
-  Writer writer;
-  for (const auto& [name, instance] : table.instances()) writer.Add(name, instance);
-  return writer.Finish();
+  ReplyWriter replies;
+  for (const auto& [name, instance] : table.instances()) {
+    TableWriter(replies, name).Write(instance);
+  }
+  return replies.Finish();
 }
 
 }  // namespace dhcp_manager

@@ -1,4 +1,4 @@
-// The relay table as replies of bounded size.
+// The relay table as answers of the control protocol.
 
 #ifndef DHCP_MANAGER_CONTROL_TABLE_WRITER_H_
 #define DHCP_MANAGER_CONTROL_TABLE_WRITER_H_
@@ -10,8 +10,7 @@
 
 namespace dhcp_manager {
 
-// Serialized control::Reply messages, the last of them marked. An instance too large for one reply
-// goes on in the next under the same name: whoever reads them joins neighbours of one name.
+// Serialized control::Reply messages, the last of them marked.
 std::deque<std::string> WriteTable(const RelayTable& table);
 
 }  // namespace dhcp_manager

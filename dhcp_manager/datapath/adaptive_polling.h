@@ -1,8 +1,7 @@
-// When to stop waiting for each packet by itself.
+// Decides when to poll the sockets in intervals instead of waking up for each packet.
 //
 // Under load the loop would wake up for a packet or two at a time, which costs more than relaying
-// them. Then the sockets are looked into at intervals instead, until there is nothing in them for a
-// while.
+// them. Polling begins when wake-ups come fast, and ends when nothing has arrived for a while.
 
 #ifndef DHCP_MANAGER_DATAPATH_ADAPTIVE_POLLING_H_
 #define DHCP_MANAGER_DATAPATH_ADAPTIVE_POLLING_H_
@@ -16,33 +15,33 @@ class AdaptivePolling {
  public:
   using Clock = std::chrono::steady_clock;
 
-  // What a packet waits for at most while the sockets are looked into at intervals.
+  // Time between two polls: the longest that a packet waits.
   static constexpr std::chrono::microseconds kInterval{1000};
 
-  // The loop woke up for packets: whether they come so fast that it is time to change to intervals.
-  bool IsFast(Clock::time_point now) {
-    if (now - window_ > kWindow) {
-      window_ = now;
+  // To be called after each wake-up for packets: true when polling would pay.
+  bool ShouldStart(Clock::time_point now) {
+    if (now - window_start_ > kWindow) {
+      window_start_ = now;
       wakes_ = 0;
     }
-    idle_ = 0;
-    return ++wakes_ > kWakes;
+    idle_polls_ = 0;
+    return ++wakes_ > kMaxWakes;
   }
 
-  // An interval is over, in which so many packets came: whether to go on like this.
-  bool GoesOn(std::size_t packets) {
-    idle_ = packets == 0 ? idle_ + 1 : 0;
-    return idle_ < kIdle;
+  // To be called after each poll with the number of packets it found: true while polling pays.
+  bool ShouldContinue(std::size_t packets) {
+    idle_polls_ = packets == 0 ? idle_polls_ + 1 : 0;
+    return idle_polls_ < kMaxIdlePolls;
   }
 
  private:
   static constexpr std::chrono::milliseconds kWindow{10};
-  static constexpr int kWakes = 20;
-  static constexpr int kIdle = 10;
+  static constexpr int kMaxWakes = 20;  // in a window
+  static constexpr int kMaxIdlePolls = 10;
 
-  Clock::time_point window_;
+  Clock::time_point window_start_;
   int wakes_ = 0;
-  int idle_ = 0;
+  int idle_polls_ = 0;
 };
 
 }  // namespace dhcp_manager

@@ -1,16 +1,6 @@
 #include "dhcp_manager/datapath/batch.h"
 
-#include <poll.h>
-
-#include <cerrno>
-
 namespace dhcp_manager {
-namespace {
-
-// How long a full socket is waited for before the packet counts as lost, in milliseconds.
-constexpr int kPatience = 5;
-
-}  // namespace
 
 Inbox::Inbox() : buffers_(std::make_unique<std::array<Buffer, kBatch>>()) {
   for (std::size_t i = 0; i < kBatch; ++i) {
@@ -23,10 +13,9 @@ Inbox::Inbox() : buffers_(std::make_unique<std::array<Buffer, kBatch>>()) {
   }
 }
 
-std::size_t Inbox::Receive(int fd) {
+std::size_t Inbox::Receive(BatchSocket& socket) {
   for (mmsghdr& header : headers_) header.msg_hdr.msg_namelen = sizeof(sockaddr_in);
-  const int received = recvmmsg(fd, headers_.data(), kBatch, MSG_DONTWAIT, nullptr);
-  return received < 0 ? 0 : static_cast<std::size_t>(received);
+  return socket.Receive(headers_);
 }
 
 Inbox::Message Inbox::Get(std::size_t index) {
@@ -58,20 +47,6 @@ void Outbox::Add(const void* data, std::size_t size, std::size_t tag, std::size_
   header.msg_iov = &vectors_[count_];
   header.msg_iovlen = 1;
   ++count_;
-}
-
-std::size_t Outbox::Send(std::size_t first) {
-  bool waited = false;
-  while (true) {
-    const int sent =
-        sendmmsg(fd_, &headers_[first], static_cast<unsigned>(count_ - first), MSG_DONTWAIT);
-    if (sent >= 0) return static_cast<std::size_t>(sent);
-    if (errno == EINTR) continue;
-    if (errno != EAGAIN || waited) return 0;
-    pollfd room{.fd = fd_, .events = POLLOUT, .revents = 0};
-    poll(&room, 1, kPatience);
-    waited = true;
-  }
 }
 
 }  // namespace dhcp_manager

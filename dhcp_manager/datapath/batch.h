@@ -1,4 +1,4 @@
-// Many packets a system call (recvmmsg, sendmmsg).
+// Buffers of a batch: packets received together, and packets to be sent together.
 
 #ifndef DHCP_MANAGER_DATAPATH_BATCH_H_
 #define DHCP_MANAGER_DATAPATH_BATCH_H_
@@ -11,17 +11,21 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <vector>
+
+#include "dhcp_manager/datapath/batch_socket.h"
 
 namespace dhcp_manager {
 
-// Packets that are taken before what came of them is sent.
+// Packets that are received before those that result from them are sent.
 inline constexpr std::size_t kBatch = 64;
+
+// Batches taken from a socket in one turn of the loop, so that other work gets its turn.
+inline constexpr int kMaxBatches = 8;
 
 // Buffers for one batch of datagrams received.
 class Inbox {
  public:
-  // Largest datagram taken whole: that of a jumbo frame.
+  // Largest datagram received whole: that of a jumbo frame.
   static constexpr std::size_t kSize = 9216;
   // Room before a packet, for headers.
   static constexpr std::size_t kHeadroom = 64;
@@ -36,9 +40,9 @@ class Inbox {
 
   Inbox();
 
-  // Takes what waits in `fd`, up to kBatch, and returns how many.
-  std::size_t Receive(int fd);
-  // The `index`th of them; its bytes may be changed.
+  // Receives what waits in `socket`, up to kBatch, and returns how many.
+  std::size_t Receive(BatchSocket& socket);
+  // The `index`th of them; its bytes may be changed. Valid until the next Receive.
   Message Get(std::size_t index);
 
  private:
@@ -52,15 +56,20 @@ class Inbox {
   std::array<mmsghdr, kBatch> headers_{};
 };
 
-// Packets on their way out of one socket. Their bytes must stay as they are until Flush.
+// Packets to be sent from one socket. Their bytes must stay as they are until Flush.
 class Outbox {
  public:
-  explicit Outbox(int fd) : fd_(fd) {}
+  static constexpr std::size_t kCapacity = 256;
+
+  // `socket` must outlive the outbox.
+  explicit Outbox(BatchSocket& socket) : socket_(socket) {}
+  Outbox(const Outbox&) = delete;
+  Outbox& operator=(const Outbox&) = delete;
 
   bool empty() const { return count_ == 0; }
-  bool full() const { return count_ == kMessages; }
+  bool full() const { return count_ == kCapacity; }
 
-  // `tag` comes back from Flush. Not to be called when full.
+  // `tag` identifies the packet to Flush's caller. REQUIRES: not full.
   void Add(const void* data, std::size_t size, const sockaddr_in& to, std::size_t tag);
   void Add(const void* data, std::size_t size, const sockaddr_ll& to, std::size_t tag);
 
@@ -69,33 +78,29 @@ class Outbox {
   void Flush(Done done) {
     std::size_t next = 0;
     while (next < count_) {
-      const std::size_t sent = Send(next);
+      const std::size_t sent = socket_.Send({&headers_[next], count_ - next});
       for (std::size_t i = 0; i < sent; ++i) done(tags_[next + i], true);
       next += sent;
-      // The kernel refuses the first packet of those left.
+      // The first packet of the rest is refused; those behind it may still be accepted.
       if (sent == 0) done(tags_[next++], false);
     }
     count_ = 0;
   }
 
  private:
-  static constexpr std::size_t kMessages = 256;
-
   union SocketAddress {
     sockaddr_ll link;
     sockaddr_in ip;
   };
 
   void Add(const void* data, std::size_t size, std::size_t tag, std::size_t address_size);
-  // Sends from the `first`th on and returns how many were taken.
-  std::size_t Send(std::size_t first);
 
-  int fd_;
+  BatchSocket& socket_;
   std::size_t count_ = 0;
-  std::array<SocketAddress, kMessages> addresses_{};
-  std::array<std::size_t, kMessages> tags_{};
-  std::array<iovec, kMessages> vectors_{};
-  std::array<mmsghdr, kMessages> headers_{};
+  std::array<SocketAddress, kCapacity> addresses_{};
+  std::array<std::size_t, kCapacity> tags_{};
+  std::array<iovec, kCapacity> vectors_{};
+  std::array<mmsghdr, kCapacity> headers_{};
 };
 
 }  // namespace dhcp_manager

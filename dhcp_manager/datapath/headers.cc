@@ -43,16 +43,13 @@ std::uint64_t PseudoHeader(const std::uint8_t* ip, std::size_t udp_size) {
          htons(static_cast<std::uint16_t>(udp_size));
 }
 
-}  // namespace
-
-nettypes::IPv4Addr DestinationOf(const std::uint8_t* packet) {
-  constexpr std::size_t kDestination = 16;
-  in_addr address{};
-  std::memcpy(&address, packet + kDestination, sizeof(address));
-  return nettypes::IPv4Addr(address);
-}
-
-std::optional<UdpPayload> ParseUdp(std::uint8_t* packet, std::size_t size, bool verify) {
+// Where the UDP header of a whole, unfragmented datagram begins, and how many bytes follow from
+// there on; nothing when the IPv4 header is not one of those.
+struct UdpPart {
+  std::size_t position;
+  std::size_t size;
+};
+std::optional<UdpPart> FindUdp(const std::uint8_t* packet, std::size_t size) {
   if (size < kIpSize + kUdpSize) return std::nullopt;
   ip header{};
   std::memcpy(&header, packet, sizeof(header));
@@ -63,24 +60,11 @@ std::optional<UdpPayload> ParseUdp(std::uint8_t* packet, std::size_t size, bool 
       (ntohs(header.ip_off) & kFragmentBits) != 0) {
     return std::nullopt;
   }
-  std::uint8_t* const udp = packet + header_size;
-  udphdr ports{};
-  std::memcpy(&ports, udp, sizeof(ports));
-  const std::size_t udp_size = ntohs(ports.len);
-  if (udp_size < kUdpSize || udp_size > total - header_size || ntohs(ports.dest) != kServerPort) {
-    return std::nullopt;
-  }
-  // A checksum of 0 says that the sender made none.
-  if (verify && ports.check != 0 &&
-      Fold(Sum(udp, udp_size, PseudoHeader(packet, udp_size))) != 0xFFFF) {
-    return std::nullopt;
-  }
-  return UdpPayload{.data = udp + kUdpSize, .size = udp_size - kUdpSize};
+  return UdpPart{.position = header_size, .size = total - header_size};
 }
 
-void WriteHeaders(nettypes::IPv4Addr source, nettypes::IPv4Addr destination, std::uint8_t* payload,
-                  std::size_t size) {
-  const std::size_t udp_size = kUdpSize + size;
+void WriteIpHeader(nettypes::IPv4Addr source, nettypes::IPv4Addr destination, std::size_t udp_size,
+                   std::uint8_t* start) {
   ip header{};
   header.ip_v = IPVERSION;
   header.ip_hl = kIpSize / sizeof(std::uint32_t);
@@ -90,20 +74,57 @@ void WriteHeaders(nettypes::IPv4Addr source, nettypes::IPv4Addr destination, std
   header.ip_p = IPPROTO_UDP;
   header.ip_src = source.to_in_addr();
   header.ip_dst = destination.to_in_addr();
-  std::uint8_t* const start = payload - kHeadersSize;
   std::memcpy(start, &header, sizeof(header));
   header.ip_sum = static_cast<std::uint16_t>(~Fold(Sum(start, kIpSize, 0)));
   std::memcpy(start, &header, sizeof(header));
+}
 
-  udphdr udp{};
-  udp.source = htons(kServerPort);
-  udp.dest = htons(kClientPort);
-  udp.len = htons(static_cast<std::uint16_t>(udp_size));
-  std::memcpy(start + kIpSize, &udp, sizeof(udp));
+// The IPv4 header and the payload are in their places: the checksum covers them.
+void WriteUdpHeader(std::size_t udp_size, std::uint8_t* start) {
+  udphdr header{};
+  header.source = htons(kServerPort);
+  header.dest = htons(kClientPort);
+  header.len = htons(static_cast<std::uint16_t>(udp_size));
+  std::memcpy(start + kIpSize, &header, sizeof(header));
   const auto sum = static_cast<std::uint16_t>(
       ~Fold(Sum(start + kIpSize, udp_size, PseudoHeader(start, udp_size))));
-  udp.check = sum == 0 ? 0xFFFF : sum;
-  std::memcpy(start + kIpSize, &udp, sizeof(udp));
+  header.check = sum == 0 ? 0xFFFF : sum;
+  std::memcpy(start + kIpSize, &header, sizeof(header));
+}
+
+}  // namespace
+
+nettypes::IPv4Addr DestinationOf(const std::uint8_t* packet) {
+  constexpr std::size_t kDestination = 16;
+  in_addr address{};
+  std::memcpy(&address, packet + kDestination, sizeof(address));
+  return nettypes::IPv4Addr(address);
+}
+
+std::optional<UdpPayload> ParseUdp(std::uint8_t* packet, std::size_t size, bool verify) {
+  const auto part = FindUdp(packet, size);
+  if (!part) return std::nullopt;
+  std::uint8_t* const udp = packet + part->position;
+  udphdr header{};
+  std::memcpy(&header, udp, sizeof(header));
+  const std::size_t udp_size = ntohs(header.len);
+  if (udp_size < kUdpSize || udp_size > part->size || ntohs(header.dest) != kServerPort) {
+    return std::nullopt;
+  }
+  // RFC 768: a checksum of 0 says that the sender made none.
+  if (verify && header.check != 0 &&
+      Fold(Sum(udp, udp_size, PseudoHeader(packet, udp_size))) != 0xFFFF) {
+    return std::nullopt;
+  }
+  return UdpPayload{.data = udp + kUdpSize, .size = udp_size - kUdpSize};
+}
+
+void WriteHeaders(nettypes::IPv4Addr source, nettypes::IPv4Addr destination, std::uint8_t* payload,
+                  std::size_t size) {
+  const std::size_t udp_size = kUdpSize + size;
+  std::uint8_t* const start = payload - kHeadersSize;
+  WriteIpHeader(source, destination, udp_size, start);
+  WriteUdpHeader(udp_size, start);
 }
 
 }  // namespace dhcp_manager

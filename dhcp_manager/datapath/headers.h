@@ -26,8 +26,7 @@ struct UdpPayload {
 nettypes::IPv4Addr DestinationOf(const std::uint8_t* packet);
 
 // The payload of a whole, unfragmented UDP datagram for port 67 that begins with its IPv4 header;
-// nothing when the headers are broken or, where `verify` says that nobody has looked at it yet, the
-// checksum is wrong.
+// nothing when the headers are invalid or, where `verify` asks for it, the checksum is wrong.
 std::optional<UdpPayload> ParseUdp(std::uint8_t* packet, std::size_t size, bool verify);
 
 // Writes the headers of a datagram from port 67 of `source` to port 68 of `destination` into the

@@ -1,46 +1,12 @@
 #include "dhcp_manager/datapath/packet_ring.h"
 
-#include <sys/mman.h>
-#include <sys/socket.h>
-
 #include <algorithm>
 #include <atomic>
 
-#include "base/system_error.h"
-
 namespace dhcp_manager {
-namespace {
 
-// A frame holds what an Ethernet of usual size carries, and the growth by our option; together they
-// are room for bursts of thousands of packets.
-constexpr unsigned kFrameSize = 2048;
-constexpr unsigned kBlockSize = 64 * 1024;
-constexpr unsigned kBlocks = 128;
-constexpr unsigned kFrames = kBlocks * (kBlockSize / kFrameSize);
-constexpr std::size_t kMemory = std::size_t{kBlocks} * kBlockSize;
-
-std::size_t After(std::size_t index) { return (index + 1) % kFrames; }
-
-}  // namespace
-
-PacketRing::PacketRing(int fd) {
-  constexpr int kVersion = TPACKET_V2;
-  if (setsockopt(fd, SOL_PACKET, PACKET_VERSION, &kVersion, sizeof(kVersion)) != 0) {
-    base::ThrowSystemError("cannot choose the layout of the packet ring");
-  }
-  const tpacket_req request{.tp_block_size = kBlockSize,
-                            .tp_block_nr = kBlocks,
-                            .tp_frame_size = kFrameSize,
-                            .tp_frame_nr = kFrames};
-  if (setsockopt(fd, SOL_PACKET, PACKET_RX_RING, &request, sizeof(request)) != 0) {
-    base::ThrowSystemError("cannot make the packet ring");
-  }
-  void* const memory = mmap(nullptr, kMemory, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
-  if (memory == MAP_FAILED) base::ThrowSystemError("cannot map the packet ring");
-  memory_ = static_cast<std::uint8_t*>(memory);
-}
-
-PacketRing::~PacketRing() { munmap(memory_, kMemory); }
+PacketRing::PacketRing(std::span<std::uint8_t> memory)
+    : memory_(memory.data()), frames_(memory.size() / kFrameSize) {}
 
 tpacket2_hdr& PacketRing::Frame(std::size_t index) const {
   return *reinterpret_cast<tpacket2_hdr*>(memory_ + index * kFrameSize);
@@ -48,7 +14,7 @@ tpacket2_hdr& PacketRing::Frame(std::size_t index) const {
 
 std::optional<PacketRing::Packet> PacketRing::Next() {
   tpacket2_hdr& frame = Frame(next_);
-  // The kernel writes the status last, and we do before it may write again.
+  // The kernel writes the status last; Release writes it before the kernel may write again.
   const std::uint32_t status = std::atomic_ref(frame.tp_status).load(std::memory_order_acquire);
   if ((status & TP_STATUS_USER) == 0 || After(next_) == released_) return std::nullopt;
   next_ = After(next_);

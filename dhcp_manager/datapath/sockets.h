@@ -1,33 +1,56 @@
-// The relay's sockets, with the kernel's filters in front of them.
+// Opens the relay's sockets, with the kernel's filters in front of them.
 
 #ifndef DHCP_MANAGER_DATAPATH_SOCKETS_H_
 #define DHCP_MANAGER_DATAPATH_SOCKETS_H_
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "base/descriptor.h"
-#include "protocol/wire/wire.h"
+#include "dhcp_manager/datapath/batch_socket.h"
+#include "dhcp_manager/datapath/packet_ring.h"
+#include "dhcp_manager/datapath/ring_mapping.h"
 
 namespace dhcp_manager {
 
-// Opens them. Each throws std::system_error.
-class Sockets {
+// The clients' side of every interface.
+struct ClientSocket {
+  std::unique_ptr<BatchSocket> socket;   // sends
+  std::unique_ptr<RingMapping> mapping;  // the ring's memory, when it is the kernel's
+  PacketRing ring;                       // receives
+};
+
+// What the relay opens sockets by. Each operation throws std::system_error.
+class SocketOpener {
  public:
-  // Makes some with room for bursts, which takes a right (CAP_NET_ADMIN) that the manager gives up
-  // later. Those opened beyond them, and all without the right, have the room that anybody may
-  // have.
+  SocketOpener() = default;
+  virtual ~SocketOpener() = default;
+
+  // Whole IPv4 packets of every interface to UDP port 67 that carry a BOOTREQUEST; no fragments,
+  // nothing that this device sends itself or that is for another station.
+  virtual ClientSocket OpenClientSocket() = 0;
+
+  // The servers' side of a VRF: UDP port 67 on the VRF device, or of the default VRF when
+  // `vrf_device` is empty; BOOTREPLYs only.
+  virtual std::unique_ptr<BatchSocket> OpenVrfSocket(const std::string& vrf_device) = 0;
+
+ protected:
+  SocketOpener(const SocketOpener&) = default;
+  SocketOpener& operator=(const SocketOpener&) = default;
+  SocketOpener(SocketOpener&&) = default;
+  SocketOpener& operator=(SocketOpener&&) = default;
+};
+
+class Sockets final : public SocketOpener {
+ public:
+  // Prepares some sockets with large buffers, which takes a capability (CAP_NET_ADMIN) that the
+  // manager gives up later. Sockets opened beyond those, and all without the capability, get the
+  // largest buffers that the system allows everybody.
   Sockets();
 
-  // Clients' side of every interface: whole IPv4 packets (SOCK_DGRAM) to UDP port 67 that carry a
-  // BOOTREQUEST, not fragments, not what this device sends itself or what is for another station.
-  // Hears nothing before Listen.
-  base::Descriptor OpenClientSocket();
-  static void Listen(const base::Descriptor& client_socket);
-
-  // Servers' side of a routing domain, of the VRF device `vrf` or, when that is empty, of the
-  // default one: UDP port 67, BOOTREPLY only.
-  base::Descriptor OpenServerSocket(const std::string& vrf);
+  ClientSocket OpenClientSocket() override;
+  std::unique_ptr<BatchSocket> OpenVrfSocket(const std::string& vrf_device) override;
 
  private:
   base::Descriptor client_;

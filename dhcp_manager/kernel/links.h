@@ -15,14 +15,14 @@
 
 namespace dhcp_manager {
 
-// Index of the VRF device of a routing domain; kDefaultVrf stands for the one without a device.
+// Index of a VRF's device; kDefaultVrf stands for the default VRF, which has none.
 using VrfIfindex = int;
 inline constexpr VrfIfindex kDefaultVrf = 0;
 
 struct Link {
   int index = 0;
   std::string name;
-  bool up = false;         // administratively and, as far as the driver tells, on the wire
+  bool up = false;         // administratively up, with a carrier as far as the driver knows
   base::MacAddress mac{};  // all zeros when it has no Ethernet address
   int master = 0;          // index of the device that it is enslaved to, 0 for none
   std::optional<std::uint32_t> vrf_table;  // of a VRF device
@@ -47,7 +47,7 @@ struct Links {
 
   // The device of the VRF whose routing table is `table`; nothing when there is none.
   std::optional<VrfIfindex> FindVrf(std::uint32_t table) const;
-  // The routing domain that a link belongs to.
+  // The VRF that a link belongs to.
   VrfIfindex VrfOf(const Link& link) const;
 };
 

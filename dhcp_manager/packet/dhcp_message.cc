@@ -5,7 +5,8 @@ namespace dhcp_manager::message {
 std::size_t RemoveRelayAgentInformation(std::uint8_t* data, std::size_t from, std::size_t to) {
   std::size_t write = from;
   std::size_t read = from;
-  // What was read last is never overwritten before: writing is always behind.
+  // Bytes are moved while the walk is under way: it never reads behind `read`, and `write` never
+  // overtakes `read`.
   const OptionsEnd end =
       WalkOptions(data, from, to, [&](std::uint8_t code, std::size_t position, std::size_t length) {
         if (code != kRelayAgentInformation) return;

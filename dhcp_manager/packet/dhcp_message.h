@@ -1,4 +1,4 @@
-// Where things are in a BOOTP or DHCP message (RFC 951, RFC 2131 section 2), and walking its
+// The layout of a BOOTP or DHCP message (RFC 951, RFC 2131 section 2), and a walk through its
 // options (RFC 2132).
 
 #ifndef DHCP_MANAGER_PACKET_DHCP_MESSAGE_H_
@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+
+#include <nettypes/ipv4_addr.h>
 
 namespace dhcp_manager::message {
 
@@ -37,9 +39,21 @@ inline constexpr std::uint8_t kEnd = 255;
 // Bytes of an option that are not its value: code and length.
 inline constexpr std::size_t kOptionHeader = 2;
 
-// Whether the header is whole and as it must be, for the direction `op`.
+// Whether the header is complete and valid, for the direction `op`.
 inline bool IsMessage(const std::uint8_t* data, std::size_t size, std::uint8_t op) {
   return size >= kVend && data[kOp] == op && data[kHlen] <= kChaddrSize;
+}
+
+// The address in the four bytes at `field`.
+inline nettypes::IPv4Addr ReadAddress(const std::uint8_t* field) {
+  return nettypes::IPv4Addr::from_host_order(
+      static_cast<std::uint32_t>(field[0]) << 24U | static_cast<std::uint32_t>(field[1]) << 16U |
+      static_cast<std::uint32_t>(field[2]) << 8U | static_cast<std::uint32_t>(field[3]));
+}
+
+inline void WriteAddress(nettypes::IPv4Addr address, std::uint8_t* field) {
+  const in_addr packed = address.to_in_addr();
+  std::memcpy(field, &packed, sizeof(packed));
 }
 
 // Whether options follow the header (RFC 2131, section 3); a plain BOOTP message has none.
@@ -48,7 +62,7 @@ inline bool HasOptions(const std::uint8_t* data, std::size_t size) {
   return size >= kOptions && std::memcmp(data + kVend, kCookie, sizeof(kCookie)) == 0;
 }
 
-// Where a walk through options came to its end.
+// Where a walk through options ended.
 struct OptionsEnd {
   bool whole;            // false: an option reaches beyond the bytes that there are
   bool has_end;          // an End option is there
@@ -75,8 +89,8 @@ OptionsEnd WalkOptions(const std::uint8_t* data, std::size_t from, std::size_t t
   return {.whole = position == to, .has_end = false, .position = position};
 }
 
-// Takes every option 82 out of the options in data[from, to): what follows moves up. Returns how
-// many bytes that freed, which are zeros at the end now. The options are whole.
+// Removes every option 82 from the options in data[from, to) and moves up what follows it. Returns
+// the number of bytes freed, which are zeros at the end now. REQUIRES: the options are whole.
 std::size_t RemoveRelayAgentInformation(std::uint8_t* data, std::size_t from, std::size_t to);
 
 }  // namespace dhcp_manager::message

@@ -15,6 +15,7 @@
 #include <nettypes/ipv4_addr.h>
 
 #include "base/mac_address.h"
+#include "protocol/control/outcome.h"
 #include "protocol/wire/policy.h"
 
 namespace dhcp_manager {
@@ -26,61 +27,53 @@ struct MessageBuffer {
   std::size_t capacity;
 };
 
-// What the relay must know of the client-facing interface of a message.
+// What the packet rules need of the relay interface of a message.
 struct RelayParameters {
   nettypes::IPv4Addr giaddr;
   bool check = false;
   bool trusted = false;
   bool option = false;
   dhcp_relay::wire::Policy policy = dhcp_relay::wire::Policy::kKeep;
-  std::vector<std::uint8_t> information;  // our option 82 without its code and length
+  // Our option 82 without its code and length, 255 bytes at most.
+  std::vector<std::uint8_t> relay_agent_information;
 };
 
-// Our relay agent information (RFC 3046, section 2.0): circuit-id (1) the text "NAME:VLAN", or
-// "NAME" without a VLAN; remote-id (2) the six bytes of the MAC address. `name` is cut where the
-// whole would not fit into an option.
+// Addresses by their numeric value (IPv4Addr::host_order).
+using AddressSet = std::unordered_set<std::uint32_t>;
+
+// The value of our option 82 (RFC 3046, section 2.0): circuit-id (section 3.1) the text
+// "NAME:VLAN", or "NAME" without a VLAN; remote-id (section 3.2) the six bytes of the MAC address.
+// `name` is cut where the value would exceed an option's 255 bytes.
 std::vector<std::uint8_t> MakeRelayAgentInformation(std::string_view name,
                                                     std::optional<std::uint16_t> vlan,
                                                     const base::MacAddress& mac);
 
-enum class RequestResult {
-  kRelay,        // to be sent to every server
-  kRelayNoRoom,  // the same, but our option did not fit and was left out
-  kMalformed,
-  kHops,        // hops over 16 (RFC 1542, section 4.1.1)
-  kOwnGiaddr,   // giaddr is an address of this device: it has been here before, or is forged
-  kUntrusted,   // giaddr 0 with option 82 on an untrusted interface (RFC 3046, section 2.1)
-  kPolicyDrop,  // option 82 is there already, and the policy says drop
+struct RequestVerdict {
+  dhcp_relay::control::RequestOutcome outcome;  // kRelayed: to be sent to every server
+  bool option_left_out = false;                 // relayed without our option 82, for want of room
 };
 
-// Changes a BOOTREQUEST of a client, or of a relay nearer to it, into what goes to the servers.
-// `own_addresses` holds the addresses of this device (in_addr::s_addr, network byte order). What is
-// dropped is left in an unspecified state.
-RequestResult RelayRequest(const RelayParameters& port,
-                           const std::unordered_set<std::uint32_t>& own_addresses,
-                           MessageBuffer& message);
+// Changes a BOOTREQUEST of a client, or of a relay nearer to it, into the message for the servers.
+// `own_addresses` are those of this device in the interface's VRF. A message that is not relayed is
+// left in an unspecified state.
+RequestVerdict RelayRequest(const RelayParameters& interface, const AddressSet& own_addresses,
+                            MessageBuffer& message);
 
-enum class ReplyResult {
-  kRelay,  // to be sent out of the port
-  kMalformed,
-  kNoInformation,       // checked, and our option 82 is missing
-  kForeignInformation,  // checked, and option 82 is not ours
-};
-
-// giaddr of a message of at least 28 bytes, network byte order; nothing for a shorter one.
+// giaddr of a message of at least 28 bytes; nothing for a shorter one.
 std::optional<nettypes::IPv4Addr> GiaddrOf(const std::uint8_t* data, std::size_t size);
 
-// Changes a BOOTREPLY of a server whose giaddr is `port`'s into what goes to the client.
-ReplyResult RelayReply(const RelayParameters& port, MessageBuffer& message);
+// Changes a BOOTREPLY of a server whose giaddr is that of `interface` into the message for the
+// client. kRelayed: to be sent out of the interface.
+dhcp_relay::control::ReplyOutcome RelayReply(const RelayParameters& interface,
+                                             MessageBuffer& message);
 
-// Where a relayed reply goes at layers 2 and 3 (RFC 1542, section 4.1.2).
+// Where a relayed reply goes at layers 2 and 3.
 struct ReplyTarget {
   nettypes::IPv4Addr address;  // yiaddr, or 255.255.255.255
   base::MacAddress mac;        // chaddr, or all ones
 };
 
-// Broadcast when the client asked for it (flag B), when there is no yiaddr, or when chaddr is not
-// an Ethernet address; else yiaddr and chaddr. `message` has passed RelayReply.
+// REQUIRES: RelayReply has returned kRelayed for `message`.
 ReplyTarget TargetOf(const MessageBuffer& message);
 
 }  // namespace dhcp_manager

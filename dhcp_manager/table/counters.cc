@@ -7,7 +7,7 @@ namespace {
 
 // Makes the keys of `counters` those of `configured`.
 template <typename CounterMap, typename Container>
-void KeepKeys(CounterMap& counters, const Container& configured) {
+void SynchroniseKeys(CounterMap& counters, const Container& configured) {
   std::erase_if(counters, [&](const auto& entry) { return !configured.contains(entry.first); });
   for (const auto& item : configured) {
     if constexpr (std::is_same_v<std::decay_t<decltype(item)>, nettypes::IPv4Addr>) {
@@ -20,12 +20,12 @@ void KeepKeys(CounterMap& counters, const Container& configured) {
 
 }  // namespace
 
-void Counters::Keep(const RelayTable& table) {
-  KeepKeys(instances_, table.instances());
+void Counters::Synchronise(const RelayTable& table) {
+  SynchroniseKeys(instances_, table.instances());
   for (auto& [name, counters] : instances_) {
     const Instance& instance = table.instances().at(name);
-    KeepKeys(counters.interfaces, instance.interfaces);
-    KeepKeys(counters.servers, instance.servers);
+    SynchroniseKeys(counters.interfaces, instance.interfaces);
+    SynchroniseKeys(counters.servers, instance.servers);
   }
 }
 

@@ -1,7 +1,7 @@
-// What became of every message: counters by interface, by server, and for what belongs to neither.
+// Counters by interface, by server, and for messages that match neither.
 //
-// Every message received is counted once as received and once under what became of it, so that
-// the sums of both are equal at any time.
+// Every message is counted once as received and once by its outcome, so that both sums are equal
+// after each batch.
 
 #ifndef DHCP_MANAGER_TABLE_COUNTERS_H_
 #define DHCP_MANAGER_TABLE_COUNTERS_H_
@@ -24,7 +24,7 @@ namespace control = dhcp_relay::control;
 struct InterfaceCounters {
   std::uint64_t requests = 0;
   std::array<std::uint64_t, control::kRequestOutcomes> request_outcomes{};
-  std::uint64_t option_left_out = 0;  // of those relayed: ours did not fit
+  std::uint64_t option_left_out = 0;  // requests relayed without our option 82, for want of room
   std::uint64_t replies = 0;
   std::array<std::uint64_t, control::kReplyOutcomes> reply_outcomes{};
 
@@ -57,9 +57,9 @@ struct InstanceCounters {
 
 class Counters {
  public:
-  // Drops the counters of what is no longer configured, and adds zeros for what is new. References
-  // to counters of what stays remain valid.
-  void Keep(const RelayTable& table);
+  // Drops the counters of interfaces and servers that are no longer configured, and adds zeros for
+  // new ones. References to the others' counters remain valid.
+  void Synchronise(const RelayTable& table);
   void Clear();
 
   InterfaceCounters& Interface(const std::string& instance, const std::string& name) {

@@ -7,19 +7,17 @@
 namespace dhcp_manager {
 namespace {
 
-std::uint32_t Key(nettypes::IPv4Addr address) { return address.to_in_addr().s_addr; }
-
 std::uint64_t Key(VrfIfindex vrf, nettypes::IPv4Addr address) {
   constexpr unsigned kAddressBits = 32;
   return (static_cast<std::uint64_t>(static_cast<std::uint32_t>(vrf)) << kAddressBits) |
-         Key(address);
+         address.host_order();
 }
 
-// The override's value where it has one, else the instance's, else that of the data model.
+// A value that the override leaves unset is the instance's, else the data model's default.
 template <typename Value>
 Value Effective(const std::optional<Value>& override, const std::optional<Value>& instance,
-                Value otherwise) {
-  return override ? *override : instance.value_or(otherwise);
+                Value model_default) {
+  return override ? *override : instance.value_or(model_default);
 }
 
 void SetSettings(const Settings& instance, const Settings& override, RelayParameters& relay) {
@@ -36,30 +34,12 @@ std::optional<VrfIfindex> FindVrf(const std::optional<limid_t>& vrf, const Links
 
 }  // namespace
 
-const char* Name(InterfaceState state) {
-  switch (state) {
-    case InterfaceState::kUp:
-      return "up";
-    case InterfaceState::kDown:
-      return "down";
-    case InterfaceState::kMissing:
-      return "missing";
-    case InterfaceState::kNoAddress:
-      return "no-address";
-    case InterfaceState::kNoVrf:
-      return "no-vrf";
-    case InterfaceState::kDuplicateAddress:
-      return "shadowed";
-  }
-  return "unknown";
-}
-
 Forwarding::Forwarding(const RelayTable& table, const Links& links) {
   for (const LinkAddress& address : links.addresses) {
     const auto link = links.links.find(address.link);
     if (link == links.links.end()) continue;
-    owners_.emplace(Key(address.address), &address);
-    own_addresses_[links.VrfOf(link->second)].insert(Key(address.address));
+    owners_.emplace(address.address.host_order(), &address);
+    own_addresses_[links.VrfOf(link->second)].insert(address.address.host_order());
   }
   for (const auto& [name, instance] : table.instances()) AddInstance(name, instance, links);
   owners_.clear();
@@ -71,22 +51,22 @@ void Forwarding::AddInstance(const std::string& name, const Instance& instance,
   const VrfIfindex vrf = FindVrf(instance.vrf, links).value_or(kUnknownVrf);
   const auto device = links.links.find(vrf);
   const std::string device_name = device == links.links.end() ? "" : device->second.name;
-  const Service& service = services_.emplace_back(
-      Service{.instance = name,
-              .vrf = vrf,
-              .vrf_device = device_name,
-              .servers = {instance.servers.begin(), instance.servers.end()}});
+  const RelayInstance& relay_instance = instances_.emplace_back(
+      RelayInstance{.name = name,
+                    .vrf = vrf,
+                    .vrf_device = device_name,
+                    .servers = {instance.servers.begin(), instance.servers.end()}});
   for (const auto& [if_name, interface] : instance.interfaces) {
-    AddInterface(&service, if_name, instance, links);
+    AddInterface(relay_instance, if_name, instance, links);
   }
 }
 
-void Forwarding::AddInterface(const Service* service, const std::string& name,
+void Forwarding::AddInterface(const RelayInstance& relay_instance, const std::string& name,
                               const Instance& instance, const Links& links) {
   const L3Interface& configured = instance.interfaces.at(name);
   const auto override = instance.overrides.find(name);
   RelayInterface& interface = interfaces_.emplace_back();
-  interface.service = service;
+  interface.instance = &relay_instance;
   interface.name = name;
   interface.vlan = configured.vlan;
   interface.relay.giaddr = configured.address.value_or(nettypes::IPv4Addr());
@@ -95,15 +75,15 @@ void Forwarding::AddInterface(const Service* service, const std::string& name,
               interface.relay);
   Attach(interface, links);
   if (!interface.usable()) return;
-  vrfs_.try_emplace(service->vrf, service->vrf_device);
+  vrfs_.try_emplace(relay_instance.vrf, relay_instance.vrf_device);
   const auto index = static_cast<InterfaceIndex>(interfaces_.size() - 1);
-  if (!by_address_.try_emplace(Key(service->vrf, interface.relay.giaddr), index).second) {
+  if (!by_address_.try_emplace(Key(relay_instance.vrf, interface.relay.giaddr), index).second) {
     interface.state = InterfaceState::kDuplicateAddress;
   }
 }
 
 void Forwarding::Attach(RelayInterface& interface, const Links& links) {
-  if (interface.service->vrf == kUnknownVrf) {
+  if (interface.instance->vrf == kUnknownVrf) {
     interface.state = InterfaceState::kNoVrf;
     return;
   }
@@ -111,23 +91,30 @@ void Forwarding::Attach(RelayInterface& interface, const Links& links) {
     interface.state = InterfaceState::kNoAddress;
     return;
   }
-  const auto [first, last] = owners_.equal_range(Key(interface.relay.giaddr));
-  const auto owner = std::find_if(first, last, [&](const auto& entry) {
-    return links.VrfOf(links.links.at(entry.second->link)) == interface.service->vrf;
-  });
-  if (owner == last) {
+  const LinkAddress* const owned = FindOwner(interface, links);
+  if (owned == nullptr) {
     interface.state = InterfaceState::kMissing;
     return;
   }
-  const Link& link = links.links.at(owner->second->link);
+  const Link& link = links.links.at(owned->link);
   interface.state = link.up ? InterfaceState::kUp : InterfaceState::kDown;
   interface.link = link.index;
   interface.link_name = link.name;
-  interface.broadcast = owner->second->broadcast;
-  interface.relay.information = MakeRelayAgentInformation(interface.name, interface.vlan, link.mac);
+  interface.broadcast = owned->broadcast;
+  interface.relay.relay_agent_information =
+      MakeRelayAgentInformation(interface.name, interface.vlan, link.mac);
 }
 
-// A link's ports in the order of its addresses, so that the first is its primary one's.
+const LinkAddress* Forwarding::FindOwner(const RelayInterface& interface,
+                                         const Links& links) const {
+  const auto [first, last] = owners_.equal_range(interface.relay.giaddr.host_order());
+  const auto owner = std::find_if(first, last, [&](const auto& entry) {
+    return links.VrfOf(links.links.at(entry.second->link)) == interface.instance->vrf;
+  });
+  return owner == last ? nullptr : owner->second;
+}
+
+// A link's interfaces in the order of its addresses, so that its primary address comes first.
 void Forwarding::IndexByLink(const Links& links) {
   for (const LinkAddress& address : links.addresses) {
     const auto link = links.links.find(address.link);
@@ -143,7 +130,7 @@ const RelayInterface* Forwarding::FindByLink(int link, nettypes::IPv4Addr destin
   if (found == by_link_.end()) return nullptr;
   const RelayInterface& first = interfaces_[found->second.front()];
   if (found->second.size() == 1) return &first;
-  const RelayInterface* const addressed = FindByAddress(first.service->vrf, destination);
+  const RelayInterface* const addressed = FindByAddress(first.instance->vrf, destination);
   return addressed != nullptr && addressed->link == link ? addressed : &first;
 }
 
@@ -152,15 +139,15 @@ const RelayInterface* Forwarding::FindByAddress(VrfIfindex vrf, nettypes::IPv4Ad
   return found == by_address_.end() ? nullptr : &interfaces_[found->second];
 }
 
-const std::unordered_set<std::uint32_t>& Forwarding::OwnAddresses(VrfIfindex vrf) const {
-  static const std::unordered_set<std::uint32_t> kNone;
+const AddressSet& Forwarding::OwnAddresses(VrfIfindex vrf) const {
+  static const AddressSet kNone;
   const auto found = own_addresses_.find(vrf);
   return found == own_addresses_.end() ? kNone : found->second;
 }
 
 bool Forwarding::IsForUs(const RelayInterface& interface, nettypes::IPv4Addr destination) const {
-  return Key(destination) == INADDR_BROADCAST || destination == interface.broadcast ||
-         OwnAddresses(interface.service->vrf).contains(Key(destination));
+  return destination.host_order() == INADDR_BROADCAST || destination == interface.broadcast ||
+         OwnAddresses(interface.instance->vrf).contains(destination.host_order());
 }
 
 }  // namespace dhcp_manager

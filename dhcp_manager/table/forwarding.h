@@ -1,5 +1,5 @@
-// The relay table and the kernel's links put together: for every configured interface, where its
-// packets come in, with what settings, and where they go. Built anew after every change of either.
+// The relay table combined with the kernel's links: for every configured interface its kernel
+// interface, its settings in force and its servers. Rebuilt after every change of either.
 
 #ifndef DHCP_MANAGER_TABLE_FORWARDING_H_
 #define DHCP_MANAGER_TABLE_FORWARDING_H_
@@ -10,9 +10,7 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include <nettypes/ipv4_addr.h>
@@ -20,27 +18,17 @@
 #include "dhcp_manager/kernel/links.h"
 #include "dhcp_manager/packet/relay_packet.h"
 #include "dhcp_manager/table/relay_table.h"
+#include "protocol/control/interface_state.h"
 
 namespace dhcp_manager {
 
-// Why an interface does or does not relay.
-enum class InterfaceState : std::uint8_t {
-  kUp,
-  kDown,              // its kernel interface is
-  kMissing,           // no kernel interface has its address in the instance's VRF
-  kNoAddress,         // none is configured
-  kNoVrf,             // the kernel has no device for the instance's VRF
-  kDuplicateAddress,  // another instance relays for its address already
-};
-
-// "up", "down", "missing", "no-address", "no-vrf" or "shadowed".
-const char* Name(InterfaceState state);
+using dhcp_relay::control::InterfaceState;
 
 inline constexpr VrfIfindex kUnknownVrf = -1;
 
-// The relaying end of an instance.
-struct Service {
-  std::string instance;
+// A relay instance as packets need it.
+struct RelayInstance {
+  std::string name;
   VrfIfindex vrf = kDefaultVrf;  // kUnknownVrf while the kernel has no device for it
   std::string vrf_device;        // its name; empty for none
   std::vector<nettypes::IPv4Addr> servers;
@@ -49,7 +37,7 @@ struct Service {
 // A configured layer-3 interface.
 struct RelayInterface {
   RelayParameters relay;
-  const Service* service = nullptr;
+  const RelayInstance* instance = nullptr;
   std::string name;
   std::optional<std::uint16_t> vlan;
   InterfaceState state = InterfaceState::kMissing;
@@ -57,7 +45,7 @@ struct RelayInterface {
   std::string link_name;  // empty for none
   nettypes::IPv4Addr broadcast;
 
-  // Whether packets pass, as far as configuration tells: a link that is down needs no care.
+  // Whether the interface relays whenever its link is up.
   bool usable() const { return state == InterfaceState::kUp || state == InterfaceState::kDown; }
 };
 
@@ -74,7 +62,7 @@ class Forwarding {
 
   // By instance, then by name.
   const std::vector<RelayInterface>& interfaces() const { return interfaces_; }
-  const std::deque<Service>& services() const { return services_; }
+  const std::deque<RelayInstance>& instances() const { return instances_; }
 
   // The interface of a request that came in through `link` for `destination`: the one of that
   // address, or the one of the link's first address. Null when the link relays for nobody.
@@ -82,30 +70,33 @@ class Forwarding {
   // The interface of a reply in `vrf`.
   const RelayInterface* FindByAddress(VrfIfindex vrf, nettypes::IPv4Addr giaddr) const;
 
-  // Every address of this device in `vrf`, as in_addr::s_addr.
-  const std::unordered_set<std::uint32_t>& OwnAddresses(VrfIfindex vrf) const;
+  // Every address of this device in `vrf`.
+  const AddressSet& OwnAddresses(VrfIfindex vrf) const;
 
-  // Whether what comes in through the interface for `destination` is for the relay: a broadcast, or
-  // an address of this device. Anything else is only on its way through.
+  // Whether a packet that came in through the interface for `destination` is for the relay: to a
+  // broadcast address, or to an address of this device. Anything else is transit traffic.
   bool IsForUs(const RelayInterface& interface, nettypes::IPv4Addr destination) const;
 
-  // The routing domains that packets pass in, with the names of their devices; the name of the
-  // default one is empty.
+  // The VRFs of the interfaces that are usable, with the names of their devices; the name of the
+  // default VRF is empty.
   const std::map<VrfIfindex, std::string>& vrfs() const { return vrfs_; }
 
  private:
   void AddInstance(const std::string& name, const Instance& instance, const Links& links);
-  void AddInterface(const Service* service, const std::string& name, const Instance& instance,
-                    const Links& links);
+  void AddInterface(const RelayInstance& relay_instance, const std::string& name,
+                    const Instance& instance, const Links& links);
+  // Finds the interface's kernel interface, or the reason why it has none.
   void Attach(RelayInterface& interface, const Links& links);
+  // The kernel's address that is the interface's, in its VRF; null when there is none.
+  const LinkAddress* FindOwner(const RelayInterface& interface, const Links& links) const;
   void IndexByLink(const Links& links);
 
-  std::deque<Service> services_;
+  std::deque<RelayInstance> instances_;
   std::vector<RelayInterface> interfaces_;
   std::unordered_map<int, std::vector<InterfaceIndex>> by_link_;
   std::unordered_map<std::uint64_t, InterfaceIndex> by_address_;
-  std::unordered_map<VrfIfindex, std::unordered_set<std::uint32_t>> own_addresses_;
-  std::unordered_multimap<std::uint32_t, const LinkAddress*> owners_;  // while it is built
+  std::unordered_map<VrfIfindex, AddressSet> own_addresses_;
+  std::unordered_multimap<std::uint32_t, const LinkAddress*> owners_;  // during construction
   std::map<VrfIfindex, std::string> vrfs_;
 };
 

@@ -16,7 +16,7 @@ std::string JournalLine(const dhcp_relay::wire::Call& call);
 
 class Journal {
  public:
-  // Keeps nothing.
+  // Discards every call.
   Journal() = default;
 
   // Appends to `file`. Throws std::system_error when it cannot be opened.
@@ -24,7 +24,7 @@ class Journal {
 
   void Add(const dhcp_relay::wire::Call& call);
 
-  // Readers see the lines from here on. Throws std::system_error.
+  // Writes the calls added so far to the file. Throws std::system_error.
   void Flush();
 
  private:

@@ -26,22 +26,22 @@ bool IsDelete(wire::Operation operation) {
   }
 }
 
-void SetSettings(Settings& options, const wire::Call& call) {
+void SetSettings(Settings& settings, const wire::Call& call) {
   switch (call.operation()) {
     case wire::SET_TRUSTED:
     case wire::SET_IF_OPTION_TRUSTED:
-      options.trusted = call.flag();
+      settings.trusted = call.flag();
       break;
     case wire::SET_OPTION:
     case wire::SET_IF_OPTION_OPTION:
-      options.option = call.flag();
+      settings.option = call.flag();
       break;
     case wire::SET_CHECK:
     case wire::SET_IF_OPTION_CHECK:
-      options.check = call.flag();
+      settings.check = call.flag();
       break;
     default:
-      options.policy = PolicyOf(call);
+      settings.policy = PolicyOf(call);
   }
 }
 
@@ -82,7 +82,7 @@ void Delete(Instance& instance, const wire::Call& call) {
       instance.servers.erase(AddressOf(call));
       break;
     case wire::DELETE_L3_INTERFACE_VLAN: {
-      // Another VLAN id than the one given has taken its place already.
+      // A VLAN id other than the one given has already replaced it.
       const auto found = instance.interfaces.find(call.name());
       if (found != instance.interfaces.end() && found->second.vlan == call.vlan()) {
         found->second.vlan.reset();

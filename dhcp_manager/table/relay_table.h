@@ -1,4 +1,4 @@
-// The relay table: what the daemon's calls have made of the relay instances.
+// The relay table: the relay instances as the daemon's calls have configured them.
 
 #ifndef DHCP_MANAGER_TABLE_RELAY_TABLE_H_
 #define DHCP_MANAGER_TABLE_RELAY_TABLE_H_
@@ -18,7 +18,7 @@
 
 namespace dhcp_manager {
 
-// Settings of an instance or of an override; what was never set has no value.
+// Settings of an instance or of an override; a setting that was never set has no value.
 struct Settings {
   std::optional<bool> check;
   std::optional<bool> trusted;
@@ -47,8 +47,8 @@ struct Instance {
 
 class RelayTable {
  public:
-  // Carries out a call without fault (wire::Fault). Adding and setting make what they need;
-  // deleting what is not there does nothing.
+  // Carries out a call without fault (wire::Fault). Adding and setting create missing entries;
+  // deleting a missing entry does nothing.
   void Apply(const dhcp_relay::wire::Call& call);
 
   // By name.

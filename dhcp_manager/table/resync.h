@@ -1,5 +1,5 @@
-// Which table the calls of the daemon go to: on every connect a new one is built beside the old,
-// and takes its place when the dump is complete.
+// Which table the daemon's calls go to: on every connect a new table is built beside the one in
+// use, and replaces it when the dump is complete.
 
 #ifndef DHCP_MANAGER_TABLE_RESYNC_H_
 #define DHCP_MANAGER_TABLE_RESYNC_H_
@@ -17,28 +17,28 @@ class Resync {
  public:
   enum class State {
     kDisconnected,
-    kWaiting,    // a dump is asked for
-    kReceiving,  // its calls come in
+    kWaiting,    // a dump has been requested
+    kReceiving,  // the calls of the dump arrive
     kInSync,
   };
 
-  // Called after every change of the table in use: by one call of maybe many, or by a whole dump.
+  // Called after every change of the table in use: by a single call, or by a complete dump.
   enum class Change { kCall, kDump };
   void OnChange(std::function<void(Change)> changed) { changed_ = std::move(changed); }
 
-  // The daemon has connected: returns the number of the dump to ask for.
+  // The daemon has connected: returns the id of the dump to request.
   std::uint32_t Connected();
-  // What came of an incomplete dump is dropped; the table in use stays.
+  // The table of an incomplete dump is dropped; the table in use stays.
   void Disconnected();
 
   void Apply(const dhcp_relay::wire::Call& call);
 
-  // False when `id` is not the dump that was asked for, or is not begun.
+  // False when `id` is not the dump that was requested, or when it has not begun.
   [[nodiscard]] bool BeginDump(std::uint32_t id);
   [[nodiscard]] bool CompleteDump(std::uint32_t id);
 
   State state() const { return state_; }
-  // The dump that was asked for and is not complete.
+  // The dump that was requested and is not complete.
   std::optional<std::uint32_t> outstanding() const;
 
   const RelayTable& table() const { return table_; }

@@ -1,39 +1,54 @@
 #include "protocol/control/client.h"
 
 #include <poll.h>
-#include <sys/socket.h>
 
-#include <cerrno>
-#include <cstring>
 #include <string>
+#include <system_error>
+#include <utility>
 
-#include "base/descriptor.h"
-#include "base/packet_socket.h"
+#include "protocol/control/outcome.h"
+#include "protocol/control/outcome_counts.h"
 #include "protocol/control/socket_name.h"
 
 namespace dhcp_relay::control {
 namespace {
 
 using base::ConnectionError;
-using base::Descriptor;
-using base::PacketReader;
 
-constexpr int kAnswerLimit = 10000;  // milliseconds
-
-Descriptor Connect(const std::filesystem::path& path) {
-  const sockaddr_un address = base::SocketAddress(path);
-  Descriptor fd(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
-  if (!fd || connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
+base::Descriptor Connect(const std::filesystem::path& path) {
+  try {
+    return base::ConnectPacketSocket(path, 0);
+  } catch (const std::system_error& error) {
     throw ConnectionError("the DHCP manager does not answer on " + path.string() + ": " +
-                          std::strerror(errno));
+                          error.code().message());
   }
-  return fd;
+}
+
+// Adds the instances of a reply; the first may go on with the last of the one before.
+template <typename Instances, typename Message>
+void Append(Instances& instances, std::vector<Message>& all) {
+  for (Message& instance : instances) {
+    if (!all.empty() && all.back().name() == instance.name()) {
+      all.back().MergeFrom(instance);
+    } else {
+      all.push_back(std::move(instance));
+    }
+  }
+}
+
+void AppendComplete(Reply& reply, std::vector<RelayInterface>& all) {
+  for (RelayInterface& interface : *reply.mutable_relay_interfaces()) {
+    CompleteOutcomes(RequestOutcomes(), *interface.mutable_request_outcomes());
+    CompleteOutcomes(ReplyOutcomes(), *interface.mutable_reply_outcomes());
+    all.push_back(std::move(interface));
+  }
 }
 
 }  // namespace
 
-Connection::Connection(const std::filesystem::path& directory)
-    : fd_(Connect(directory / kSocketName)) {}
+Connection::Connection(const std::filesystem::path& directory,
+                       std::chrono::milliseconds answer_limit)
+    : answer_limit_(answer_limit), fd_(Connect(directory / kSocketName)) {}
 
 void Connection::Ask(Request::Kind kind) {
   Request request;
@@ -45,13 +60,23 @@ void Connection::Ask(Request::Kind kind) {
 
 Reply Connection::Receive() {
   pollfd ready{.fd = fd_.get(), .events = POLLIN, .revents = 0};
-  if (poll(&ready, 1, kAnswerLimit) <= 0) throw ConnectionError("the DHCP manager does not answer");
-  if (reader_.Receive(fd_.get()) != PacketReader::Result::kPacket) {
+  if (poll(&ready, 1, static_cast<int>(answer_limit_.count())) <= 0) {
+    throw ConnectionError("the DHCP manager does not answer");
+  }
+  if (reader_.Receive(fd_.get()) != base::PacketReader::Result::kPacket) {
     throw ConnectionError("the DHCP manager closed the connection");
   }
   Reply reply;
   reader_.Parse(reply);
   return reply;
+}
+
+void Connection::ReceiveAll(const std::function<void(Reply&)>& take) {
+  Reply reply;
+  do {
+    reply = Receive();
+    take(reply);
+  } while (!reply.last());
 }
 
 control::Status Connection::Status() {
@@ -62,31 +87,19 @@ control::Status Connection::Status() {
 std::vector<Instance> Connection::Table() {
   Ask(Request::TABLE);
   std::vector<Instance> table;
-  Reply reply;
-  do {
-    reply = Receive();
-    for (const Instance& instance : reply.instances()) {
-      // A large instance comes in several pieces.
-      if (!table.empty() && table.back().name() == instance.name()) {
-        table.back().MergeFrom(instance);
-      } else {
-        table.push_back(instance);
-      }
-    }
-  } while (!reply.last());
+  ReceiveAll([&table](Reply& reply) { Append(*reply.mutable_instances(), table); });
   return table;
 }
 
 RelayState Connection::State() {
   Ask(Request::STATE);
   RelayState state;
-  Reply reply;
-  do {
-    reply = Receive();
-    state.services.insert(state.services.end(), reply.services().begin(), reply.services().end());
-    state.ports.insert(state.ports.end(), reply.ports().begin(), reply.ports().end());
-  } while (!reply.last());
-  state.unmatched = reply.strays();
+  ReceiveAll([&state](Reply& reply) {
+    Append(*reply.mutable_relay_instances(), state.instances);
+    AppendComplete(reply, state.interfaces);
+    state.unmatched.MergeFrom(reply.unmatched());
+  });
+  CompleteOutcomes(UnmatchedOutcomes(), *state.unmatched.mutable_outcomes());
   return state;
 }
 

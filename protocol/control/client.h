@@ -3,7 +3,9 @@
 #ifndef PROTOCOL_CONTROL_CLIENT_H_
 #define PROTOCOL_CONTROL_CLIENT_H_
 
+#include <chrono>
 #include <filesystem>
+#include <functional>
 #include <vector>
 
 #include "base/descriptor.h"
@@ -12,18 +14,23 @@
 
 namespace dhcp_relay::control {
 
-// What the relaying is doing.
+// What the relay is doing. Every list of outcomes is complete, zeros included, in the order of
+// outcome.h; outcomes that only the manager knows come last.
 struct RelayState {
-  std::vector<Service> services;  // by instance
-  std::vector<Port> ports;        // by instance, then by name
-  Strays unmatched;
+  std::vector<RelayInstance> instances;    // by name
+  std::vector<RelayInterface> interfaces;  // by instance, then by name
+  Unmatched unmatched;
 };
 
-// Each request waits for its answer, within a limit. Throws base::ConnectionError when the manager
-// does not answer.
+// Each request waits for its answer. Throws base::ConnectionError when the manager does not answer,
+// or sends no packet within the limit.
 class Connection {
  public:
-  explicit Connection(const std::filesystem::path& directory);
+  static constexpr std::chrono::milliseconds kAnswerLimit{10000};
+
+  // Connects to the control socket in `directory`.
+  explicit Connection(const std::filesystem::path& directory,
+                      std::chrono::milliseconds answer_limit = kAnswerLimit);
 
   control::Status Status();
 
@@ -37,7 +44,9 @@ class Connection {
  private:
   void Ask(Request::Kind kind);
   Reply Receive();
+  void ReceiveAll(const std::function<void(Reply&)>& take);
 
+  const std::chrono::milliseconds answer_limit_;
   base::Descriptor fd_;
   base::PacketReader reader_;
 };

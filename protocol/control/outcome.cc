@@ -1,37 +1,40 @@
 #include "protocol/control/outcome.h"
 
-#include <cctype>
+#include <array>
+
+#include "protocol/control/enumerator_name.h"
 
 namespace dhcp_relay::control {
-namespace {
 
-#define DHCP_RELAY_TEXT(name) #name,
-constexpr std::array kRequestNames{DHCP_RELAY_REQUEST_OUTCOMES(DHCP_RELAY_TEXT)};
-constexpr std::array kReplyNames{DHCP_RELAY_REPLY_OUTCOMES(DHCP_RELAY_TEXT)};
-constexpr std::array kUnmatchedNames{DHCP_RELAY_UNMATCHED_OUTCOMES(DHCP_RELAY_TEXT)};
-#undef DHCP_RELAY_TEXT
+#define DHCP_RELAY_NAME(name) NameOfEnumerator(#name),
 
-// "too-many-hops" of "kTooManyHops".
-std::string Dashed(std::string_view enumerator) {
-  std::string name;
-  for (const char letter : enumerator.substr(1)) {
-    const bool upper = std::isupper(static_cast<unsigned char>(letter)) != 0;
-    if (upper && !name.empty()) name.push_back('-');
-    name.push_back(static_cast<char>(std::tolower(static_cast<unsigned char>(letter))));
-  }
-  return name;
+std::span<const std::string> RequestOutcomes() {
+  static const std::array kNames{DHCP_RELAY_REQUEST_OUTCOMES(DHCP_RELAY_NAME)};
+  return kNames;
 }
 
-}  // namespace
+std::span<const std::string> ReplyOutcomes() {
+  static const std::array kNames{DHCP_RELAY_REPLY_OUTCOMES(DHCP_RELAY_NAME)};
+  return kNames;
+}
 
-std::string Name(RequestOutcome outcome) {
-  return Dashed(kRequestNames.at(static_cast<std::size_t>(outcome)));
+std::span<const std::string> UnmatchedOutcomes() {
+  static const std::array kNames{DHCP_RELAY_UNMATCHED_OUTCOMES(DHCP_RELAY_NAME)};
+  return kNames;
 }
-std::string Name(ReplyOutcome outcome) {
-  return Dashed(kReplyNames.at(static_cast<std::size_t>(outcome)));
+
+#undef DHCP_RELAY_NAME
+
+const std::string& Name(RequestOutcome outcome) {
+  return RequestOutcomes()[static_cast<std::size_t>(outcome)];
 }
-std::string Name(UnmatchedOutcome outcome) {
-  return Dashed(kUnmatchedNames.at(static_cast<std::size_t>(outcome)));
+
+const std::string& Name(ReplyOutcome outcome) {
+  return ReplyOutcomes()[static_cast<std::size_t>(outcome)];
+}
+
+const std::string& Name(UnmatchedOutcome outcome) {
+  return UnmatchedOutcomes()[static_cast<std::size_t>(outcome)];
 }
 
 }  // namespace dhcp_relay::control

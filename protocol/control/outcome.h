@@ -1,16 +1,15 @@
 // What becomes of each message that the relay receives: exactly one outcome.
 //
 // A new outcome is a line in one of the lists below, a leaf of that name in
-// yang/vx-dhcp-relay-state.yang, and the place where it happens. Outcomes travel by their names.
+// yang/vx-dhcp-relay-state.yang, and the place where it happens.
 
 #ifndef PROTOCOL_CONTROL_OUTCOME_H_
 #define PROTOCOL_CONTROL_OUTCOME_H_
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
-#include <string_view>
 
 namespace dhcp_relay::control {
 
@@ -51,16 +50,21 @@ enum class ReplyOutcome : std::uint8_t { DHCP_RELAY_REPLY_OUTCOMES(DHCP_RELAY_EN
 enum class UnmatchedOutcome : std::uint8_t { DHCP_RELAY_UNMATCHED_OUTCOMES(DHCP_RELAY_ENUMERATOR) };
 #undef DHCP_RELAY_ENUMERATOR
 
-#define DHCP_RELAY_COUNT(name) +1
+#define DHCP_RELAY_COUNT(name) +1  // NOLINT(bugprone-macro-parentheses): a term of a sum
 inline constexpr std::size_t kRequestOutcomes = 0 DHCP_RELAY_REQUEST_OUTCOMES(DHCP_RELAY_COUNT);
 inline constexpr std::size_t kReplyOutcomes = 0 DHCP_RELAY_REPLY_OUTCOMES(DHCP_RELAY_COUNT);
 inline constexpr std::size_t kUnmatchedOutcomes = 0 DHCP_RELAY_UNMATCHED_OUTCOMES(DHCP_RELAY_COUNT);
 #undef DHCP_RELAY_COUNT
 
-// The name that operators and programs see: "too-many-hops" for kTooManyHops.
-std::string Name(RequestOutcome outcome);
-std::string Name(ReplyOutcome outcome);
-std::string Name(UnmatchedOutcome outcome);
+// The names under which outcomes travel, and which operators see, in the order of the lists:
+// "too-many-hops" for kTooManyHops.
+std::span<const std::string> RequestOutcomes();
+std::span<const std::string> ReplyOutcomes();
+std::span<const std::string> UnmatchedOutcomes();
+
+const std::string& Name(RequestOutcome outcome);
+const std::string& Name(ReplyOutcome outcome);
+const std::string& Name(UnmatchedOutcome outcome);
 
 }  // namespace dhcp_relay::control
 

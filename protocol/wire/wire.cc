@@ -2,10 +2,12 @@
 
 #include <array>
 
+#include "protocol/wire/policy.h"
+
 namespace dhcp_relay::wire {
 namespace {
 
-constexpr std::uint32_t kMaxPolicy = 2;
+constexpr auto kMaxPolicy = static_cast<std::uint32_t>(Policy::kReplace);
 constexpr std::uint32_t kMaxVlan = 0xFFFF;
 
 constexpr std::array kOperations{
@@ -50,6 +52,28 @@ ValueKind KindOf(const Call& call) {
 
 bool IsName(const std::string& name) { return !name.empty() && name.size() <= kMaxNameSize; }
 
+std::string FaultOfSize(const std::string& which) {
+  return which + " must have 1 to " + std::to_string(kMaxNameSize) + " bytes";
+}
+
+std::optional<std::string> FaultOfNames(const Call& call, const OperationInfo& info) {
+  if (!IsName(call.instance())) return FaultOfSize("the instance's name");
+  if (info.has_name && !IsName(call.name())) return FaultOfSize("a name");
+  if (!info.has_name && !call.name().empty()) return "takes no name besides the instance's";
+  return std::nullopt;
+}
+
+std::optional<std::string> FaultOfValue(const Call& call, const OperationInfo& info) {
+  if (KindOf(call) != info.value) return "wrong kind of argument";
+  if (info.value == ValueKind::kPolicy && call.policy() > kMaxPolicy) {
+    return "unknown policy " + std::to_string(call.policy());
+  }
+  if (info.value == ValueKind::kVlan && call.vlan() > kMaxVlan) {
+    return "impossible VLAN id " + std::to_string(call.vlan());
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 std::span<const OperationInfo> Operations() { return kOperations; }
@@ -60,25 +84,12 @@ const OperationInfo* FindOperation(Operation operation) {
 }
 
 std::optional<std::string> Fault(const Call& call) {
-  const OperationInfo* info = FindOperation(call.operation());
+  const OperationInfo* const info = FindOperation(call.operation());
   if (info == nullptr) return "unknown operation " + std::to_string(call.operation());
-  const std::string operation = info->name;
-  const std::string bound = std::to_string(kMaxNameSize);
-  if (!IsName(call.instance())) {
-    return operation + ": the instance's name must have 1 to " + bound + " bytes";
-  }
-  if (info->has_name ? !IsName(call.name()) : !call.name().empty()) {
-    return operation + (info->has_name ? ": a name must have 1 to " + bound + " bytes"
-                                       : std::string(": takes no name besides the instance's"));
-  }
-  if (KindOf(call) != info->value) return operation + ": wrong kind of argument";
-  if (info->value == ValueKind::kPolicy && call.policy() > kMaxPolicy) {
-    return operation + ": unknown policy " + std::to_string(call.policy());
-  }
-  if (info->value == ValueKind::kVlan && call.vlan() > kMaxVlan) {
-    return operation + ": impossible VLAN id " + std::to_string(call.vlan());
-  }
-  return std::nullopt;
+  auto fault = FaultOfNames(call, *info);
+  if (!fault) fault = FaultOfValue(call, *info);
+  if (fault) fault->insert(0, std::string(info->name) + ": ");
+  return fault;
 }
 
 }  // namespace dhcp_relay::wire

@@ -1,4 +1,4 @@
-// What the components of the daemon say to each other.
+// The commands that the components of the daemon send to each other.
 
 #ifndef SRC_DHCP_RELAY_APP_COMMAND_H_
 #define SRC_DHCP_RELAY_APP_COMMAND_H_

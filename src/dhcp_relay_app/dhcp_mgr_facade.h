@@ -4,7 +4,9 @@
 #ifndef SRC_DHCP_RELAY_APP_DHCP_MGR_FACADE_H_
 #define SRC_DHCP_RELAY_APP_DHCP_MGR_FACADE_H_
 
+#include <cstdint>
 #include <memory>
+#include <string>
 
 #include <dhcp_user/dhcp_user.h>
 #include <vxmw/vxmw.h>

@@ -6,14 +6,15 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
-#include <map>
-#include <optional>
-#include <span>
 #include <utility>
 
+#include <confd_cdb.h>
 #include <nettypes/ipv4_addr.h>
 #include <vx/schema_hash.h>
 
+#include "src/dhcp_relay_app/cdb_change.h"
+#include "src/dhcp_relay_app/cdb_paths.h"
+#include "src/dhcp_relay_app/cdb_read.h"
 #include "src/lib/logger.h"
 
 namespace dhcp_relay_app {
@@ -21,121 +22,7 @@ namespace {
 
 constexpr char kSourcePath[] = "src/dhcp_relay_app/dhcp_relay_cfg_handler";
 
-constexpr char kRelayPath[] = "/config/dhcp/relay";
-constexpr char kL3Ipv4Path[] = "/config/interface/l3/ipv4/address/ip";
-constexpr char kL3VlanPath[] = "/config/interface/l3/lower-layer-if/vlan";
-constexpr char kVrfIndexPath[] =
-    "/metacli-internal:internal/metacli-internal:vrf-config/stringTOindex{%s}/vrf-idx";
-
 constexpr std::int32_t kSubscriptionPriority = 3;
-
-constexpr int kKeyTextSize = 256;
-constexpr int kVrfNameSize = 64;
-
-// A relay interface is named after its layer-3 interface, behind this prefix.
-constexpr char kL3Prefix[] = "l3-";
-constexpr std::size_t kL3PrefixLength = sizeof(kL3Prefix) - 1;
-
-#define CHANGE_FORMAT "%s: %s, oldv = %p, newv = %p\n"
-
-const std::map<int, std::string> kIterOpNames = {
-    {MOP_CREATED, "MOP_CREATED"},         {MOP_DELETED, "MOP_DELETED"},
-    {MOP_MODIFIED, "MOP_MODIFIED"},       {MOP_VALUE_SET, "MOP_VALUE_SET"},
-    {MOP_MOVED_AFTER, "MOP_MOVED_AFTER"}, {MOP_ATTR_SET, "MOP_ATTR_SET"}};
-
-using PolicyTable = std::map<int, std::pair<DhcpRelayPolicy, std::string>>;
-
-PolicyTable MakePolicyTable() {
-  return {{0, {DhcpRelayPolicy::kDrop, "drop"}},
-          {2, {DhcpRelayPolicy::kReplace, "replace"}},
-          {1, {DhcpRelayPolicy::kKeep, "keep"}}};
-}
-
-// The text of a string value: a macro, because the type check names the expression it is given.
-#define TEXT_OF(value) reinterpret_cast<const char*>(CONFD_GET_BUFPTR(value))
-
-// For the %p of a format.
-const void* AsPointer(const confd_value_t* value) { return value; }
-
-const char* EnabledText(int flag) { return flag != 0 ? "enabled" : "disabled"; }
-
-// The changed leaf itself, or the list of a created or deleted entry; null when the path has no
-// tag.
-confd_value_t* InnermostTag(confd_hkeypath_t* kp) {
-  for (int i = 0; i < kp->len; ++i) {
-    if (kp->v[i][0].type == C_XMLTAG) return &kp->v[i][0];
-  }
-  return nullptr;
-}
-
-TriState ToTriState(int flag) { return flag != 0 ? TriState::kYes : TriState::kNo; }
-
-std::string Entry(const std::string& list, const std::string& key) {
-  return list + "{" + key + "}";
-}
-
-std::string L3Path(const std::string& relay_if_name) {
-  return Entry("/config/interface/l3", relay_if_name.substr(kL3PrefixLength));
-}
-
-std::string VlanPath(const std::string& l3_path) { return l3_path + "/lower-layer-if/vlan"; }
-std::string AddressPath(const std::string& l3_path) { return l3_path + "/ipv4/address/ip"; }
-
-// Looks from the end, where the names of many instances differ first.
-bool IsSameName(const std::string& left, const std::string& right) {
-  return std::equal(left.rbegin(), left.rend(), right.rbegin(), right.rend());
-}
-
-void ReportReadFault(const char* function, int line) {
-  char text[kFaultTextSize] = {};
-  std::snprintf(text, sizeof(text), "%s", confd_lasterr());
-  vxmw_gen_fault(0, function, kSourcePath, line, text);
-}
-
-void Release(confd_value_t& value) {
-  confd_free_value(&value);
-  value.type = C_NOEXISTS;
-}
-
-// Releases the values of an array when the scope is left, by an exception too.
-class ReleaseAtExit {
- public:
-  explicit ReleaseAtExit(std::span<confd_value_t> values) : values_(values) {}
-  ~ReleaseAtExit() {
-    for (confd_value_t& value : values_) Release(value);
-  }
-  ReleaseAtExit(const ReleaseAtExit&) = delete;
-  ReleaseAtExit& operator=(const ReleaseAtExit&) = delete;
-
- private:
-  std::span<confd_value_t> values_;
-};
-
-// The keys of all entries of a list.
-class ListKeys {
- public:
-  ListKeys(int sock, const std::string& list, std::int64_t count)
-      : values_(static_cast<std::size_t>(count)), release_(values_) {
-    cdb_get_objects(sock, values_.data(), 1, 0, size(), "%s", list.c_str());
-  }
-
-  int size() const { return static_cast<int>(values_.size()); }
-
-  // Nothing when the key cannot be rendered.
-  std::optional<std::string> Text(int position) const {
-    char text[kKeyTextSize] = {};
-    if (confd_pp_value(text, kKeyTextSize, &values_[Index(position)]) <= 0) return std::nullopt;
-    return text;
-  }
-
-  void ReleaseKey(int position) { Release(values_[Index(position)]); }
-
- private:
-  static std::size_t Index(int position) { return static_cast<std::size_t>(position); }
-
-  std::vector<confd_value_t> values_;
-  ReleaseAtExit release_;
-};
 
 }  // namespace
 
@@ -282,11 +169,11 @@ void DhcpRelayCfgHandler::HandleCreateParameter(confd_hkeypath_t* kp, confd_valu
   const VxConfdCdbSession session(interface_, CDB_RUNNING, true);
   std::int32_t vlan = 0;
   if (cdb_get_int32(session.Socket(), &vlan, VlanPath(l3_path).c_str()) != CONFD_OK) {
-    ReportReadFault(__func__, __LINE__);
+    ReportReadFault(__func__, kSourcePath, __LINE__);
   }
   confd_ipv4_prefix prefix = {};
   if (cdb_get_ipv4_and_plen(session.Socket(), &prefix, AddressPath(l3_path).c_str()) != CONFD_OK) {
-    ReportReadFault(__func__, __LINE__);
+    ReportReadFault(__func__, kSourcePath, __LINE__);
   }
   const nettypes::IPv4Addr address(prefix.ip);
   DhcpRelayL3Intf& l3_intf = GetOrAddRelayIntf(name).GetOrAddL3Intf(if_name);
@@ -330,7 +217,7 @@ void DhcpRelayCfgHandler::HandleDeleteParameter(confd_hkeypath_t* kp, confd_valu
       const VxConfdCdbSession session(interface_, CDB_RUNNING, true);
       std::int32_t vlan = 0;
       if (cdb_get_int32(session.Socket(), &vlan, vlan_path.c_str()) != CONFD_OK) {
-        ReportReadFault(__func__, __LINE__);
+        ReportReadFault(__func__, kSourcePath, __LINE__);
       }
       DhcpRelayL3Intf& l3_intf = GetOrAddRelayIntf(name).GetOrAddL3Intf(if_name);
       l3_intf.SetDeletedVlanId(vlan);
@@ -369,7 +256,7 @@ void DhcpRelayCfgHandler::HandleSetParameter(confd_hkeypath_t* kp, confd_value_t
       const VxConfdCdbSession session(interface_, CDB_RUNNING, true);
       confd_value_t vl_vrf_id = {};  // of no type, so that a failed read cannot pass the check
       if (cdb_get(session.Socket(), &vl_vrf_id, kVrfIndexPath, vrf_name.c_str()) != CONFD_OK) {
-        ReportReadFault(__func__, __LINE__);
+        ReportReadFault(__func__, kSourcePath, __LINE__);
       }
       const std::uint32_t vrf_id = CONFD_GET_UINT32(&vl_vrf_id);
       GetOrAddRelayIntf(name).SetVrfId(vrf_id);
@@ -518,7 +405,7 @@ void DhcpRelayCfgHandler::DumpInstance(int sock, const std::string& relay_path,
   if (cdb_get_str(sock, vrf_name, kVrfNameSize, (path + "/vrf").c_str()) == CONFD_OK) {
     confd_value_t vl_vrf_id = {};  // of no type, so that a failed read cannot pass the check
     if (cdb_get(sock, &vl_vrf_id, kVrfIndexPath, vrf_name) != CONFD_OK) {
-      ReportReadFault(__func__, __LINE__);
+      ReportReadFault(__func__, kSourcePath, __LINE__);
     }
     intf.SetVrfId(CONFD_GET_UINT32(&vl_vrf_id));
     LOG_TRACE("\tVRF: %s", vrf_name);
@@ -561,7 +448,7 @@ void DhcpRelayCfgHandler::DumpInterface(int sock, const std::string& if_name, Dh
   if (cdb_exists(sock, vlan_path.c_str()) != 0) {
     std::int32_t vlan = 0;
     if (cdb_get_int32(sock, &vlan, vlan_path.c_str()) != CONFD_OK) {
-      ReportReadFault(__func__, __LINE__);
+      ReportReadFault(__func__, kSourcePath, __LINE__);
     }
     l3_intf.SetAddedVlanId(vlan);
     LOG_TRACE("\tVLAN ID: %d", vlan);
@@ -570,7 +457,7 @@ void DhcpRelayCfgHandler::DumpInterface(int sock, const std::string& if_name, Dh
   if (cdb_exists(sock, address_path.c_str()) != 0) {
     confd_ipv4_prefix prefix = {};
     if (cdb_get_ipv4_and_plen(sock, &prefix, address_path.c_str()) != CONFD_OK) {
-      ReportReadFault(__func__, __LINE__);
+      ReportReadFault(__func__, kSourcePath, __LINE__);
     }
     const nettypes::IPv4Addr address(prefix.ip);
     l3_intf.SetIpv4Addr(address);
@@ -636,7 +523,10 @@ L3IfLookup DhcpRelayCfgHandler::FindRelayOfL3If(const std::string& relay_if_name
 
 DhcpRelayIntf& DhcpRelayCfgHandler::GetOrAddRelayIntf(const std::string& name) {
   for (DhcpRelayIntf& intf : relay_intfs_) {
-    if (IsSameName(intf.name(), name)) return intf;
+    // From the end, where the names of many instances differ first.
+    if (std::equal(intf.name().rbegin(), intf.name().rend(), name.rbegin(), name.rend())) {
+      return intf;
+    }
   }
   return relay_intfs_.emplace_back(name);
 }

@@ -1,5 +1,5 @@
-// The configuration handler: turns the relay configuration, whole on a dump request and by its
-// changes on a commit, into relay records, and sends them.
+// The configuration handler: reads the whole relay configuration on a dump request, and its changes
+// on a commit, and sends both as relay records.
 //
 // All operations are called on the middleware loop's thread, one at a time.
 

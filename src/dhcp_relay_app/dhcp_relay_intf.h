@@ -118,8 +118,8 @@ class DhcpRelayIntf {
 
   bool operator==(const DhcpRelayIntf& other) const;
 
-  // The log's rendering of the record, every line ended by a newline; throws as DhcpRelayIfOption's
-  // does.
+  // The log's rendering of the record, every line ended by a newline;
+  // throws as DhcpRelayIfOption's does.
   std::string ToString() const;
 
  private:

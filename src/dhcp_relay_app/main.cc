@@ -13,7 +13,7 @@ namespace {
 
 constexpr char kSourcePath[] = "src/dhcp_relay_app/main";
 
-// Fault records are told apart by these numbers, whatever the code around them becomes.
+// Fault records are identified by these numbers, which do not follow the code around them.
 constexpr int kAttachFaultLine = 21;
 constexpr int kExceptionFaultLine = 32;
 constexpr int kUnknownExceptionFaultLine = 36;

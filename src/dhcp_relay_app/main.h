@@ -1,5 +1,5 @@
-// The application object: what the daemon is made of, from the mediator to the configuration
-// adapter.
+// The application object: what the daemon is made of,
+// from the mediator to the configuration adapter.
 
 #ifndef SRC_DHCP_RELAY_APP_MAIN_H_
 #define SRC_DHCP_RELAY_APP_MAIN_H_
@@ -30,8 +30,8 @@ class DhcpRelayApp {
   int Run(int timeout);
 
  private:
-  // Destroyed from the last to the first: no configuration callback may arrive once its receivers
-  // go.
+  // Destroyed from the last to the first:
+  // no configuration callback may arrive once its receivers go.
   vxmw_t* mw_ = nullptr;
   std::shared_ptr<Mediator> mediator_;
   std::shared_ptr<DhcpRelayCfgHandler> handler_;

@@ -5,7 +5,7 @@ namespace {
 
 constexpr char kSourcePath[] = "src/lib/logger";
 
-// Fault records are told apart by these numbers, whatever the code around them becomes.
+// Fault records are identified by these numbers, which do not follow the code around them.
 constexpr int kTraceInitFaultLine = 23;
 constexpr int kRegisterCategoryFaultLine = 25;
 

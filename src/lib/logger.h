@@ -9,6 +9,8 @@
 
 #include <vxmw/vxmw.h>
 
+#include "src/lib/require_asserts.h"
+
 namespace dhcp_relay_app {
 
 inline constexpr char kApplicationName[] = "dhcp-relay-app";

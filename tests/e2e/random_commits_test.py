@@ -1,13 +1,18 @@
-"""Random commits from a printed seed: what each one calls is compared with an oracle written apart from the daemon."""
+"""Random commits from a printed seed: what each one calls is compared with an oracle written apart from the daemon.
+
+VX_SEED=NUMBER repeats a run. VX_KEEP_JOURNAL=FILE copies the manager's journal of the run that is compared with the
+oracle to FILE; with the same seed, two builds can be compared by their journals.
+"""
 
 import copy
-import json
 import os
 import random
+import shutil
 import unittest
 
 import oracle
-from stack import Stack, wait_until
+from processes import wait_until
+from stack import Stack
 
 EDITS = 500
 NAMES = ("a", "b", "c", "d")
@@ -42,7 +47,7 @@ def document(state):
 
 
 class Editor:
-    """Makes random valid changes. With `plain`, only such as need no dump to be known to the manager in full."""
+    """Makes random valid changes; with `plain`, only those after which a fresh dump would change nothing."""
 
     def __init__(self, seed, plain):
         self.random = random.Random(seed)
@@ -114,7 +119,7 @@ class RandomCommits(unittest.TestCase):
         for number in range(edits):
             before, after = editor.edit()
             stack.replace(document(after))
-            sent = json.loads(stack.tool("dhcp-relayctl", "status", "--json").stdout)["calls"]
+            sent = stack.status()["calls"]
             wait_until(lambda sent=sent: len(stack.journal()) >= sent, "the journal is written")
             journal = stack.journal()
             wrong = oracle.check(journal[done:], before, after)
@@ -123,7 +128,9 @@ class RandomCommits(unittest.TestCase):
         return stack, done
 
     def test_call_what_the_oracle_says(self):
-        _, calls = self.run_edits(plain=False, edits=EDITS)
+        stack, calls = self.run_edits(plain=False, edits=EDITS)
+        if "VX_KEEP_JOURNAL" in os.environ:
+            shutil.copyfile(stack.journal_file(), os.environ["VX_KEEP_JOURNAL"])
         self.assertGreater(calls, EDITS)  # there was something to compare
 
     def test_leave_the_table_that_a_fresh_dump_makes(self):
@@ -133,7 +140,3 @@ class RandomCommits(unittest.TestCase):
         stack.start("manager")
         stack.wait_in_sync()
         self.assertEqual(stack.table(), table)
-
-
-if __name__ == "__main__":
-    unittest.main()

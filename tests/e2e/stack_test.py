@@ -1,30 +1,24 @@
 """The stack as an operator runs it: real datastore, real daemon, real manager."""
 
 import json
-import os
 import signal
-import subprocess
 import unittest
 
-from stack import SOURCE, Stack, configuration, is_running, relay, wait_until
+from configuration import configuration, interface_list, relay, server_list
+from network import Network
+from paths import YANG
+from processes import LIMIT, is_running, wait_until
+from stack import Stack
 
-EXAMPLE = SOURCE / "yang" / "example-config.json"
-
-
-def example():
-    return json.loads(EXAMPLE.read_text())
-
-
-def names(table):
-    return [instance["name"] for instance in table]
+EXAMPLE = YANG / "example-config.json"
 
 
 class Up(unittest.TestCase):
     def test_returns_with_the_configuration_in_the_managers_table(self):
         stack = Stack(self)
         stack.up(config=configuration(
-            relay("r1", vrf="red", server={"ipv4": [{"address": "10.0.0.1"}]},
-                  interface=[{"name": "l3-5"}],
+            relay("r1", vrf="red", server=server_list("10.0.0.1"),
+                  interface=interface_list("l3-5"),
                   relay_information={"option": True, "check": False, "trusted": True,
                                      "policy": "drop"},
                   if_option=[{"name": "l3-5", "relay-information": {"check": True}}]),
@@ -35,14 +29,14 @@ class Up(unittest.TestCase):
             '{"instances":[{"name":"r1","servers":["10.0.0.1"],"check":false,"trusted":true,'
             '"option":true,"policy":"drop","vrf":"0x01000007",'
             '"interfaces":[{"name":"l3-5","vlan":5,"address":"192.168.1.1"}],'
-            '"if_options":[{"name":"l3-5","check":true,"trusted":false,"option":false,'
+            '"overrides":[{"name":"l3-5","check":true,"trusted":false,"option":false,'
             '"policy":"keep"}]}]}\n')
 
     def test_journal_holds_the_calls_of_the_dump_in_order(self):
         stack = Stack(self)
         stack.up(config=configuration(
-            relay("r1", vrf="red", server={"ipv4": [{"address": "10.0.0.1"}]},
-                  interface=[{"name": "l3-5"}], relay_information={"policy": "replace"},
+            relay("r1", vrf="red", server=server_list("10.0.0.1"),
+                  interface=interface_list("l3-5"), relay_information={"policy": "replace"},
                   if_option=[{"name": "l3-5"}]),
             l3=[("5", 5, "192.168.1.1/24")], vrfs={"red": 7}))
         self.assertEqual(stack.journal(), [
@@ -56,8 +50,8 @@ class Up(unittest.TestCase):
     def test_shows_the_whole_example_configuration(self):
         stack = Stack(self)
         stack.up("--config", EXAMPLE)
-        configured = example()["vx-config:config"]["vx-dhcp-relay:dhcp"]["relay"]
-        self.assertEqual(names(stack.table()), sorted(entry["name"] for entry in configured))
+        configured = json.loads(EXAMPLE.read_text())["vx-config:config"]["vx-dhcp-relay:dhcp"]["relay"]
+        self.assertEqual(stack.instance_names(), sorted(entry["name"] for entry in configured))
 
     def test_leaves_its_files_in_the_directory(self):
         stack = Stack(self)
@@ -73,7 +67,7 @@ class Up(unittest.TestCase):
     def test_with_trace_logs_what_is_read_and_sent(self):
         stack = Stack(self)
         stack.up("--trace", config=configuration(
-            relay("r1", server={"ipv4": [{"address": "10.0.0.1"}]})))
+            relay("r1", server=server_list("10.0.0.1"))))
         log = (stack.directory / "daemon.log").read_text()
         for function, text in (("DhcpRelayCfgHandler", "Entry Point"),
                                ("ProcessDumpRequest", "Entry Point"),
@@ -96,7 +90,7 @@ class Up(unittest.TestCase):
         self.assertNotEqual(result.returncode, 0)
         self.assertIn("runs in", result.stderr)
         self.assertTrue(is_running(pid))
-        self.assertEqual(names(stack.table()), ["r1"])
+        self.assertEqual(stack.instance_names(), ["r1"])
 
     def test_tells_why_the_datastore_refuses_a_configuration(self):
         stack = Stack(self)
@@ -131,7 +125,7 @@ class Down(unittest.TestCase):
         stack.edit(configuration(relay("r2")))
         stack.script("down")
         stack.up()
-        self.assertEqual(names(stack.table()), ["r1", "r2"])
+        self.assertEqual(stack.instance_names(), ["r1", "r2"])
 
     def test_daemon_and_manager_end_with_status_0_on_sigterm(self):
         stack = Stack(self)
@@ -141,7 +135,7 @@ class Down(unittest.TestCase):
             process = stack.start(name)
             stack.wait_in_sync()
             process.send_signal(signal.SIGTERM)
-            self.assertEqual(process.wait(timeout=30), 0, name)
+            self.assertEqual(process.wait(timeout=LIMIT), 0, name)
             stack.start(name)
             stack.wait_in_sync()
 
@@ -161,121 +155,18 @@ class TwoStacks(unittest.TestCase):
     def check_apart(self, first, second):
         first.up(config=configuration(relay("one")))
         second.up(config=configuration(relay("two")))
-        self.assertEqual(names(first.table()), ["one"])
-        self.assertEqual(names(second.table()), ["two"])
+        self.assertEqual(first.instance_names(), ["one"])
+        self.assertEqual(second.instance_names(), ["two"])
         first.script("down")
-        self.assertEqual(names(second.table()), ["two"])
+        self.assertEqual(second.instance_names(), ["two"])
         second.kill("manager")
         second.start("manager")
         second.wait_in_sync()
-        self.assertEqual(names(second.table()), ["two"])
+        self.assertEqual(second.instance_names(), ["two"])
 
     def test_do_not_disturb_each_other(self):
         self.check_apart(Stack(self), Stack(self))
 
     def test_do_not_disturb_each_other_in_two_network_namespaces(self):
-        prefixes = []
-        for index in range(2):
-            name = f"vxs{os.getpid()}n{index}"
-            subprocess.run(["ip", "netns", "add", name], check=True)
-            self.addCleanup(subprocess.run, ["ip", "netns", "del", name], check=True)
-            prefixes.append(["ip", "netns", "exec", name])
-        self.check_apart(Stack(self, prefixes[0]), Stack(self, prefixes[1]))
-
-
-class AfterAKill(unittest.TestCase):
-    def test_of_everything_the_next_up_cleans_up_and_works(self):
-        stack = Stack(self)
-        stack.up(config=configuration(relay("r1")))
-        stack.kill("daemon")
-        stack.kill("manager")
-        stale = {name: os.stat(f"/dev/shm/{name}").st_ino for name in stack.shared_memory()}
-        self.assertNotEqual(stale, {})
-        stack.up(config=configuration(relay("r2")))
-        kept = [name for name, inode in stale.items()
-                if os.path.exists(f"/dev/shm/{name}") and os.stat(f"/dev/shm/{name}").st_ino == inode]
-        self.assertEqual(kept, [])
-        self.assertEqual(names(stack.table()), ["r2"])
-
-    def check_table_follows(self, kill_and_restart):
-        stack = Stack(self)
-        before = configuration(
-            relay("r1", server={"ipv4": [{"address": "10.0.0.1"}, {"address": "10.0.0.2"}]},
-                  interface=[{"name": "l3-5"}, {"name": "l3-6"}], if_option=[{"name": "l3-5"}]),
-            relay("r2"), l3=[("5", 5, "192.168.5.1/24"), ("6", 6, "192.168.6.1/24")])
-        after = configuration(
-            relay("r1", server={"ipv4": [{"address": "10.0.0.2"}]}, interface=[{"name": "l3-6"}]),
-            relay("r3"), l3=[("6", 6, "192.168.6.1/24")])
-        stack.up(config=before)
-        self.assertEqual(names(stack.table()), ["r1", "r2"])
-        kill_and_restart(stack, lambda: stack.replace(after))
-        stack.wait_in_sync()
-        wait_until(lambda: names(stack.table()) == ["r1", "r3"], "the table follows")
-        instance = stack.table()[0]
-        self.assertEqual(instance["servers"], ["10.0.0.2"])
-        self.assertEqual([entry["name"] for entry in instance["interfaces"]], ["l3-6"])
-        self.assertEqual(instance["if_options"], [])
-
-    def test_of_the_manager_the_table_follows_what_changed_meanwhile(self):
-        def kill_and_restart(stack, change):
-            stack.kill("manager")
-            change()
-            stack.start("manager")
-        self.check_table_follows(kill_and_restart)
-
-    def test_of_the_daemon_the_table_follows_what_changed_meanwhile(self):
-        def kill_and_restart(stack, change):
-            stack.kill("daemon")
-            change()
-            stack.start("daemon")
-            wait_until(lambda: names(stack.table()) == ["r1", "r3"], "the new dump is in")
-        self.check_table_follows(kill_and_restart)
-
-    def test_of_both_with_the_manager_first_to_come_back(self):
-        def kill_and_restart(stack, change):
-            stack.kill("daemon")
-            stack.kill("manager")
-            change()
-            stack.start("manager")
-            stack.start("daemon")
-        self.check_table_follows(kill_and_restart)
-
-    def test_of_both_with_the_daemon_first_to_come_back(self):
-        def kill_and_restart(stack, change):
-            stack.kill("manager")
-            stack.kill("daemon")
-            change()
-            stack.start("daemon")
-            stack.start("manager")
-        self.check_table_follows(kill_and_restart)
-
-    def test_of_the_daemon_the_table_stays_until_the_next_dump_is_in(self):
-        stack = Stack(self)
-        stack.up(config=configuration(relay("r1")))
-        stack.kill("daemon")
-        self.assertEqual(names(stack.table()), ["r1"])
-        stack.start("daemon")
-        stack.wait_in_sync()
-        self.assertEqual(names(stack.table()), ["r1"])
-
-
-class RefusedCommits(unittest.TestCase):
-    def test_a_hundred_leave_the_daemon_and_the_table_as_they_were(self):
-        stack = Stack(self)
-        stack.up(config=configuration(relay("r1")))
-        pid, table, journal = stack.pid("daemon"), stack.table(), stack.journal()
-        refused = [configuration(relay("r1", vrf="nowhere")),
-                   configuration(relay("a%nb")),
-                   configuration(relay("r1", server={"ipv4": [{"address": "0.0.0.0"}]})),
-                   configuration(relay("r1", interface=[{"name": "5"}]))]
-        for index in range(100):
-            result = stack.edit(refused[index % len(refused)], check=False)
-            self.assertNotEqual(result.returncode, 0, refused[index % len(refused)])
-        self.assertTrue(is_running(pid))
-        self.assertEqual(stack.table(), table)
-        self.assertEqual(stack.journal(), journal)
-        self.assertEqual(stack.faults(), [])
-
-
-if __name__ == "__main__":
-    unittest.main()
+        network = Network(self)
+        self.check_apart(Stack(self, network.prefix("first")), Stack(self, network.prefix("second")))

@@ -21,7 +21,7 @@ extern "C" {
 
 int confd_errno = 0;
 
-// Both disturb errno, as a library may.
+// Both change errno, as a library may.
 const char* confd_lasterr(void) {
   fakes::Journal::Get().Add("confd_lasterr");
   errno = EDOM;

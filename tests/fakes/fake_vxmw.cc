@@ -9,7 +9,7 @@ Vxmw& Vxmw::Get() {
   return *middleware;
 }
 
-// Nobody looks into either.
+// Neither is ever dereferenced.
 vxmw_t* Vxmw::Handle() {
   static int handle = 0;
   return reinterpret_cast<vxmw_t*>(&handle);

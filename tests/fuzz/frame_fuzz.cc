@@ -1,5 +1,5 @@
-// Any bytes as a frame's content to the parser of what clients send, and as a payload to the writer
-// of what they get. Input: bit 0 whether the checksum is verified, then the bytes.
+// Fuzzes the parser of clients' datagrams and the writer of the datagrams for clients. Input: bit 0
+// whether the checksum is verified, then the bytes.
 
 #include <algorithm>
 #include <cstddef>
@@ -15,7 +15,7 @@ using dhcp_manager::kHeadersSize;
 using fuzz::Require;
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr std::size_t kLongest = 4096;
+constexpr std::size_t kMaxSize = 4096;
 constexpr std::size_t kIpSize = 20;
 
 // The Internet checksum over 16-bit words in network byte order; 0xFFFF when it is right.
@@ -70,7 +70,7 @@ void CheckWrite(const Bytes& payload) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size < 1 || size > kLongest) return 0;
+  if (size < 1 || size > kMaxSize) return 0;
   const Bytes bytes(data + 1, data + size);
   CheckParse(bytes, data[0] % 2 == 1);
   CheckWrite(bytes);

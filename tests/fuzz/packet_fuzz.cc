@@ -1,11 +1,10 @@
-// Any bytes as a message to the packet rules. Input: settings (bit 0 check, 1 trusted, 2 option,
+// Fuzzes the packet rules with messages. Input: settings (bit 0 check, 1 trusted, 2 option,
 // 3 and 4 policy, 5 a reply), room behind the message, length of the interface's name, message.
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <unordered_set>
 
 #include "dhcp_manager/packet/relay_packet.h"
 #include "tests/fuzz/relay_model.h"
@@ -17,21 +16,22 @@ using base::MacAddress;
 using dhcp_manager::MakeRelayAgentInformation;
 using dhcp_manager::MessageBuffer;
 using dhcp_manager::RelayParameters;
-using dhcp_manager::ReplyResult;
 using dhcp_manager::ReplyTarget;
-using dhcp_manager::RequestResult;
+using dhcp_manager::RequestVerdict;
+using dhcp_relay::control::ReplyOutcome;
+using dhcp_relay::control::RequestOutcome;
 using dhcp_relay::wire::Policy;
 using fuzz::Bytes;
 using fuzz::Require;
 
 constexpr std::size_t kSettings = 3;
-constexpr std::size_t kLongest = 2048;
+constexpr std::size_t kMaxSize = 2048;
 constexpr std::uint8_t kStale = 0xAA;
 constexpr std::uint16_t kVlan = 4094;
 constexpr base::MacAddress kMac{2, 0, 0, 0, 0, 5};
 
 struct Input {
-  RelayParameters port;
+  RelayParameters interface;
   bool is_reply;
   std::size_t capacity;
   Bytes message;
@@ -40,13 +40,13 @@ struct Input {
 Input Take(const std::uint8_t* data, std::size_t size) {
   const auto bit = [&](unsigned int number) { return (data[0] >> number & 1) != 0; };
   Input input;
-  input.port.giaddr = *nettypes::IPv4Addr::parse("192.168.5.1");
-  input.port.check = bit(0);
-  input.port.trusted = bit(1);
-  input.port.option = bit(2);
-  input.port.policy = static_cast<Policy>((data[0] >> 3 & 3) % 3);
+  input.interface.giaddr = *nettypes::IPv4Addr::parse("192.168.5.1");
+  input.interface.check = bit(0);
+  input.interface.trusted = bit(1);
+  input.interface.option = bit(2);
+  input.interface.policy = static_cast<Policy>((data[0] >> 3 & 3) % 3);
   input.is_reply = bit(5);
-  input.port.information = MakeRelayAgentInformation(
+  input.interface.relay_agent_information = MakeRelayAgentInformation(
       std::string(data[2], 'x'), data[2] % 2 == 0 ? std::optional(kVlan) : std::nullopt, kMac);
   input.message.assign(data + kSettings, data + size);
   input.capacity = input.message.size() + data[1];
@@ -73,20 +73,17 @@ class Memory {
   MessageBuffer buffer_{};
 };
 
-bool IsRelayed(RequestResult result) {
-  return result == RequestResult::kRelay || result == RequestResult::kRelayNoRoom;
-}
-
 // The next relay's turn, set up as this one: it changes nothing but hops.
 void CheckNextRelay(const Input& input, const Bytes& relayed) {
-  if (input.port.option && input.port.policy == Policy::kDrop) return;
+  if (input.interface.option && input.interface.policy == Policy::kDrop) return;
   Memory next(relayed, std::max(input.capacity, relayed.size()));
-  const RequestResult result = RelayRequest(input.port, {}, next.buffer());
+  const RequestVerdict verdict = RelayRequest(input.interface, {}, next.buffer());
   if (relayed[3] > 16) {
-    Require(result == RequestResult::kHops, "the seventeenth relay drops it");
+    Require(verdict.outcome == RequestOutcome::kTooManyHops, "the seventeenth relay drops it");
     return;
   }
-  Require(result == RequestResult::kRelay, "what was relayed can be relayed again");
+  Require(verdict.outcome == RequestOutcome::kRelayed && !verdict.option_left_out,
+          "what was relayed can be relayed again");
   Bytes expected = relayed;
   ++expected[3];
   Require(next.message() == expected, "relaying again changes nothing but hops");
@@ -96,23 +93,24 @@ void CheckNextRelay(const Input& input, const Bytes& relayed) {
 void CheckEcho(const Input& input, Bytes relayed) {
   relayed[0] = 2;
   Memory echo(relayed, relayed.size());
-  Require(RelayReply(input.port, echo.buffer()) == ReplyResult::kRelay,
+  Require(RelayReply(input.interface, echo.buffer()) == ReplyOutcome::kRelayed,
           "our own option is known again");
-  Require(fuzz::OptionsWithoutInformation(echo.message()) ==
-              fuzz::OptionsWithoutInformation(input.message),
+  Require(fuzz::OptionsWithoutRelayAgent(echo.message()) ==
+              fuzz::OptionsWithoutRelayAgent(input.message),
           "the client's options come back");
 }
 
 void CheckRequest(const Input& input) {
-  const std::unordered_set<std::uint32_t> own{
-      input.port.giaddr.to_in_addr().s_addr,
-      nettypes::IPv4Addr::parse("10.0.0.254")->to_in_addr().s_addr};
-  const auto expected = fuzz::ModelRequest(input.port, own, input.capacity, input.message);
+  const dhcp_manager::AddressSet own{input.interface.giaddr.host_order(),
+                                     nettypes::IPv4Addr::parse("10.0.0.254")->host_order()};
+  const auto expected = fuzz::ModelRequest(input.interface, own, input.capacity, input.message);
   Memory memory(input.message, input.capacity);
-  const RequestResult result = RelayRequest(input.port, own, memory.buffer());
-  Require(result == expected.result, "a request's result is the model's");
+  const RequestVerdict verdict = RelayRequest(input.interface, own, memory.buffer());
+  Require(verdict.outcome == expected.verdict.outcome &&
+              verdict.option_left_out == expected.verdict.option_left_out,
+          "a request's verdict is the model's");
   const Bytes message = memory.message();
-  if (!IsRelayed(result)) return;
+  if (verdict.outcome != RequestOutcome::kRelayed) return;
   Require(message == expected.message, "a relayed request is the model's");
   CheckNextRelay(input, message);
   if (expected.has_ours) CheckEcho(input, message);
@@ -127,19 +125,20 @@ void CheckTarget(Bytes message) {
   base::MacAddress mac{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
   if (is_client) std::copy_n(message.begin() + 28, mac.size(), mac.begin());
   Require(target.mac == mac, "a reply goes to the client's hardware address or to all");
-  const in_addr address = target.address.to_in_addr();
-  const auto* const bytes = reinterpret_cast<const std::uint8_t*>(&address);
-  Require(Bytes(bytes, bytes + 4) == (is_client ? yiaddr : Bytes(4, 0xFF)),
-          "a reply goes to yiaddr or to all");
+  const std::uint32_t address = target.address.host_order();
+  const Bytes bytes{static_cast<std::uint8_t>(address >> 24),
+                    static_cast<std::uint8_t>(address >> 16),
+                    static_cast<std::uint8_t>(address >> 8), static_cast<std::uint8_t>(address)};
+  Require(bytes == (is_client ? yiaddr : Bytes(4, 0xFF)), "a reply goes to yiaddr or to all");
 }
 
 void CheckReply(const Input& input) {
-  const auto expected = fuzz::ModelReply(input.port, input.message);
+  const auto expected = fuzz::ModelReply(input.interface, input.message);
   Memory memory(input.message, input.capacity);
-  const ReplyResult result = RelayReply(input.port, memory.buffer());
-  Require(result == expected.result, "a reply's result is the model's");
+  const ReplyOutcome outcome = RelayReply(input.interface, memory.buffer());
+  Require(outcome == expected.outcome, "a reply's outcome is the model's");
   const Bytes message = memory.message();
-  if (result != ReplyResult::kRelay) return;
+  if (outcome != ReplyOutcome::kRelayed) return;
   Require(message == expected.message, "a relayed reply is the model's");
   CheckTarget(message);
 }
@@ -147,7 +146,7 @@ void CheckReply(const Input& input) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size < kSettings || size > kLongest) return 0;
+  if (size < kSettings || size > kMaxSize) return 0;
   const Input input = Take(data, size);
   Require(dhcp_manager::GiaddrOf(input.message.data(), input.message.size()).has_value() ==
               (input.message.size() >= 28),

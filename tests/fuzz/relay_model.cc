@@ -8,8 +8,8 @@ namespace fuzz {
 namespace {
 
 using dhcp_manager::RelayParameters;
-using dhcp_manager::ReplyResult;
-using dhcp_manager::RequestResult;
+using dhcp_relay::control::ReplyOutcome;
+using dhcp_relay::control::RequestOutcome;
 using dhcp_relay::wire::Policy;
 
 Bytes Slice(const Bytes& bytes, std::size_t from, std::size_t to) {
@@ -33,7 +33,7 @@ Bytes Filled(Bytes bytes, std::size_t size) {
   return bytes;
 }
 
-bool IsInformation(const Bytes& piece) { return piece[0] == 82; }
+bool IsOption82(const Bytes& piece) { return piece[0] == 82; }
 
 // A place for options.
 struct Options {
@@ -62,12 +62,12 @@ Options Split(const Bytes& bytes) {
   return options;
 }
 
-bool HasInformation(const Options& options) {
-  return std::any_of(options.pieces.begin(), options.pieces.end(), IsInformation);
+bool HasOption82(const Options& options) {
+  return std::any_of(options.pieces.begin(), options.pieces.end(), IsOption82);
 }
 
-Options WithoutInformation(Options options) {
-  std::erase_if(options.pieces, IsInformation);
+Options WithoutOption82(Options options) {
+  std::erase_if(options.pieces, IsOption82);
   return options;
 }
 
@@ -94,9 +94,9 @@ struct Message {
       if (*place) visit(**place);
     }
   }
-  bool HasInformationAnywhere() {
+  bool HasRelayAgentInformation() {
     bool has = false;
-    ForEach([&](const Options& place) { has = has || HasInformation(place); });
+    ForEach([&](const Options& place) { has = has || HasOption82(place); });
     return has;
   }
 };
@@ -132,10 +132,10 @@ Bytes Put(const Message& message, std::size_t size) {
 }
 
 // Ours comes last; nothing if that gets longer than `capacity`.
-std::optional<Bytes> PutWithOurs(const RelayParameters& port, Message message, std::size_t size,
-                                 std::size_t capacity) {
-  const Bytes header{82, static_cast<std::uint8_t>(port.information.size())};
-  message.options->pieces.push_back(header + port.information);
+std::optional<Bytes> PutWithOurs(const RelayParameters& interface, Message message,
+                                 std::size_t size, std::size_t capacity) {
+  const Bytes header{82, static_cast<std::uint8_t>(interface.relay_agent_information.size())};
+  message.options->pieces.push_back(header + interface.relay_agent_information);
   message.options->rest = WithoutZerosAtTheEnd(message.options->rest);
   if (message.options->rest.empty()) message.options->rest = {255};
   Bytes bytes = Put(message, size);
@@ -144,10 +144,10 @@ std::optional<Bytes> PutWithOurs(const RelayParameters& port, Message message, s
 
 bool IsNoRelay(const Bytes& giaddr) { return giaddr[0] == 127 || giaddr[0] >= 224; }
 
-std::uint32_t Packed(const Bytes& address) {
-  in_addr packed{};
-  std::copy(address.begin(), address.end(), reinterpret_cast<std::uint8_t*>(&packed));
-  return packed.s_addr;
+std::uint32_t Number(const Bytes& address) {
+  std::uint32_t number = 0;
+  for (const std::uint8_t byte : address) number = number << 8 | byte;
+  return number;
 }
 
 void SetGiaddr(nettypes::IPv4Addr address, Bytes& head) {
@@ -158,63 +158,63 @@ void SetGiaddr(nettypes::IPv4Addr address, Bytes& head) {
 
 }  // namespace
 
-RequestOutcome ModelRequest(const RelayParameters& port,
-                            const std::unordered_set<std::uint32_t>& own_addresses,
-                            std::size_t capacity, const Bytes& bytes) {
+ModelledRequest ModelRequest(const RelayParameters& interface,
+                             const dhcp_manager::AddressSet& own_addresses, std::size_t capacity,
+                             const Bytes& bytes) {
   auto message = Take(bytes, 1);
-  if (!message) return {RequestResult::kMalformed, {}};
+  if (!message) return {{RequestOutcome::kMalformed}, {}};
   bool whole = true;
   message->ForEach([&](const Options& place) { whole = whole && place.whole; });
   const Bytes giaddr = Slice(bytes, 24, 28);
-  if (!whole || IsNoRelay(giaddr)) return {RequestResult::kMalformed, {}};
-  if (bytes[3] > 16) return {RequestResult::kHops, {}};
+  if (!whole || IsNoRelay(giaddr)) return {{RequestOutcome::kMalformed}, {}};
+  if (bytes[3] > 16) return {{RequestOutcome::kTooManyHops}, {}};
   const bool first = giaddr == Bytes(4);
-  if (!first && own_addresses.contains(Packed(giaddr))) return {RequestResult::kOwnGiaddr, {}};
-  const bool there = message->HasInformationAnywhere();
-  if (there && first && !port.trusted) return {RequestResult::kUntrusted, {}};
-  if (there && port.option && port.policy == Policy::kDrop) return {RequestResult::kPolicyDrop, {}};
+  if (!first && own_addresses.contains(Number(giaddr))) return {{RequestOutcome::kOwnGiaddr}, {}};
+  const bool there = message->HasRelayAgentInformation();
+  if (there && first && !interface.trusted) return {{RequestOutcome::kUntrustedOption}, {}};
+  if (there && interface.option && interface.policy == Policy::kDrop)
+    return {{RequestOutcome::kPolicyDrop}, {}};
 
   ++message->head[3];
-  if (first) SetGiaddr(port.giaddr, message->head);
-  const bool replace = there && port.option && port.policy == Policy::kReplace;
-  const bool add = !there && first && port.option && message->options;
-  if (replace) message->ForEach([](Options& place) { place = WithoutInformation(place); });
-  if (!replace && !add) return {RequestResult::kRelay, Put(*message, 0)};
-  if (auto out = PutWithOurs(port, *message, bytes.size(), capacity)) {
-    return {RequestResult::kRelay, *out, true};
+  if (first) SetGiaddr(interface.giaddr, message->head);
+  const bool replace = there && interface.option && interface.policy == Policy::kReplace;
+  const bool add = !there && first && interface.option && message->options;
+  if (replace) message->ForEach([](Options& place) { place = WithoutOption82(place); });
+  if (!replace && !add) return {{RequestOutcome::kRelayed}, Put(*message, 0)};
+  if (auto out = PutWithOurs(interface, *message, bytes.size(), capacity)) {
+    return {{RequestOutcome::kRelayed}, *out, true};
   }
-  return {RequestResult::kRelayNoRoom, Put(*message, bytes.size())};
+  return {{RequestOutcome::kRelayed, true}, Put(*message, bytes.size())};
 }
 
-ReplyOutcome ModelReply(const RelayParameters& port, const Bytes& bytes) {
+ModelledReply ModelReply(const RelayParameters& interface, const Bytes& bytes) {
   auto message = Take(bytes, 2);
-  if (!message) return {ReplyResult::kMalformed, {}};
+  if (!message) return {ReplyOutcome::kMalformed, {}};
   // The overloaded fields of a reply are the client's business.
   message->file_options.reset();
   message->sname_options.reset();
-  if (message->options && !message->options->whole) return {ReplyResult::kMalformed, {}};
-  Bytes information;
+  if (message->options && !message->options->whole) return {ReplyOutcome::kMalformed, {}};
+  Bytes value;
   if (message->options) {
     for (const Bytes& piece : message->options->pieces) {
-      if (IsInformation(piece))
-        information = std::move(information) + Slice(piece, 2, piece.size());
+      if (IsOption82(piece)) value = std::move(value) + Slice(piece, 2, piece.size());
     }
   }
-  const bool there = message->HasInformationAnywhere();
-  const bool ours = there && information == port.information;
-  if (port.check && port.option) {
-    if (!there) return {ReplyResult::kNoInformation, {}};
-    if (!ours) return {ReplyResult::kForeignInformation, {}};
+  const bool there = message->HasRelayAgentInformation();
+  const bool ours = there && value == interface.relay_agent_information;
+  if (interface.check && interface.option) {
+    if (!there) return {ReplyOutcome::kNoOption, {}};
+    if (!ours) return {ReplyOutcome::kForeignOption, {}};
   }
-  if (!ours) return {ReplyResult::kRelay, bytes};
-  message->options = WithoutInformation(*message->options);
-  return {ReplyResult::kRelay, Put(*message, std::min<std::size_t>(bytes.size(), 300))};
+  if (!ours) return {ReplyOutcome::kRelayed, bytes};
+  message->options = WithoutOption82(*message->options);
+  return {ReplyOutcome::kRelayed, Put(*message, std::min<std::size_t>(bytes.size(), 300))};
 }
 
-Bytes OptionsWithoutInformation(const Bytes& bytes) {
+Bytes OptionsWithoutRelayAgent(const Bytes& bytes) {
   const auto message = Take(bytes, bytes[0]);
   if (!message || !message->options) return {};
-  Options options = WithoutInformation(*message->options);
+  Options options = WithoutOption82(*message->options);
   if (options.rest.empty()) options.rest = {255};
   return WithoutZerosAtTheEnd(Joined(options));
 }

@@ -6,7 +6,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <unordered_set>
 #include <vector>
 
 #include "dhcp_manager/packet/relay_packet.h"
@@ -16,24 +15,24 @@ namespace fuzz {
 using Bytes = std::vector<std::uint8_t>;
 
 // `message` is what comes out; of no meaning where nothing does.
-struct RequestOutcome {
-  dhcp_manager::RequestResult result;
+struct ModelledRequest {
+  dhcp_manager::RequestVerdict verdict;
   Bytes message;
   bool has_ours = false;  // our option is in it now
 };
-RequestOutcome ModelRequest(const dhcp_manager::RelayParameters& port,
-                            const std::unordered_set<std::uint32_t>& own_addresses,
-                            std::size_t capacity, const Bytes& message);
+ModelledRequest ModelRequest(const dhcp_manager::RelayParameters& interface,
+                             const dhcp_manager::AddressSet& own_addresses, std::size_t capacity,
+                             const Bytes& message);
 
-struct ReplyOutcome {
-  dhcp_manager::ReplyResult result;
+struct ModelledReply {
+  dhcp_relay::control::ReplyOutcome outcome;
   Bytes message;
 };
-ReplyOutcome ModelReply(const dhcp_manager::RelayParameters& port, const Bytes& message);
+ModelledReply ModelReply(const dhcp_manager::RelayParameters& interface, const Bytes& message);
 
 // The options behind the header with those of code 82 left out, up to the last byte that is not
 // zero; an End is there if none was. Nothing for a message without options.
-Bytes OptionsWithoutInformation(const Bytes& message);
+Bytes OptionsWithoutRelayAgent(const Bytes& message);
 
 }  // namespace fuzz
 

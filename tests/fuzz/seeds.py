@@ -10,7 +10,7 @@ import sys
 
 HERE = pathlib.Path(__file__).resolve().parent
 sys.dont_write_bytecode = True
-sys.path.insert(0, str(HERE.parent / "unit" / "packet"))
+sys.path.insert(0, str(HERE.parent / "unit" / "dhcp_manager" / "packet"))
 
 import matrix  # noqa: E402
 from matrix import CLIENT_ID, END, OVERLOAD, PAD, PARAMETERS, TYPE, US, Message  # noqa: E402

@@ -91,23 +91,22 @@ bool IsCall(const Call& call) {
          takes->second.value == call.value_case() && call.policy() <= 2 && call.vlan() <= 0xFFFF;
 }
 
-void CheckOptions(const Settings& options) {
-  Require(!options.policy || *options.policy == dhcp_relay::wire::Policy::kDrop ||
-              *options.policy == dhcp_relay::wire::Policy::kKeep ||
-              *options.policy == dhcp_relay::wire::Policy::kReplace,
+void CheckSettings(const Settings& settings) {
+  Require(!settings.policy || *settings.policy == wire::Policy::kDrop ||
+              *settings.policy == wire::Policy::kKeep || *settings.policy == wire::Policy::kReplace,
           "a policy is one of three");
 }
 
 void CheckInstance(const std::string& name, const Instance& instance) {
   Require(IsName(name), "an instance has a name");
   Require(instance.vrf != 0U, "no VRF is none");
-  CheckOptions(instance.settings);
+  CheckSettings(instance.settings);
   for (const auto& [if_name, interface] : instance.interfaces) {
     Require(IsName(if_name), "an interface has a name");
   }
-  for (const auto& [if_name, options] : instance.overrides) {
+  for (const auto& [if_name, settings] : instance.overrides) {
     Require(IsName(if_name), "an override has a name");
-    CheckOptions(options);
+    CheckSettings(settings);
   }
 }
 
@@ -132,7 +131,7 @@ std::map<std::string, Size> Told(const RelayTable& table) {
       Size& size = told[instance.name()];
       size.servers += instance.servers_size();
       size.interfaces += instance.interfaces_size();
-      size.overrides += instance.if_options_size();
+      size.overrides += instance.overrides_size();
     }
   }
   Require(last, "the last reply says so");

@@ -3,6 +3,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <charconv>
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
@@ -31,7 +32,9 @@ void RemoveLeftovers() {
     const std::string name = entry.path().filename();
     if (!name.starts_with(kPrefix + ".")) continue;
     const std::string process_id = name.substr(kPrefix.size() + 1);
-    const int pid = std::atoi(process_id.c_str());
+    const char* end = process_id.data() + process_id.size();
+    pid_t pid = 0;
+    if (std::from_chars(process_id.data(), end, pid).ptr != end) continue;
     if (pid <= 0 || kill(pid, 0) == 0) continue;
     RemoveSharedMemory(process_id);
     fs::remove_all(entry.path());
@@ -64,7 +67,7 @@ PrivateRepository::~PrivateRepository() {
 }
 
 fs::path PrivateRepository::Write(const std::string& name, const std::string& text) const {
-  const fs::path file = directory_ / name;
+  fs::path file = directory_ / name;
   std::ofstream(file) << text;
   return file;
 }

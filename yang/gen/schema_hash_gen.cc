@@ -1,5 +1,5 @@
-// Writes the header of hash constants from the data model: schema_hash_gen YANG_DIRECTORY OUTPUT
-// MODULE...
+// Writes the header of hash constants from the data model:
+//   schema_hash_gen YANG_DIRECTORY OUTPUT MODULE...
 //
 // A node with the extension tag-hash becomes kTag and its name, a module with ns-hash becomes kNs
 // and its name without the leading "vx-".

@@ -15,6 +15,8 @@
 
 #include <confd_lib.h>
 
+#pragma GCC visibility push(default)
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -54,5 +56,7 @@ int cdb_get_objects(int sock, confd_value_t* values, int n, int ix, int nobj, co
 #ifdef __cplusplus
 }
 #endif
+
+#pragma GCC visibility pop
 
 #endif  // CONFD_CDB_H_

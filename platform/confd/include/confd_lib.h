@@ -11,6 +11,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#pragma GCC visibility push(default)
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -155,5 +157,7 @@ void confd_free_value(confd_value_t* value);
 #ifdef __cplusplus
 }
 #endif
+
+#pragma GCC visibility pop
 
 #endif  // CONFD_LIB_H_

@@ -1,47 +1,42 @@
 #include "platform/dhcp_user/src/client.h"
 
+#include <errno.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <unistd.h>
-#include <zlog.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <cstring>
+#include <chrono>
+#include <stdexcept>
 #include <utility>
 
 #include "base/descriptor.h"
 #include "base/packet_socket.h"
+#include "base/service/log.h"
+#include "base/socket_buffers.h"
 
 namespace dhcp_relay {
 namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kFirstRetry{50};
-constexpr milliseconds kLongestRetry{1000};
-
-// A manager that starts at the same time is nothing to tell of.
-constexpr milliseconds kPatience{400};
+// A manager that starts at the same time is not reported as missing.
+constexpr base::RetryDelays kRetryDelays{
+    .first = milliseconds(50), .longest = milliseconds(1000), .patience = milliseconds(400)};
 
 constexpr int kSendBuffer = 4 * 1024 * 1024;
-constexpr int kErrorLevel = 12;
 
-void Log(const std::string& text) {
-  static zlog_category_t* const category = vxmw_trace_register_category("dhcp_user");
-  zlog(category, __FILE__, sizeof(__FILE__) - 1, __func__, sizeof(__func__) - 1, __LINE__,
-       kErrorLevel, "%s", text.c_str());
+// Starts the log with the first line, since a client may be made before the trace service starts.
+void Log(const std::string& text, const base::SourceLine& where = base::SourceLine::Current()) {
+  [[maybe_unused]] static const bool kStarted = (base::StartLog("dhcp_user"), true);
+  base::LogError(text, where);
 }
-
-std::string OsError(const std::string& what) { return what + ": " + std::strerror(errno); }
 
 // A manager runs as root, as this process's user, or as the user that its directory was made for.
 void CheckPeer(int fd, const std::filesystem::path& directory) {
-  const auto user = base::PeerUser(fd);
+  if (base::IsTrustedPeer(fd)) return;
   struct stat status{};
   const bool has_owner = stat(directory.c_str(), &status) == 0;
-  if (user && (*user == 0 || *user == geteuid() || (has_owner && *user == status.st_uid))) return;
+  if (has_owner && base::PeerUser(fd) == status.st_uid) return;
   throw base::ConnectionError("the process behind " + directory.string() +
                               " is not the DHCP manager's");
 }
@@ -49,45 +44,37 @@ void CheckPeer(int fd, const std::filesystem::path& directory) {
 }  // namespace
 
 Client::Client(vxmw_t* mw, DhcpUser::CallbackIf* callbacks, std::filesystem::path directory,
-               std::size_t queue_bound)
+               std::size_t queue_limit)
     : mw_(mw),
       callbacks_(callbacks),
       directory_(std::move(directory)),
-      next_retry_(kFirstRetry),
-      retry_(mw, [this] { Connect(); }),
+      retry_(
+          mw, kRetryDelays,
+          [](const std::string& reason) { Log("no DHCP manager, trying again: " + reason); },
+          [this] { Connect(); }),
       config_ready_(mw,
                     [this](bool ready) {
                       if (ready && waiting_dump_) CompleteDump(*std::exchange(waiting_dump_, {}));
                     }),
-      sender_(queue_bound) {
-  retry_.Arm(milliseconds(0));
+      sender_(queue_limit) {
+  retry_.Start();
 }
 
 base::Descriptor Client::OpenSocket() const {
-  const std::filesystem::path path = directory_ / wire::kSocketName;
-  const sockaddr_un address = base::SocketAddress(path);
-  base::Descriptor fd(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-  if (!fd) throw base::ConnectionError(OsError("cannot make a socket"));
-  if (connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
-    throw base::ConnectionError(OsError("cannot connect to " + path.string()));
-  }
+  base::Descriptor fd = base::ConnectPacketSocket(directory_ / wire::kSocketName, SOCK_NONBLOCK);
   CheckPeer(fd.get(), directory_);
-  // A larger buffer only saves queueing, so a refusal does not matter.
-  if (setsockopt(fd.get(), SOL_SOCKET, SO_SNDBUFFORCE, &kSendBuffer, sizeof(kSendBuffer)) != 0) {
-    setsockopt(fd.get(), SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof(kSendBuffer));
-  }
+  base::SetSendBuffer(fd.get(), kSendBuffer);
   return fd;
 }
 
 void Client::Connect() {
   try {
     socket_ = OpenSocket();
-  } catch (const base::ConnectionError& error) {
-    RetryLater(error.what());
+  } catch (const std::runtime_error& error) {
+    retry_.Failed(error.what());
     return;
   }
-  logged_reason_.clear();
-  next_retry_ = kFirstRetry;
+  retry_.Succeeded();
   sender_.Reset(socket_.get());
   watching_for_room_ = false;
   events_ = std::make_unique<vxmw::IoSource>(mw_, socket_.get(), EPOLLIN,
@@ -98,21 +85,12 @@ void Client::Connect() {
   Check(sender_.Send(hello));
 }
 
-void Client::RetryLater(const std::string& reason) {
-  if (next_retry_ >= kPatience && reason != logged_reason_) {
-    Log("no DHCP manager, trying again: " + reason);
-    logged_reason_ = reason;
-  }
-  retry_.Arm(next_retry_);
-  next_retry_ = std::min(2 * next_retry_, kLongestRetry);
-}
-
 void Client::Disconnect(const std::string& reason) {
   Log(reason);
   events_.reset();
   socket_ = base::Descriptor();
   sender_.Reset(-1);
-  RetryLater(reason);
+  retry_.Failed(reason);
   CancelDump();
 }
 
@@ -197,8 +175,8 @@ bool Client::Check(Sender::Result result) {
     case Sender::Result::kLost:
       Disconnect("the DHCP manager is gone");
       return false;
-    case Sender::Result::kBound:
-      Disconnect("the DHCP manager takes too little; connecting anew to start over");
+    case Sender::Result::kOverLimit:
+      Disconnect("queue limit exceeded; reconnecting");
       return false;
   }
   return false;

@@ -3,7 +3,6 @@
 #ifndef PLATFORM_DHCP_USER_SRC_CLIENT_H_
 #define PLATFORM_DHCP_USER_SRC_CLIENT_H_
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -16,23 +15,24 @@
 
 #include "base/descriptor.h"
 #include "base/packet_socket.h"
+#include "base/service/retry.h"
 #include "platform/dhcp_user/src/sender.h"
 #include "protocol/wire/wire.h"
 
 namespace dhcp_relay {
 
-// Bytes of calls that may wait for a slow manager. A dump of every VLAN's instance takes a few
-// percent of it.
-inline constexpr std::size_t kQueueBound = 64 * 1024 * 1024;
+// Bytes of calls that may wait for a slow manager. A dump of 4,094 instances takes a few percent of
+// it.
+inline constexpr std::size_t kQueueLimit = 64 * 1024 * 1024;
 
 class Client {
  public:
   // Connects to relay.sock in `directory`, from the loop; never calls back from here.
   Client(vxmw_t* mw, DhcpUser::CallbackIf* callbacks, std::filesystem::path directory,
-         std::size_t queue_bound = kQueueBound);
+         std::size_t queue_limit = kQueueLimit);
 
-  // Dropped while there is no connection. A call that the protocol cannot carry is refused with a
-  // log line.
+  // Drops the call while there is no connection, and, with a log line, a call that the protocol
+  // cannot carry.
   void Send(const wire::Call& call);
 
   bool connected() const { return static_cast<bool>(socket_); }
@@ -40,7 +40,6 @@ class Client {
  private:
   void Connect();
   base::Descriptor OpenSocket() const;
-  void RetryLater(const std::string& reason);
   void Disconnect(const std::string& reason);
 
   void OnEvents(std::uint32_t events);
@@ -50,16 +49,14 @@ class Client {
   void CompleteDump(std::uint32_t id);
   void CancelDump();
 
-  // False when the connection was given up over it.
+  // False when the connection had to be closed.
   bool Check(Sender::Result result);
   void WatchForRoom();
 
   vxmw_t* const mw_;
   DhcpUser::CallbackIf* const callbacks_;
   const std::filesystem::path directory_;
-  std::string logged_reason_;
-  std::chrono::milliseconds next_retry_;
-  vxmw::TimerSource retry_;
+  base::Retry retry_;
   vxmw::ConfigReadyWatch config_ready_;
   base::Descriptor socket_;
   std::unique_ptr<vxmw::IoSource> events_;

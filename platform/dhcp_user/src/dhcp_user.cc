@@ -2,6 +2,7 @@
 
 #include "base/runtime_directory.h"
 #include "platform/dhcp_user/src/client.h"
+#include "protocol/wire/policy.h"
 
 namespace dhcp_relay {
 namespace {
@@ -31,6 +32,14 @@ Call WithFlag(Call call, bool flag) {
   call.set_flag(flag);
   return call;
 }
+
+// The daemon's policies travel as the protocol's.
+constexpr bool IsSame(Policy policy, wire::Policy of_protocol) {
+  return static_cast<std::int32_t>(policy) == static_cast<std::int32_t>(of_protocol);
+}
+static_assert(IsSame(Policy::kDrop, wire::Policy::kDrop));
+static_assert(IsSame(Policy::kKeep, wire::Policy::kKeep));
+static_assert(IsSame(Policy::kReplace, wire::Policy::kReplace));
 
 Call WithPolicy(Call call, Policy policy) {
   call.set_policy(static_cast<std::uint32_t>(policy));

@@ -32,7 +32,7 @@ Sender::Result Sender::Send(const wire::Call& call) {
   }
   *batch_.mutable_calls()->add_calls() = call;
   batch_size_ += call.ByteSizeLong() + kCallOverhead;
-  if (queued_size_ + batch_size_ > bound_) return Result::kBound;
+  if (queued_size_ + batch_size_ > queue_limit_) return Result::kOverLimit;
   if (batch_size_ < kBatchSize) return Result::kOk;
   const bool socket_is_full = !queue_.empty();
   CloseBatch();
@@ -63,7 +63,7 @@ Sender::Result Sender::SendOrQueue(const wire::ClientMessage& message) {
 Sender::Result Sender::Queue(std::string packet) {
   queued_size_ += packet.size();
   queue_.push_back(std::move(packet));
-  return queued_size_ > bound_ ? Result::kBound : Result::kOk;
+  return queued_size_ > queue_limit_ ? Result::kOverLimit : Result::kOk;
 }
 
 void Sender::CloseBatch() {

@@ -15,26 +15,26 @@ class Sender {
  public:
   enum class Result {
     kOk,
-    kLost,   // the peer is gone
-    kBound,  // more would wait than the bound allows
+    kLost,       // the peer is gone
+    kOverLimit,  // the packets that wait exceed the queue limit
   };
 
-  // `bound` is in bytes of waiting packets.
-  explicit Sender(std::size_t bound) : bound_(bound) {}
+  // `queue_limit` is in bytes of waiting packets.
+  explicit Sender(std::size_t queue_limit) : queue_limit_(queue_limit) {}
 
-  // Starts anew on a socket, which is not owned; whatever waited is dropped.
+  // Switches to another socket, which is not owned, and drops what waits.
   void Reset(int fd);
 
-  // A packet of its own while nothing waits; else together with other calls that wait.
+  // Sends the call in a packet of its own while nothing waits; else adds it to a batch that waits.
   Result Send(const wire::Call& call);
 
-  // From Hold to Release calls are known to come in numbers and go together from the start.
+  // Between Hold and Release every call goes into a batch, because many are expected.
   void Hold() { held_ = true; }
   Result Release();
 
   Result Send(const wire::ClientMessage& message);
 
-  // Sends what waits; to be called when the socket takes packets again.
+  // Sends what waits; to be called when the socket has room again.
   Result Flush();
 
   bool waiting() const { return !queue_.empty() || batch_size_ > 0; }
@@ -45,12 +45,12 @@ class Sender {
   Result SendQueue();
   void CloseBatch();
 
-  const std::size_t bound_;
+  const std::size_t queue_limit_;
   int fd_ = -1;
   bool held_ = false;
   std::deque<std::string> queue_;
   std::size_t queued_size_ = 0;
-  wire::ClientMessage batch_;  // calls at the end of the queue that still take company
+  wire::ClientMessage batch_;  // end of the queue, open for further calls
   std::size_t batch_size_ = 0;
   wire::ClientMessage single_;
   std::string packet_;

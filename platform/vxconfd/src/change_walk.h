@@ -20,11 +20,9 @@ using SkipLog = std::function<void(const std::string& text)>;
 // changed.
 //
 //   list entry or container with presence   MOP_CREATED, MOP_DELETED (then nothing below it), or
-//   MOP_MODIFIED when
-//                                           only something below it changed
+//                                           MOP_MODIFIED when only something below it changed
 //   leaf                                    MOP_VALUE_SET, also when its removal brings its default
-//   back; else
-//                                           MOP_DELETED without a new value
+//                                           back; else MOP_DELETED without a new value
 //   other containers                        not reported, always descended
 //
 // Leaves that are there by default alone are not reported. What is above the path is not reported

@@ -3,10 +3,11 @@
 #ifndef PLATFORM_VXCONFD_SRC_LOG_H_
 #define PLATFORM_VXCONFD_SRC_LOG_H_
 
-#include <source_location>
 #include <string>
 
 #include <vxmw/vxmw.h>
+
+#include "base/service/log.h"
 
 namespace vxconfd {
 
@@ -16,12 +17,12 @@ class Log {
   Log(zlog_category_t* category, std::string application);
 
   void Error(const std::string& text,
-             const std::source_location& where = std::source_location::current()) const;
+             const base::SourceLine& where = base::SourceLine::Current()) const;
   void Trace(const std::string& text,
-             const std::source_location& where = std::source_location::current()) const;
+             const base::SourceLine& where = base::SourceLine::Current()) const;
 
  private:
-  void Write(int level, const std::string& text, const std::source_location& where) const;
+  void Write(int level, const std::string& text, const base::SourceLine& where) const;
 
   zlog_category_t* category_;
   std::string application_;

@@ -7,11 +7,11 @@
 
 namespace {
 
-constexpr int kLongest = 64;
+constexpr int kMaxFrames = 64;
 
-using Frames = std::array<void*, kLongest>;
+using Frames = std::array<void*, kMaxFrames>;
 
-int Fill(Frames& frames) { return backtrace(frames.data(), kLongest); }
+int Fill(Frames& frames) { return backtrace(frames.data(), kMaxFrames); }
 
 // The first call loads the unwinder, which allocates: done now, so that no later call does.
 [[maybe_unused]] const int kPreloaded = [] {

@@ -22,10 +22,10 @@ bool ConfigReady(const vxmw_t* mw) { return mw->config_ready; }
 
 void SetConfigReady(vxmw_t* mw, bool ready) {
   if (std::exchange(mw->config_ready, ready) == ready) return;
-  // A copy, because watches may come and go while they are told.
+  // A copy, because a watch may add and remove watches.
   const auto watches = mw->config_watches;
   for (const auto& watch : watches) {
-    if (mw->config_ready != ready) return;  // a watch changed it, and so told the others
+    if (mw->config_ready != ready) return;  // a watch changed it; the others have been called
     if (IsThere(*mw, watch)) (*watch)(ready);
   }
 }

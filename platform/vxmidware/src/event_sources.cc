@@ -12,10 +12,10 @@
 namespace vxmw {
 namespace {
 
-// Unless told, the loop takes leave to be a quarter of a second late.
+// The loop's default accuracy is a quarter of a second.
 constexpr std::uint64_t kTimerAccuracy = 1;  // microseconds
 
-// What outlives a source that is destroyed from within its own callback.
+// Shared with the running callback, which may destroy its own source.
 template <typename Callback>
 struct Target {
   vxmw_t* mw;

@@ -12,6 +12,7 @@
 
 #include <vxmw/vxmw.h>
 
+#include "base/severity.h"
 #include "platform/vxmidware/src/application.h"
 #include "platform/vxmidware/src/fault_file.h"
 
@@ -62,7 +63,8 @@ std::string Record(int severity, const char* function, const char* source_path, 
 }
 
 void Raise(int severity, const std::string& record) {
-  syslog((severity > 0 ? LOG_CRIT : LOG_ERR) | LOG_DAEMON, "fault %s", record.c_str());
+  syslog((severity >= base::kFaultCritical ? LOG_CRIT : LOG_ERR) | LOG_DAEMON, "fault %s",
+         record.c_str());
   try {
     AppendFault(StateDirectory(), record);
   } catch (const std::exception& error) {

@@ -51,14 +51,14 @@ std::unique_ptr<vxmw_t> Attach() {
   return mw;
 }
 
-void TellReady(vxmw_t* mw) {
-  if (std::exchange(mw->ready_told, true)) return;
+void NotifyReady(vxmw_t* mw) {
+  if (std::exchange(mw->ready_sent, true)) return;
   sd_notify(0, "READY=1");
   sd_event_set_watchdog(mw->event.get(), 1);
 }
 
-void TellStopping(vxmw_t* mw) {
-  if (!mw->ready_told || std::exchange(mw->stopping_told, true)) return;
+void NotifyStopping(vxmw_t* mw) {
+  if (!mw->ready_sent || std::exchange(mw->stopping_sent, true)) return;
   sd_notify(0, "STOPPING=1");
 }
 
@@ -68,14 +68,14 @@ vxmw_t* Refuse(const char* why) {
 }
 
 // One event at a time, so that an exception is rethrown before anything else runs.
-int Run(vxmw_t* mw, const bool& go_on, std::uint64_t longest_wait) {
+int Run(vxmw_t* mw, const bool& go_on, std::uint64_t max_wait) {
   while (go_on && !mw->ended) {
-    const int result = sd_event_run(mw->event.get(), longest_wait);
-    if (mw->exception || result < 0) TellStopping(mw);
+    const int result = sd_event_run(mw->event.get(), max_wait);
+    if (mw->exception || result < 0) NotifyStopping(mw);
     if (mw->exception) std::rethrow_exception(std::exchange(mw->exception, nullptr));
     if (result < 0) return result;
   }
-  if (mw->ended) TellStopping(mw);
+  if (mw->ended) NotifyStopping(mw);
   return mw->result;
 }
 
@@ -115,18 +115,18 @@ vxmw_t* vxmw_init(const char* application) {
 
 int vxmw_loop_while_timeout(vxmw_t* mw, bool* go_on, int timeout) {
   if (mw == nullptr || go_on == nullptr) return -EINVAL;
-  const std::uint64_t longest_wait =
+  const std::uint64_t max_wait =
       timeout > 0 ? static_cast<std::uint64_t>(timeout) * vxmw::kMicrosecondsPerMillisecond
                   : vxmw::kNoTimeout;
   mw->ended = false;
   mw->result = 0;
-  vxmw::TellReady(mw);
-  return vxmw::Run(mw, *go_on, longest_wait);
+  vxmw::NotifyReady(mw);
+  return vxmw::Run(mw, *go_on, max_wait);
 }
 
 void vxmw_finish(vxmw_t** mw) {
   if (mw == nullptr || *mw == nullptr) return;
-  vxmw::TellStopping(*mw);
+  vxmw::NotifyStopping(*mw);
   delete *mw;
   *mw = nullptr;
   vxmw::attached = false;

@@ -25,9 +25,9 @@ struct EventSourceDeleter {
 using EventPtr = std::unique_ptr<sd_event, EventDeleter>;
 using EventSourcePtr = std::unique_ptr<sd_event_source, EventSourceDeleter>;
 
-// Keeps SIGTERM, SIGINT and SIGHUP from their default effect while it lives, so that one that comes
-// before the loop runs is not lost. Those still waiting at the end are dropped: the process is
-// ending already, and they would change how.
+// Blocks SIGTERM, SIGINT and SIGHUP while it lives, so that one that arrives before the loop runs
+// is not lost. Those still pending at the end are dropped: the process is ending already, and their
+// default effect would change its exit status.
 class BlockedSignals {
  public:
   BlockedSignals();
@@ -56,8 +56,8 @@ struct vxmw_handle {
   bool ended = false;
   int result = 0;
   std::exception_ptr exception;
-  bool ready_told = false;
-  bool stopping_told = false;
+  bool ready_sent = false;
+  bool stopping_sent = false;
   bool config_ready = false;
   std::list<std::shared_ptr<const std::function<void(bool)>>> config_watches;
 };

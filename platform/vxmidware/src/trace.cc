@@ -10,19 +10,24 @@
 
 #include <vxmw/vxmw.h>
 
+#include "base/severity.h"
+
 namespace vxmw {
 namespace {
 
-constexpr char kBuiltIn[] =
-    "[levels]\n"
-    "TRACE = 10\n"
-    "ERR = 12, LOG_ERR\n"
-    "[formats]\n"
-    "line = \"%d(%F %T).%ms %V %F %U:%L %m%n\"\n"
-    "[rules]\n"
-    "*.ERR >stderr; line\n";
+// Errors alone, to standard error.
+std::string BuiltIn() {
+  return "[levels]\n"
+         "TRACE = " +
+         std::to_string(base::kTraceLevel) + "\n" + "ERR = " + std::to_string(base::kErrorLevel) +
+         ", LOG_ERR\n"
+         "[formats]\n"
+         "line = \"%d(%F %T).%ms %V %F %U:%L %m%n\"\n"
+         "[rules]\n"
+         "*.ERR >stderr; line\n";
+}
 
-// Never stopped: categories are valid, and exit handlers may log, until the process ends.
+// Never stopped: categories stay valid, and exit handlers may log, until the process ends.
 enum class State { kOff, kOn };
 State state = State::kOff;
 
@@ -32,8 +37,8 @@ void Complain(const std::string& file, const char* consequence) {
   std::fprintf(stderr, "trace: cannot use the configuration %s; %s\n", file.c_str(), consequence);
 }
 
-// zlog takes a directory for an empty file, and an empty file for the wish to write nothing, errors
-// included: more likely it was cut.
+// zlog accepts a directory or an empty file as a configuration without rules, which drops every
+// line, errors included. An empty file is more likely a truncated one.
 bool IsUsable(const std::string& file) {
   struct stat status{};
   if (stat(file.c_str(), &status) != 0 || S_ISDIR(status.st_mode)) return false;
@@ -42,10 +47,10 @@ bool IsUsable(const std::string& file) {
 }
 
 bool Start(const std::string& file) {
-  if (file.empty()) return zlog_init_from_string(kBuiltIn) == 0;
+  if (file.empty()) return zlog_init_from_string(BuiltIn().c_str()) == 0;
   if (IsUsable(file) && zlog_init(file.c_str()) == 0) return true;
   Complain(file, "errors go to standard error, trace is off");
-  zlog_init_from_string(kBuiltIn);
+  zlog_init_from_string(BuiltIn().c_str());
   return false;
 }
 
@@ -60,7 +65,7 @@ std::string TraceConfiguration(const std::string& installed) {
 void ReloadTrace() {
   if (state == State::kOff) return;
   const std::string file = ConfigurationFile();
-  const bool done = file.empty() ? zlog_reload_from_string(kBuiltIn) == 0
+  const bool done = file.empty() ? zlog_reload_from_string(BuiltIn().c_str()) == 0
                                  : IsUsable(file) && zlog_reload(file.c_str()) == 0;
   if (!done) Complain(file, "the configuration stays as it was");
 }

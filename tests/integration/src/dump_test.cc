@@ -135,8 +135,8 @@ TEST_F(DumpTest, WaitingForAModelIsServedOnceItIsThere) {
   StartDaemon();
   EXPECT_THAT(Dump(), IsEmpty());
 
-  // The models come with a configuration: the startup datastore is filled before the daemon can see
-  // it.
+  // The models come with a configuration:
+  // the startup datastore is filled before the daemon can see it.
   repository_.InstallModelsWithConfiguration(R"({ "vx-config:config": { "vx-dhcp-relay:dhcp": {
       "relay": [ { "name": "r1" }, { "name": "r2" } ] } } })");
   ASSERT_TRUE(RunUntilConnected());
@@ -171,7 +171,8 @@ TEST_F(DumpTest, GivesAnInterfaceItsVlanAndAddress) {
   repository_.Edit(R"({ "vx-config:config": {
       "vx-interface:interface": { "l3": [ { "name": "5", "lower-layer-if": { "vlan": 5 },
                                             "ipv4": { "address": { "ip": "192.168.1.1/24" } } } ] },
-      "vx-dhcp-relay:dhcp": { "relay": [ { "name": "r1", "interface": [ { "name": "l3-5" } ] } ] } } })");
+      "vx-dhcp-relay:dhcp": { "relay": [
+          { "name": "r1", "interface": [ { "name": "l3-5" } ] } ] } } })");
   StartDaemon();
   const auto calls = Dump();
   ASSERT_EQ(calls.size(), 7U);
@@ -197,7 +198,8 @@ TEST_F(DumpTest, KeepsTheLow16BitsOfAVlanId) {
         deviate replace { type int32; } } })");
   repository_.Edit(R"({ "vx-config:config": {
       "vx-interface:interface": { "l3": [ { "name": "5", "lower-layer-if": { "vlan": 70000 } } ] },
-      "vx-dhcp-relay:dhcp": { "relay": [ { "name": "r1", "interface": [ { "name": "l3-5" } ] } ] } } })");
+      "vx-dhcp-relay:dhcp": { "relay": [
+          { "name": "r1", "interface": [ { "name": "l3-5" } ] } ] } } })");
   StartDaemon();
   EXPECT_EQ(Dump().back(), "SetL3InterfaceVlan r1 l3-5 4464");
 }
@@ -205,8 +207,8 @@ TEST_F(DumpTest, KeepsTheLow16BitsOfAVlanId) {
 TEST_F(DumpTest, GivesAnOverrideItsFourValues) {
   repository_.InstallModels();
   repository_.Edit(R"({ "vx-config:config": { "vx-dhcp-relay:dhcp": { "relay": [ { "name": "r1",
-      "if-option": [ { "name": "l3-5", "relay-information": { "check": true, "trusted": true,
-                                                              "option": false, "policy": "drop" } } ] } ] } } })");
+      "if-option": [ { "name": "l3-5", "relay-information": {
+          "check": true, "trusted": true, "option": false, "policy": "drop" } } ] } ] } } })");
   StartDaemon();
   const auto calls = Dump();
   ASSERT_EQ(calls.size(), 8U);

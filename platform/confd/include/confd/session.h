@@ -17,8 +17,13 @@ struct lys_module;
 struct lysc_node;
 
 namespace confd {
-
+class Reader;
 class SnapshotIndex;
+}  // namespace confd
+
+#pragma GCC visibility push(default)
+
+namespace confd {
 
 // Reads the data of a module, in the context of the snapshot that asks for it: the first of its
 // top-level siblings, null when it has none. What it throws becomes the failure of the read call
@@ -62,5 +67,7 @@ std::uint32_t TagHash(const lysc_node* node);
 std::uint32_t NamespaceHash(const lys_module* module);
 
 }  // namespace confd
+
+#pragma GCC visibility pop
 
 #endif  // CONFD_SESSION_H_

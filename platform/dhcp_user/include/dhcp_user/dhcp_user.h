@@ -16,6 +16,8 @@
 #include <nettypes/ipv4_addr.h>
 #include <vxmw/vxmw.h>
 
+#pragma GCC visibility push(default)
+
 namespace dhcp_relay {
 
 // What the relay does with a request that already carries a relay agent information option
@@ -24,14 +26,14 @@ enum class Policy : std::int32_t { kDrop = 0, kKeep = 1, kReplace = 2 };
 
 class DhcpUser {
  public:
-  // Told by the client, from the loop.
+  // Called by the client, from the loop.
   class CallbackIf {
    public:
     virtual ~CallbackIf() = default;
 
-    // The manager asks for the whole configuration. What is called before this returns is the
-    // answer; while the configuration database is not connected, what is called up to the end of
-    // the initial phases.
+    // The manager asks for the whole configuration. The calls made before this returns are the
+    // answer; while the configuration database is not connected, the calls made until the initial
+    // phases end.
     virtual void OnDumpRequest() = 0;
 
     // The manager withdraws the request, or is gone.
@@ -80,5 +82,7 @@ class DhcpUser {
 };
 
 }  // namespace dhcp_relay
+
+#pragma GCC visibility pop
 
 #endif  // DHCP_USER_DHCP_USER_H_

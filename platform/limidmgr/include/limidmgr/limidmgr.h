@@ -8,6 +8,8 @@
 
 #include <stdint.h>
 
+#pragma GCC visibility push(default)
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -32,5 +34,7 @@ uint32_t limid_number_of(limid_t id);
 #ifdef __cplusplus
 }
 #endif
+
+#pragma GCC visibility pop
 
 #endif  // LIMIDMGR_LIMIDMGR_H_

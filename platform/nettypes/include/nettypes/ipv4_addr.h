@@ -12,6 +12,8 @@
 #include <string>
 #include <string_view>
 
+#pragma GCC visibility push(default)
+
 namespace nettypes {
 
 class IPv4Addr {
@@ -42,7 +44,7 @@ class IPv4Addr {
   in_addr to_in_addr() const noexcept;
 
   // Addresses order by their numeric value.
-  // NOLINTNEXTLINE(modernize-use-nullptr): a 0 that the comparison is made of is no pointer
+  // NOLINTNEXTLINE(modernize-use-nullptr): the generated comparison holds a literal 0
   friend constexpr auto operator<=>(const IPv4Addr&, const IPv4Addr&) noexcept = default;
 
  private:
@@ -52,5 +54,7 @@ class IPv4Addr {
 std::ostream& operator<<(std::ostream& out, const IPv4Addr& addr);
 
 }  // namespace nettypes
+
+#pragma GCC visibility pop
 
 #endif  // NETTYPES_IPV4_ADDR_H_

@@ -29,6 +29,8 @@ namespace vxconfd {
 class CommitTracker;
 }  // namespace vxconfd
 
+#pragma GCC visibility push(default)
+
 // The connection to the configuration database.
 class VxConfdInterface {
  public:
@@ -140,10 +142,12 @@ class AppInterface : public VxConfdInterface {
   void Init(int flags) override;
 
  private:
-  class Impl;
+  class [[gnu::visibility("hidden")]] Impl;
   std::unique_ptr<Impl> impl_;
 };
 
 }  // namespace vxconfd
+
+#pragma GCC visibility pop
 
 #endif  // VXCONFD_VXCONFD_H_

@@ -17,6 +17,8 @@
 
 #include <vxmw/vxmw.h>
 
+#pragma GCC visibility push(default)
+
 namespace vxmw {
 
 // Watches `fd` (not owned) for `events` (EPOLLIN and its like).
@@ -80,5 +82,7 @@ class ConfigReadyWatch {
 };
 
 }  // namespace vxmw
+
+#pragma GCC visibility pop
 
 #endif  // VXMW_EVENT_H_

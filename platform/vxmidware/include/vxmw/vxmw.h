@@ -9,6 +9,8 @@
 
 #include <stdbool.h>
 
+#pragma GCC visibility push(default)
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -59,5 +61,7 @@ zlog_category_t* vxmw_trace_register_category(const char* name);
 #ifdef __cplusplus
 }
 #endif
+
+#pragma GCC visibility pop
 
 #endif  // VXMW_VXMW_H_

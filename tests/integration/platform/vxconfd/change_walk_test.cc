@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <zlog.h>
 
 #include <algorithm>
 #include <functional>
@@ -366,6 +367,8 @@ class UnreadableChangeTest : public ChangeWalkTest {
           list slot { key "number"; leaf number { type uint16; } leaf note { type string; } }
           leaf plain { type string; } } })");
   }
+
+  ~UnreadableChangeTest() override { zlog_fini(); }
 
   // What standard error gets of a commit.
   std::string Log(const std::string& json) {

@@ -1,21 +1,16 @@
-// IPv4 and UDP around a message, the rate limit in front of it, and the pace of looking for it.
+// IPv4 and UDP around a message.
 
 #include "dhcp_manager/datapath/headers.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
-#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "base/token_bucket.h"
-#include "dhcp_manager/datapath/adaptive_polling.h"
-
 namespace {
 
-using base::TokenBucket;
 using dhcp_manager::kHeadersSize;
 using dhcp_manager::ParseUdp;
 using Bytes = std::vector<std::uint8_t>;
@@ -133,56 +128,6 @@ TEST(WriteHeadersTest, ASumOfZeroIsSentAsAllOnes) {
   dhcp_manager::WriteHeaders(Ip("192.0.2.1"), Ip("192.0.2.7"), packet.data() + kHeadersSize, 2);
   EXPECT_EQ(packet[26], 0xFF);
   EXPECT_EQ(packet[27], 0xFF);
-}
-
-TEST(TokenBucketTest, GivesTheBurstThenTheRate) {
-  using std::chrono::milliseconds;
-  const TokenBucket::Clock::time_point start;
-  TokenBucket bucket({.rate = 10, .burst = 3}, start);
-  for (int i = 0; i < 3; ++i) EXPECT_TRUE(bucket.Take(start));
-  EXPECT_FALSE(bucket.Take(start));
-  EXPECT_FALSE(bucket.Take(start + milliseconds(50)));
-  EXPECT_TRUE(bucket.Take(start + milliseconds(101)));
-  EXPECT_FALSE(bucket.Take(start + milliseconds(102)));
-}
-
-TEST(TokenBucketTest, SavesNoMoreThanTheBurst) {
-  const TokenBucket::Clock::time_point start;
-  TokenBucket bucket({.rate = 1000, .burst = 2}, start);
-  const auto later = start + std::chrono::hours(1);
-  EXPECT_TRUE(bucket.Take(later));
-  EXPECT_TRUE(bucket.Take(later));
-  EXPECT_FALSE(bucket.Take(later));
-}
-
-TEST(PaceTest, IsFastAfterManyWakesInAShortTime) {
-  using std::chrono::milliseconds;
-  dhcp_manager::AdaptivePolling pace;
-  auto now = dhcp_manager::AdaptivePolling::Clock::time_point() + milliseconds(1000);
-  bool fast = false;
-  int wakes = 0;
-  for (; !fast && wakes < 1000; ++wakes) fast = pace.IsFast(now);
-  EXPECT_TRUE(fast);
-  EXPECT_GT(wakes, 1);
-}
-
-TEST(PaceTest, IsNeverFastWhenWakesAreApart) {
-  using std::chrono::milliseconds;
-  dhcp_manager::AdaptivePolling pace;
-  auto now = dhcp_manager::AdaptivePolling::Clock::time_point();
-  for (int i = 0; i < 1000; ++i) {
-    now += milliseconds(1);
-    EXPECT_FALSE(pace.IsFast(now)) << i;
-  }
-}
-
-TEST(PaceTest, GoesOnUntilNothingComesForAWhile) {
-  dhcp_manager::AdaptivePolling pace;
-  for (int i = 0; i < 100; ++i) EXPECT_TRUE(pace.GoesOn(i % 2 == 0 ? 0 : 5));
-  int empty = 0;
-  while (pace.GoesOn(0) && empty < 1000) ++empty;
-  EXPECT_GT(empty, 1);
-  EXPECT_LT(empty, 100);
 }
 
 }  // namespace

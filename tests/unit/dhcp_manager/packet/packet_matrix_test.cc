@@ -7,7 +7,6 @@
 #include <map>
 #include <sstream>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include "dhcp_manager/packet/relay_packet.h"
@@ -16,8 +15,9 @@ namespace {
 
 using dhcp_manager::MessageBuffer;
 using dhcp_manager::RelayParameters;
-using dhcp_manager::ReplyResult;
-using dhcp_manager::RequestResult;
+using dhcp_manager::RequestVerdict;
+using dhcp_relay::control::ReplyOutcome;
+using dhcp_relay::control::RequestOutcome;
 using dhcp_relay::wire::Policy;
 using Bytes = std::vector<std::uint8_t>;
 
@@ -30,7 +30,7 @@ struct Case {
   std::string giaddr;
   std::string settings;
   std::string policy;
-  std::string information;
+  std::string relay_agent_information;
   std::string own;
   std::size_t capacity = 0;
   std::string message;
@@ -64,49 +64,53 @@ std::vector<Case> ReadCases() {
     std::istringstream words(line);
     Case item;
     words >> item.kind >> item.name >> item.giaddr >> item.settings >> item.policy >>
-        item.information >> item.own >> item.capacity >> item.message >> item.result >> item.output;
+        item.relay_agent_information >> item.own >> item.capacity >> item.message >> item.result >>
+        item.output;
     cases.push_back(item);
   }
   return cases;
 }
 
-RelayParameters PortOf(const Case& item) {
+RelayParameters InterfaceOf(const Case& item) {
   const std::map<std::string, Policy> policies{
       {"keep", Policy::kKeep}, {"replace", Policy::kReplace}, {"drop", Policy::kDrop}};
-  RelayParameters port;
-  port.giaddr = Address(item.giaddr);
-  port.check = item.settings.find('c') != std::string::npos;
-  port.trusted = item.settings.find('t') != std::string::npos;
-  port.option = item.settings.find('o') != std::string::npos;
-  port.policy = policies.at(item.policy);
-  port.information = FromHex(item.information);
-  return port;
+  RelayParameters interface;
+  interface.giaddr = Address(item.giaddr);
+  interface.check = item.settings.find('c') != std::string::npos;
+  interface.trusted = item.settings.find('t') != std::string::npos;
+  interface.option = item.settings.find('o') != std::string::npos;
+  interface.policy = policies.at(item.policy);
+  interface.relay_agent_information = FromHex(item.relay_agent_information);
+  return interface;
 }
 
-std::unordered_set<std::uint32_t> OwnOf(const Case& item) {
-  std::unordered_set<std::uint32_t> own;
+dhcp_manager::AddressSet OwnOf(const Case& item) {
+  dhcp_manager::AddressSet own;
   std::istringstream words(item.own);
   for (std::string word; std::getline(words, word, ',');) {
-    own.insert(Address(word).to_in_addr().s_addr);
+    own.insert(Address(word).host_order());
   }
   return own;
 }
 
-std::string Relay(const Case& item, MessageBuffer& message) {
-  if (item.kind == "request") {
-    const std::map<RequestResult, std::string> names{
-        {RequestResult::kRelay, "relay"},          {RequestResult::kRelayNoRoom, "no-room"},
-        {RequestResult::kMalformed, "malformed"},  {RequestResult::kHops, "hops"},
-        {RequestResult::kOwnGiaddr, "own-giaddr"}, {RequestResult::kUntrusted, "untrusted"},
-        {RequestResult::kPolicyDrop, "policy"}};
-    return names.at(RelayRequest(PortOf(item), OwnOf(item), message));
-  }
-  const std::map<ReplyResult, std::string> names{
-      {ReplyResult::kRelay, "relay"},
-      {ReplyResult::kMalformed, "malformed"},
-      {ReplyResult::kNoInformation, "no-information"},
-      {ReplyResult::kForeignInformation, "foreign-information"}};
-  return names.at(RelayReply(PortOf(item), message));
+std::string RelayRequestOf(const Case& item, MessageBuffer& message) {
+  const std::map<RequestOutcome, std::string> names{
+      {RequestOutcome::kRelayed, "relay"},     {RequestOutcome::kMalformed, "malformed"},
+      {RequestOutcome::kTooManyHops, "hops"},  {RequestOutcome::kOwnGiaddr, "own-giaddr"},
+      {RequestOutcome::kPolicyDrop, "policy"}, {RequestOutcome::kUntrustedOption, "untrusted"}};
+  const RequestVerdict verdict = RelayRequest(InterfaceOf(item), OwnOf(item), message);
+  if (!verdict.option_left_out) return names.at(verdict.outcome);
+  EXPECT_EQ(verdict.outcome, RequestOutcome::kRelayed);
+  return "no-room";
+}
+
+std::string RelayReplyOf(const Case& item, MessageBuffer& message) {
+  const std::map<ReplyOutcome, std::string> names{
+      {ReplyOutcome::kRelayed, "relay"},
+      {ReplyOutcome::kMalformed, "malformed"},
+      {ReplyOutcome::kNoOption, "no-information"},
+      {ReplyOutcome::kForeignOption, "foreign-information"}};
+  return names.at(RelayReply(InterfaceOf(item), message));
 }
 
 class PacketMatrixTest : public ::testing::TestWithParam<Case> {};
@@ -119,7 +123,9 @@ TEST_P(PacketMatrixTest, ComesOutAsItMust) {
   std::copy(input.begin(), input.end(), buffer.begin());
   MessageBuffer message{.data = buffer.data(), .size = input.size(), .capacity = item.capacity};
 
-  ASSERT_EQ(Relay(item, message), item.result);
+  const std::string result =
+      item.kind == "request" ? RelayRequestOf(item, message) : RelayReplyOf(item, message);
+  ASSERT_EQ(result, item.result);
   EXPECT_EQ(Bytes(buffer.end() - kGuard, buffer.end()), Bytes(kGuard, kStale));
   if (item.output == "-") return;
   EXPECT_EQ(Bytes(buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(message.size)),

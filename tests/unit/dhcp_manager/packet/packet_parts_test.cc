@@ -1,4 +1,4 @@
-// What is read from a message, and what our information is made of.
+// Where a reply goes, the fields read from a message, and our relay agent information.
 
 #include <gtest/gtest.h>
 
@@ -13,7 +13,6 @@ namespace {
 using base::MacAddress;
 using dhcp_manager::GiaddrOf;
 using dhcp_manager::MakeRelayAgentInformation;
-using dhcp_manager::MessageBuffer;
 using dhcp_manager::ReplyTarget;
 using dhcp_manager::TargetOf;
 using Bytes = std::vector<std::uint8_t>;
@@ -97,29 +96,29 @@ TEST(GiaddrTest, IsMissingFromAShortMessage) {
 }
 
 // Circuit-id and remote-id as sub-options.
-Bytes Information(const std::string& circuit) {
+Bytes SubOptions(const std::string& circuit) {
   std::string text;
   text.append("\x01").append(1, static_cast<char>(circuit.size())).append(circuit);
   text.append("\x02\x06").append(kMac.begin(), kMac.end());
   return {text.begin(), text.end()};
 }
 
-TEST(InformationTest, NamesInterfaceVlanAndMac) {
-  EXPECT_EQ(MakeRelayAgentInformation("l3-5", 5, kMac), Information("l3-5:5"));
-  EXPECT_EQ(MakeRelayAgentInformation("l3-5", 4094, kMac), Information("l3-5:4094"));
+TEST(RelayAgentInformationTest, NamesInterfaceVlanAndMac) {
+  EXPECT_EQ(MakeRelayAgentInformation("l3-5", 5, kMac), SubOptions("l3-5:5"));
+  EXPECT_EQ(MakeRelayAgentInformation("l3-5", 4094, kMac), SubOptions("l3-5:4094"));
 }
 
-TEST(InformationTest, NamesNoVlanWhereThereIsNone) {
-  EXPECT_EQ(MakeRelayAgentInformation("l3-5", std::nullopt, kMac), Information("l3-5"));
+TEST(RelayAgentInformationTest, NamesNoVlanWhereThereIsNone) {
+  EXPECT_EQ(MakeRelayAgentInformation("l3-5", std::nullopt, kMac), SubOptions("l3-5"));
 }
 
-TEST(InformationTest, CutsANameThatDoesNotFitIntoAnOption) {
+TEST(RelayAgentInformationTest, CutsANameThatDoesNotFitIntoAnOption) {
   constexpr std::size_t kRoom = 255 - 2 - 8;
   const std::string name(255, 'x');
   EXPECT_EQ(MakeRelayAgentInformation(name, std::nullopt, kMac),
-            Information(std::string(kRoom, 'x')));
+            SubOptions(std::string(kRoom, 'x')));
   EXPECT_EQ(MakeRelayAgentInformation(name, 65535, kMac),
-            Information(std::string(kRoom - 6, 'x') + ":65535"));
+            SubOptions(std::string(kRoom - 6, 'x') + ":65535"));
   EXPECT_EQ(MakeRelayAgentInformation(name, 65535, kMac).size(), 255U);
 }
 

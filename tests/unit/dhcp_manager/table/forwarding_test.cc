@@ -1,4 +1,4 @@
-// The relay table and the kernel's links, put together.
+// The relay table combined with the kernel's links, and the counters of the result.
 
 #include "dhcp_manager/table/forwarding.h"
 
@@ -18,7 +18,6 @@ namespace wire = dhcp_relay::wire;
 using dhcp_manager::Forwarding;
 using dhcp_manager::InterfaceState;
 using dhcp_manager::kDefaultVrf;
-using dhcp_manager::Link;
 using dhcp_manager::Links;
 using dhcp_manager::RelayInterface;
 using dhcp_manager::RelayTable;
@@ -26,7 +25,7 @@ using dhcp_manager::RelayTable;
 constexpr std::uint32_t kVrf7 = 0x01000007;
 
 nettypes::IPv4Addr Ip(const std::string& text) { return *nettypes::IPv4Addr::parse(text); }
-std::uint32_t Number(const std::string& text) { return ntohl(Ip(text).to_in_addr().s_addr); }
+std::uint32_t Number(const std::string& text) { return Ip(text).host_order(); }
 
 class ForwardingTest : public ::testing::Test {
  protected:
@@ -56,8 +55,8 @@ class ForwardingTest : public ::testing::Test {
   Forwarding Make() const { return {table_, links_}; }
   InterfaceState StateOf(const std::string& name) const {
     const Forwarding forwarding = Make();
-    for (const RelayInterface& port : forwarding.interfaces()) {
-      if (port.name == name) return port.state;
+    for (const RelayInterface& interface : forwarding.interfaces()) {
+      if (interface.name == name) return interface.state;
     }
     throw std::out_of_range(name);
   }
@@ -73,13 +72,13 @@ TEST_F(ForwardingTest, FindsTheKernelInterfaceByItsAddress) {
   AddAddress(3, "192.168.5.1", "192.168.5.255");
   AddInterface("r1", "l3-5", "192.168.5.1");
   const Forwarding forwarding = Make();
-  const RelayInterface& port = forwarding.interfaces().at(0);
-  EXPECT_EQ(port.state, InterfaceState::kUp);
-  EXPECT_EQ(port.link, 3);
-  EXPECT_EQ(port.link_name, "vlan5");
-  EXPECT_EQ(forwarding.FindByLink(3, Ip("255.255.255.255")), &port);
+  const RelayInterface& interface = forwarding.interfaces().at(0);
+  EXPECT_EQ(interface.state, InterfaceState::kUp);
+  EXPECT_EQ(interface.link, 3);
+  EXPECT_EQ(interface.link_name, "vlan5");
+  EXPECT_EQ(forwarding.FindByLink(3, Ip("255.255.255.255")), &interface);
   EXPECT_EQ(forwarding.FindByLink(2, Ip("255.255.255.255")), nullptr);
-  EXPECT_EQ(forwarding.FindByAddress(kDefaultVrf, Ip("192.168.5.1")), &port);
+  EXPECT_EQ(forwarding.FindByAddress(kDefaultVrf, Ip("192.168.5.1")), &interface);
   EXPECT_EQ(forwarding.FindByAddress(kDefaultVrf, Ip("10.0.0.1")), nullptr);
 }
 
@@ -119,7 +118,7 @@ TEST_F(ForwardingTest, OneAddressIsAnotherInEachRoutingDomain) {
   const Forwarding forwarding = Make();
   EXPECT_EQ(forwarding.FindByAddress(kDefaultVrf, Ip("192.168.5.1"))->link, 2);
   EXPECT_EQ(forwarding.FindByAddress(9, Ip("192.168.5.1"))->link, 3);
-  EXPECT_EQ(forwarding.services().at(1).vrf_device, "vrf7");
+  EXPECT_EQ(forwarding.instances().at(1).vrf_device, "vrf7");
   EXPECT_EQ(forwarding.vrfs(), (std::map<int, std::string>{{0, ""}, {9, "vrf7"}}));
 }
 
@@ -132,7 +131,7 @@ TEST_F(ForwardingTest, OwnAddressesAreThoseOfTheRoutingDomain) {
   AddAddress(9, "10.7.7.7");
   const Forwarding forwarding = Make();
   const auto has = [&](int vrf, const std::string& address) {
-    return forwarding.OwnAddresses(vrf).contains(Ip(address).to_in_addr().s_addr);
+    return forwarding.OwnAddresses(vrf).contains(Ip(address).host_order());
   };
   EXPECT_TRUE(has(kDefaultVrf, "192.168.5.1"));
   EXPECT_FALSE(has(kDefaultVrf, "192.168.6.1"));
@@ -182,7 +181,7 @@ TEST_F(ForwardingTest, WhatWasNeverSetIsOffAndKeep) {
   EXPECT_EQ(relay.policy, dhcp_relay::wire::Policy::kKeep);
 }
 
-TEST_F(ForwardingTest, LinkOfSeveralPortsTakesTheAddressedElseThePrimary) {
+TEST_F(ForwardingTest, LinkOfSeveralInterfacesTakesTheAddressedElseThePrimary) {
   AddLink(2, "vlan5");
   AddAddress(2, "192.168.6.1");
   AddAddress(2, "192.168.5.1");
@@ -201,12 +200,12 @@ TEST_F(ForwardingTest, ForUsAreBroadcastsAndOwnAddresses) {
   AddAddress(3, "10.0.0.254", "10.0.0.255");
   AddInterface("r1", "l3-5", "192.168.5.1");
   const Forwarding forwarding = Make();
-  const RelayInterface& port = forwarding.interfaces().at(0);
+  const RelayInterface& interface = forwarding.interfaces().at(0);
   for (const char* address : {"255.255.255.255", "192.168.5.255", "192.168.5.1", "10.0.0.254"}) {
-    EXPECT_TRUE(forwarding.IsForUs(port, Ip(address))) << address;
+    EXPECT_TRUE(forwarding.IsForUs(interface, Ip(address))) << address;
   }
   for (const char* address : {"10.0.0.1", "192.168.5.2", "10.0.0.255", "0.0.0.0"}) {
-    EXPECT_FALSE(forwarding.IsForUs(port, Ip(address))) << address;
+    EXPECT_FALSE(forwarding.IsForUs(interface, Ip(address))) << address;
   }
 }
 
@@ -216,7 +215,7 @@ TEST_F(ForwardingTest, AnAddressOfNoLinkIsPassedOver) {
   EXPECT_EQ(StateOf("l3-5"), InterfaceState::kMissing);
 }
 
-TEST(LinksTest, RoutingDomainIsTheVrfDeviceOrItsPorts) {
+TEST(LinksTest, RoutingDomainIsTheVrfDeviceOrItsMaster) {
   Links links;
   links.links[5] = {.index = 5, .name = "red", .vrf_table = 7};
   links.links[6] = {.index = 6, .name = "br0", .vrf_table = std::nullopt};
@@ -230,18 +229,18 @@ TEST(LinksTest, RoutingDomainIsTheVrfDeviceOrItsPorts) {
   EXPECT_EQ(links.FindVrf(8), std::nullopt);
 }
 
-TEST(CountersTest, KeepDropsWhatIsGoneAndLeavesWhatStays) {
+TEST(CountersTest, SynchroniseDropsRemovedEntriesAndLeavesTheOthers) {
   RelayTable table;
   table.Apply(tests::Call(wire::ADD_L3_INTERFACE, "r1", "l3-5"));
   table.Apply(tests::Call(wire::ADD_L3_INTERFACE, "r1", "l3-6"));
   table.Apply(tests::AddressCall(wire::ADD_SERVER, "r1", 1));
   dhcp_manager::Counters counters;
-  counters.Keep(table);
+  counters.Synchronise(table);
   auto& stays = counters.Interface("r1", "l3-5");
   stays.requests = 3;
   table.Apply(tests::Call(wire::DELETE_L3_INTERFACE, "r1", "l3-6"));
   table.Apply(tests::AddressCall(wire::DELETE_SERVER, "r1", 1));
-  counters.Keep(table);
+  counters.Synchronise(table);
   EXPECT_EQ(&counters.Interface("r1", "l3-5"), &stays);
   EXPECT_EQ(stays.requests, 3U);
   EXPECT_THROW(counters.Interface("r1", "l3-6"), std::out_of_range);
@@ -249,7 +248,7 @@ TEST(CountersTest, KeepDropsWhatIsGoneAndLeavesWhatStays) {
   counters.Clear();
   EXPECT_EQ(stays.requests, 0U);
   table.Apply(tests::Call(wire::DELETE_INSTANCE, "r1"));
-  counters.Keep(table);
+  counters.Synchronise(table);
   EXPECT_TRUE(counters.instances().empty());
 }
 

@@ -128,8 +128,8 @@ class ClientTest : public ::testing::Test {
 
   void StartManager() { manager_ = std::make_unique<ScriptedManager>(directory_); }
 
-  void StartClient(std::size_t bound = dhcp_relay::kQueueBound) {
-    client_ = std::make_unique<Client>(mw_, &callbacks_, directory_, bound);
+  void StartClient(std::size_t queue_limit = dhcp_relay::kQueueLimit) {
+    client_ = std::make_unique<Client>(mw_, &callbacks_, directory_, queue_limit);
   }
 
   // Runs until the manager has heard these, in all, and then nothing more for a turn.
@@ -280,14 +280,14 @@ TEST_F(ClientTest, AnAnsweredDumpIsNotWithdrawnByALoss) {
   EXPECT_THAT(callbacks_.events, ElementsAre("request"));
 }
 
-TEST_F(ClientTest, StartsOverAfterGarbage) {
+TEST_F(ClientTest, ReconnectsAfterGarbage) {
   Connect();
   manager_->SendGarbage();
   ExpectHeard({"hello 1"});
   EXPECT_EQ(manager_->connections, 2);
 }
 
-TEST_F(ClientTest, StartsOverWhenTheManagerTakesTooLittle) {
+TEST_F(ClientTest, ReconnectsWhenTheQueueLimitIsExceeded) {
   StartClient(1000);
   ExpectHeard({"hello 1"});
   for (int i = 0; i < 1000000 && client_->connected(); ++i) DeleteInstance("r1");

@@ -125,7 +125,7 @@ TEST_F(SenderTest, HeldCallsGoTogether) {
   EXPECT_EQ(packets_, 2);
 }
 
-TEST_F(SenderTest, HeldCallsThatFillAPacketGoOnTheirWay) {
+TEST_F(SenderTest, HeldCallsThatFillAPacketAreSent) {
   sender_.Hold();
   for (int i = 0; i < 10000; ++i) Send(i);
   Drain();
@@ -135,7 +135,7 @@ TEST_F(SenderTest, HeldCallsThatFillAPacketGoOnTheirWay) {
   EXPECT_EQ(received_, Numbers(10000));
 }
 
-TEST_F(SenderTest, TellsWhenMoreWouldWaitThanTheBoundAllows) {
+TEST_F(SenderTest, ReportsThatTheQueueLimitIsExceeded) {
   Sender small(1000);
   small.Reset(ours_.get());
   int sent = 0;
@@ -143,10 +143,10 @@ TEST_F(SenderTest, TellsWhenMoreWouldWaitThanTheBoundAllows) {
   while (result == Sender::Result::kOk && sent < 100000) {
     result = small.Send(tests::Call(dhcp_relay::wire::DELETE_INSTANCE, std::to_string(sent++)));
   }
-  EXPECT_EQ(result, Sender::Result::kBound);
+  EXPECT_EQ(result, Sender::Result::kOverLimit);
 }
 
-TEST_F(SenderTest, TellsWhenThePeerIsGone) {
+TEST_F(SenderTest, ReportsThatThePeerIsGone) {
   theirs_ = Descriptor();
   EXPECT_EQ(Send(0), Sender::Result::kLost);
 }

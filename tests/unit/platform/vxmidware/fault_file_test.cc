@@ -33,7 +33,6 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
 class FaultFile : public ::testing::Test {
@@ -81,7 +80,7 @@ void AppendFromProcesses(const fs::path& directory, int processes, int lines, st
   for (int status = 0; wait(&status) > 0;) EXPECT_EQ(status, 0);
 }
 
-TEST_F(FaultFile, LosesNothingWhenProcessesMoveItOnAtOnce) {
+TEST_F(FaultFile, LosesNothingWhenProcessesRenameItAtOnce) {
   constexpr int kProcesses = 4;
   constexpr int kLines = 6;
   constexpr int kRounds = 25;
@@ -138,7 +137,7 @@ TEST_F(FaultFile, IsWrittenByOneProcessAtATime) {
   EXPECT_THAT(Lines(File()), ElementsAre("line"));
 }
 
-TEST_F(FaultFile, MovesOnOnlyBeyondTheBound) {
+TEST_F(FaultFile, IsRenamedOnlyBeyondItsMaximum) {
   vxmw::AppendFault(directory_, "123456789", 20);
   vxmw::AppendFault(directory_, "abcdefghi", 20);  // 20 bytes exactly
   EXPECT_FALSE(fs::exists(Older()));
@@ -154,9 +153,9 @@ TEST_F(FaultFile, KeepsOnePredecessor) {
 }
 
 TEST_F(FaultFile, IsBoundedForFaultsThatAreRaised) {
-  std::ofstream(File()) << std::string(vxmw::kFaultFileBound - 10, 'x') << "\n";
+  std::ofstream(File()) << std::string(vxmw::kMaxFaultFileSize - 10, 'x') << "\n";
   vxmw_gen_fault(0, "f", "p", 1, "the next");
-  EXPECT_EQ(fs::file_size(Older()), vxmw::kFaultFileBound - 9);
+  EXPECT_EQ(fs::file_size(Older()), vxmw::kMaxFaultFileSize - 9);
   ASSERT_THAT(Lines(File()), SizeIs(1));
   EXPECT_THAT(Lines(File())[0], HasSubstr("the next"));
 }
@@ -180,7 +179,7 @@ void LimitFileSizes(rlim_t bytes) {
 }
 
 // As when the disk is full: room for a part of the record.
-TEST_F(FaultFile, HoldsNoPieceOfARecordThatDidNotFit) {
+TEST_F(FaultFile, HoldsNoPartOfARecordThatDidNotFit) {
   vxmw::AppendFault(directory_, "before");
   EXPECT_EXIT(
       {

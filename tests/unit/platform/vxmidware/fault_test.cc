@@ -129,7 +129,8 @@ TEST_F(Fault, OfSeveralProcessesAreAllThereAcrossTheBound) {
 TEST(Backtrace, GoesToStandardError) {
   ::testing::internal::CaptureStderr();
   vxmw_print_backtrace();
-  EXPECT_THAT(::testing::internal::GetCapturedStderr(), ::testing::HasSubstr("libvxmidware"));
+  EXPECT_THAT(::testing::internal::GetCapturedStderr(),
+              ::testing::HasSubstr(program_invocation_short_name));
 }
 
 }  // namespace

@@ -44,7 +44,8 @@ extern "C" void syslog(int priority, const char* format, ...) {
   va_end(arguments);
 }
 
-// What a hardened build calls instead.
+// What a hardened build calls instead. The name is the C library's.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming)
 extern "C" void __syslog_chk(int priority, int /*flag*/, const char* format, ...) {
   va_list arguments;
   va_start(arguments, format);

@@ -239,7 +239,8 @@ TEST_F(L3ReadFailureTest, UnreadableAddressIsAFaultAndUnspecified) {
                           "zlog 10 DumpInterface: \tIPv4 Addr: 0.0.0.0"));
 }
 
-// Only 0 means absent, so that a failed test of existence leads to a failed read, which is told.
+// Only 0 means absent, so that a failed test of existence leads to a failed read, which is
+// reported.
 TEST_F(L3ReadFailureTest, FailedExistenceTestIsFollowedByTheRead) {
   confd_.SetExists(kVlan, CONFD_ERR);
   confd_.SetExists(kAddress, CONFD_ERR);

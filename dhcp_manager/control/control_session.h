@@ -1,0 +1,36 @@
+// What one operator's program asks, and what it is answered. Knows no socket.
+
+#ifndef DHCP_MANAGER_CONTROL_CONTROL_SESSION_H_
+#define DHCP_MANAGER_CONTROL_CONTROL_SESSION_H_
+
+#include <deque>
+#include <string>
+
+#include "dhcp_manager/table/relay_state.h"
+#include "dhcp_manager/table/resync.h"
+#include "protocol/control/control.pb.h"
+
+namespace dhcp_manager {
+
+class ControlSession {
+ public:
+  // Only a trusted peer may clear the counters. `resync` and `relay` must outlive the session.
+  ControlSession(const Resync& resync, RelayState& relay, bool trusted)
+      : resync_(resync), relay_(relay), trusted_(trusted) {}
+
+  // The packets that answer a request. Throws base::ConnectionError when the connection is to be
+  // closed for it.
+  std::deque<std::string> Answer(const dhcp_relay::control::Request& request);
+
+ private:
+  void ClearCounters();
+  std::string Status() const;
+
+  const Resync& resync_;
+  RelayState& relay_;
+  const bool trusted_;
+};
+
+}  // namespace dhcp_manager
+
+#endif  // DHCP_MANAGER_CONTROL_CONTROL_SESSION_H_

@@ -1,0 +1,48 @@
+// A socket that takes and gives packets in batches.
+
+#ifndef DHCP_MANAGER_DATAPATH_BATCH_SOCKET_H_
+#define DHCP_MANAGER_DATAPATH_BATCH_SOCKET_H_
+
+#include <sys/socket.h>
+
+#include <cstddef>
+#include <span>
+
+#include "base/descriptor.h"
+
+namespace dhcp_manager {
+
+// Called once per batch, never per packet.
+class BatchSocket {
+ public:
+  BatchSocket() = default;
+  virtual ~BatchSocket() = default;
+  BatchSocket(const BatchSocket&) = delete;
+  BatchSocket& operator=(const BatchSocket&) = delete;
+
+  // Readable while packets wait.
+  virtual int fd() const = 0;
+
+  // Fills `messages` from the front with the packets that wait; returns how many there were.
+  virtual std::size_t Receive(std::span<mmsghdr> messages) = 0;
+
+  // Sends `messages` from the front; returns how many were accepted. 0: the first one is refused.
+  virtual std::size_t Send(std::span<mmsghdr> messages) = 0;
+};
+
+// A socket of the kernel (recvmmsg, sendmmsg).
+class KernelSocket final : public BatchSocket {
+ public:
+  explicit KernelSocket(base::Descriptor descriptor);
+
+  int fd() const override { return descriptor_.get(); }
+  std::size_t Receive(std::span<mmsghdr> messages) override;
+  std::size_t Send(std::span<mmsghdr> messages) override;
+
+ private:
+  base::Descriptor descriptor_;
+};
+
+}  // namespace dhcp_manager
+
+#endif  // DHCP_MANAGER_DATAPATH_BATCH_SOCKET_H_

@@ -1,0 +1,120 @@
+// The relay's open sockets: one towards clients, one towards the servers of each VRF. A socket that
+// cannot be opened is tried again until it can.
+
+#ifndef DHCP_MANAGER_DATAPATH_RELAY_SOCKETS_H_
+#define DHCP_MANAGER_DATAPATH_RELAY_SOCKETS_H_
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include <vxmw/event.h>
+
+#include "base/service/retry.h"
+#include "dhcp_manager/datapath/batch.h"
+#include "dhcp_manager/datapath/batch_socket.h"
+#include "dhcp_manager/datapath/datapath_table.h"
+#include "dhcp_manager/datapath/sockets.h"
+#include "dhcp_manager/table/forwarding.h"
+
+namespace dhcp_manager {
+
+// Towards the servers of a VRF.
+struct VrfSocket {
+  VrfSocket(VrfIfindex vrf_ifindex, std::unique_ptr<BatchSocket> opened)
+      : vrf(vrf_ifindex), socket(std::move(opened)), outbox(*socket) {}
+
+  VrfIfindex vrf;
+  std::unique_ptr<BatchSocket> socket;
+  Outbox outbox;
+};
+
+class RelaySockets {
+ public:
+  struct Handlers {
+    std::function<void()> on_requests;           // the client socket is readable
+    std::function<void(VrfSocket&)> on_replies;  // that VRF's socket is readable
+    std::function<void()> on_opened;             // a retry has opened a socket
+  };
+
+  // `opener` must outlive the sockets. `retry_delay` is the time between two attempts.
+  RelaySockets(vxmw_t* mw, SocketOpener& opener, Handlers handlers,
+               std::chrono::milliseconds retry_delay = kRetryDelay);
+  RelaySockets(const RelaySockets&) = delete;
+  RelaySockets& operator=(const RelaySockets&) = delete;
+
+  // Opens the sockets that `forwarding` needs, and closes those that no instance needs any more.
+  // The others stay open, so that nothing that waits in them is lost. An interface that comes and
+  // goes does not close its VRF's socket: only the removal of the VRF's last instance, or of its
+  // device, does.
+  void Apply(const Forwarding& forwarding);
+
+  // Whether the loop wakes up for packets.
+  void SetWakeUp(bool wake_up);
+
+  // Null while it is not open. No VRF's socket is opened before it.
+  ClientSocket* client() { return client_ ? &client_->socket : nullptr; }
+  // REQUIRES: client().
+  Outbox& client_outbox() { return client_->outbox; }
+
+  // The outboxes of the VRFs' sockets that are open.
+  Outboxes VrfOutboxes();
+
+  template <typename Visit>
+  void ForEachVrf(Visit visit) {
+    for (auto& [vrf, entry] : vrfs_) {
+      if (entry.open) visit(entry.open->socket);
+    }
+  }
+
+ private:
+  static constexpr std::chrono::milliseconds kRetryDelay{1000};
+
+  struct OpenClient {
+    explicit OpenClient(ClientSocket opened) : socket(std::move(opened)), outbox(*socket.socket) {}
+
+    ClientSocket socket;
+    Outbox outbox;
+    std::unique_ptr<vxmw::IoSource> events;
+  };
+  struct OpenVrf {
+    OpenVrf(VrfIfindex vrf, std::unique_ptr<BatchSocket> opened) : socket(vrf, std::move(opened)) {}
+
+    VrfSocket socket;
+    std::unique_ptr<vxmw::IoSource> events;
+  };
+  // A VRF whose socket is needed.
+  struct Vrf {
+    std::string device;
+    std::unique_ptr<base::Retry> retry;
+    std::unique_ptr<OpenVrf> open;
+  };
+
+  void CloseUnused(const Forwarding& forwarding);
+  // These return whether they have opened a socket.
+  bool OpenAll();
+  bool TryClient();
+  bool TryVrf(VrfIfindex vrf);
+  // These throw std::system_error.
+  std::unique_ptr<OpenClient> MakeClient();
+  std::unique_ptr<OpenVrf> MakeVrf(VrfIfindex vrf, const std::string& device);
+  std::unique_ptr<base::Retry> MakeRetry(std::function<bool()> attempt);
+  std::uint32_t events() const;
+
+  vxmw_t* const mw_;
+  SocketOpener& opener_;
+  const Handlers handlers_;
+  const std::chrono::milliseconds retry_delay_;
+  bool wake_up_ = true;
+  std::unique_ptr<OpenClient> client_;
+  std::unique_ptr<base::Retry> client_retry_;
+  std::map<VrfIfindex, Vrf> vrfs_;
+};
+
+}  // namespace dhcp_manager
+
+#endif  // DHCP_MANAGER_DATAPATH_RELAY_SOCKETS_H_

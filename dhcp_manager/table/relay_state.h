@@ -1,0 +1,28 @@
+// The state of the relaying, for those who publish it.
+
+#ifndef DHCP_MANAGER_TABLE_RELAY_STATE_H_
+#define DHCP_MANAGER_TABLE_RELAY_STATE_H_
+
+#include "dhcp_manager/table/counters.h"
+#include "dhcp_manager/table/forwarding.h"
+
+namespace dhcp_manager {
+
+class RelayState {
+ public:
+  RelayState() = default;
+  virtual ~RelayState() = default;
+  RelayState(const RelayState&) = delete;
+  RelayState& operator=(const RelayState&) = delete;
+
+  // The forwarding table in use. The reference is valid until control returns to the loop.
+  virtual const Forwarding& forwarding() const = 0;
+  // They hold an entry for each interface and server of forwarding().
+  virtual const Counters& counters() const = 0;
+  // Sets every counter to zero.
+  virtual void ClearCounters() = 0;
+};
+
+}  // namespace dhcp_manager
+
+#endif  // DHCP_MANAGER_TABLE_RELAY_STATE_H_

@@ -1,0 +1,91 @@
+"""Interfaces that come late, go down, vanish, change their names and addresses: service resumes by itself."""
+
+import signal
+import unittest
+
+from configuration import configuration
+from processes import wait_until
+from topology import Topology, dhcp_range, instance, l3
+
+
+class Interface(unittest.TestCase):
+    def served(self, top, number=5):
+        self.assertIsNotNone(top.lease(number), top.server_log())
+
+    def test_appears_late(self):
+        top = Topology(self)
+        top.network.dnsmasq("server", dhcp_range(5), dhcp_range(6))
+        top.up(instance(interfaces=["l3-5", "l3-6"]), interfaces=[l3(5), l3(6)])
+        top.stack.wait_state("l3-6", "missing")
+        self.served(top)
+        top.add_clients(6)
+        top.stack.wait_state("l3-6", "up")
+        self.served(top, 6)
+
+    def test_goes_down_and_comes_back(self):
+        top = Topology(self)
+        top.network.dnsmasq("server", dhcp_range(5))
+        top.up()
+        top.network.run("relay", "ip", "link", "set", "vlan5", "down")
+        top.stack.wait_state("l3-5", "down")
+        top.network.run("relay", "ip", "link", "set", "vlan5", "up")
+        top.stack.wait_state("l3-5", "up")
+        self.served(top)
+
+    def test_is_removed_and_made_again(self):
+        top = Topology(self)
+        top.network.dnsmasq("server", dhcp_range(5))
+        top.up()
+        self.served(top)
+        top.network.run("relay", "ip", "link", "del", "vlan5")
+        top.stack.wait_state("l3-5", "missing")
+        top.add_clients(5)
+        top.stack.wait_state("l3-5", "up")
+        self.served(top)
+
+    def test_is_renamed(self):
+        top = Topology(self)
+        top.network.dnsmasq("server", dhcp_range(5))
+        top.up()
+        top.network.run("relay", "ip", "link", "set", "vlan5", "down")
+        top.network.run("relay", "ip", "link", "set", "vlan5", "name", "renamed")
+        top.network.run("relay", "ip", "link", "set", "renamed", "up")
+        wait_until(lambda: top.stack.interface("l3-5")["link"] == "renamed", "the new name is seen")
+        self.served(top)
+
+
+class Address(unittest.TestCase):
+    def test_and_vlan_change_while_clients_renew(self):
+        top = Topology(self)
+        top.network.run("relay", "ip", "addr", "add", "192.168.55.1/24", "brd", "+", "dev", "vlan5")
+        top.network.dnsmasq("server", dhcp_range(5), dhcp_range(55))
+        top.up(instance(relay_information={"option": True, "check": True}))
+        client, leases = top.network.start_client("client5", "eth0")
+        wait_until(lambda: leases.exists() and "192.168.5." in leases.read_text(),
+                   "there is a lease at the old address")
+        top.stack.edit(configuration(l3=[("5", 50, "192.168.55.1/24")]))
+        wait_until(lambda: top.stack.interface("l3-5")["address"] == "192.168.55.1", "the new address is in force")
+        client.send_signal(signal.SIGUSR2)  # udhcpc releases its lease
+        client.send_signal(signal.SIGUSR1)  # and asks for another
+        wait_until(lambda: "192.168.55." in leases.read_text(), "there is a lease at the new address")
+        self.assertEqual(top.stack.interface("l3-5")["vlan"], 50)
+
+    def test_moves_to_another_interface(self):
+        top = Topology(self)
+        top.add_clients(6)
+        top.network.dnsmasq("server", dhcp_range(5))
+        top.up()
+        top.network.run("relay", "ip", "addr", "del", "192.168.5.1/24", "dev", "vlan5")
+        top.stack.wait_state("l3-5", "missing")
+        top.network.run("relay", "ip", "addr", "add", "192.168.5.1/24", "dev", "vlan6")
+        top.stack.wait_state("l3-5", "up")
+        self.assertIsNotNone(top.lease(6), top.server_log())
+
+    def test_secondary_one_never_becomes_giaddr(self):
+        top = Topology(self)
+        for extra in ("192.168.66.1/24", "192.168.5.99/24"):
+            top.network.run("relay", "ip", "addr", "add", extra, "dev", "vlan5")
+        top.network.dnsmasq("server", dhcp_range(5), dhcp_range(66))
+        top.up()
+        self.assertIsNotNone(top.lease(), top.server_log())
+        self.assertNotIn("192.168.66.1", top.server_log().replace("192.168.66.10", ""))

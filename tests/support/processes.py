@@ -1,0 +1,35 @@
+"""Programs that a test runs, and waiting for what they do."""
+
+import pathlib
+import subprocess
+import time
+
+LIMIT = 60  # seconds after which a program or a condition has failed
+
+
+def run(*command, check=True, timeout=LIMIT, **arguments):
+    """Runs a program to its end; with `check`, one that fails raises AssertionError with its standard error."""
+    words = [str(word) for word in command]
+    result = subprocess.run(words, check=False, capture_output=True, text=True, timeout=timeout, **arguments)
+    if check and result.returncode != 0:
+        raise AssertionError(f"{words} failed with status {result.returncode}: {result.stderr}")
+    return result
+
+
+def wait_until(condition, what):
+    """Waits until condition() is true and returns its value."""
+    deadline = time.monotonic() + LIMIT
+    while not (value := condition()):
+        if time.monotonic() > deadline:
+            raise AssertionError(f"still not so after {LIMIT} s: {what}")
+        time.sleep(0.02)
+    return value
+
+
+def is_running(pid):
+    """False, too, for a process that ended but that its parent has not waited for."""
+    try:
+        state = pathlib.Path(f"/proc/{pid}/stat").read_text().rsplit(")", 1)[1].split()[0]
+    except FileNotFoundError:
+        return False
+    return state != "Z"

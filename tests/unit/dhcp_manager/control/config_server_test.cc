@@ -1,0 +1,212 @@
+// The daemon's end of the manager, with scripted daemons.
+
+#include "dhcp_manager/control/config_server.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <system_error>
+
+#include "base/descriptor.h"
+#include "base/packet_socket.h"
+#include "dhcp_manager/table/journal.h"
+#include "dhcp_manager/table/resync.h"
+#include "protocol/wire/wire.h"
+#include "tests/support/calls.h"
+#include "tests/unit/dhcp_manager/control/server_fixture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+namespace wire = dhcp_relay::wire;
+using dhcp_manager::ConfigServer;
+using dhcp_manager::Journal;
+using dhcp_manager::Resync;
+
+class ScriptedDaemon : public tests::Peer {
+ public:
+  using Peer::Peer;
+
+  void Hello(std::uint32_t version = wire::kVersion) {
+    wire::ClientMessage out;
+    out.mutable_hello()->set_version(version);
+    Send(out);
+  }
+  void Begin(std::uint32_t id) {
+    wire::ClientMessage out;
+    out.mutable_dump_begin()->set_id(id);
+    Send(out);
+  }
+  void Complete(std::uint32_t id) {
+    wire::ClientMessage out;
+    out.mutable_dump_complete()->set_id(id);
+    Send(out);
+  }
+  void Call(const wire::Call& call) {
+    wire::ClientMessage out;
+    *out.mutable_calls()->add_calls() = call;
+    Send(out);
+  }
+
+  // Takes one message into `message` if there is one.
+  bool Receive() { return Peer::Receive(message); }
+  bool IsClosed() { return Peer::IsClosed<wire::ManagerMessage>(); }
+
+  wire::ManagerMessage message;
+};
+
+class ConfigServerTest : public tests::ServerTest {
+ protected:
+  ConfigServerTest()
+      : journal_(directory_ / "journal"),
+        server_(std::make_unique<ConfigServer>(mw_, directory_, resync_, journal_)) {}
+
+  std::unique_ptr<ScriptedDaemon> Daemon() {
+    return std::make_unique<ScriptedDaemon>(directory_ / wire::kSocketName);
+  }
+
+  // A daemon that was asked for a dump; its number is in message.
+  std::unique_ptr<ScriptedDaemon> AskedDaemon() {
+    auto daemon = Daemon();
+    daemon->Hello();
+    EXPECT_TRUE(RunUntil([&] { return daemon->Receive(); }));
+    EXPECT_TRUE(daemon->message.has_dump_request());
+    return daemon;
+  }
+
+  void ExpectClosed(ScriptedDaemon& daemon) {
+    EXPECT_TRUE(RunUntil([&] { return daemon.IsClosed(); }));
+    EXPECT_EQ(resync_.state(), Resync::State::kDisconnected);
+  }
+
+  Journal journal_;
+  std::unique_ptr<ConfigServer> server_;
+};
+
+TEST_F(ConfigServerTest, AsksEveryDaemonForADump) {
+  auto daemon = AskedDaemon();
+  const auto id = daemon->message.dump_request().id();
+  daemon->Begin(id);
+  daemon->Call(tests::FlagCall(wire::SET_CHECK, "r1", true));
+  daemon->Complete(id);
+  EXPECT_TRUE(RunUntil([&] { return resync_.state() == Resync::State::kInSync; }));
+  EXPECT_EQ(resync_.table().instances().count("r1"), 1U);
+
+  daemon.reset();
+  EXPECT_TRUE(RunUntil([&] { return resync_.state() == Resync::State::kDisconnected; }));
+  EXPECT_EQ(resync_.table().instances().count("r1"), 1U);
+  daemon = AskedDaemon();
+  EXPECT_NE(daemon->message.dump_request().id(), id);
+}
+
+TEST_F(ConfigServerTest, WritesTheJournalBeforeTheTurnEnds) {
+  auto daemon = AskedDaemon();
+  daemon->Call(tests::Call(wire::DELETE_INSTANCE, "r1"));
+  EXPECT_TRUE(RunUntil([&] { return resync_.calls() == 1; }));
+  std::ostringstream content;
+  content << std::ifstream(directory_ / "journal").rdbuf();
+  EXPECT_EQ(content.str(), "DeleteInstance r1\n");
+}
+
+TEST_F(ConfigServerTest, TakesManyPackets) {
+  auto daemon = AskedDaemon();
+  for (std::uint32_t i = 0; i < 2000; ++i) {
+    daemon->Call(tests::AddressCall(wire::ADD_SERVER, "r1", 0x0A000000 + i));
+    if (i % 100 == 99) RunUntil([&] { return resync_.calls() == i + 1; });
+  }
+  EXPECT_EQ(resync_.table().instances().at("r1").servers.size(), 2000U);
+}
+
+TEST_F(ConfigServerTest, RefusesASecondDaemonAndKeepsTheFirst) {
+  auto first = AskedDaemon();
+  auto second = Daemon();
+  second->Hello();
+  EXPECT_TRUE(RunUntil([&] { return second->IsClosed(); }));
+  first->Begin(first->message.dump_request().id());
+  EXPECT_TRUE(RunUntil([&] { return resync_.state() == Resync::State::kReceiving; }));
+}
+
+TEST_F(ConfigServerTest, ClosesOnAnotherVersionOfTheProtocol) {
+  auto daemon = Daemon();
+  daemon->Hello(wire::kVersion + 1);
+  ExpectClosed(*daemon);
+}
+
+TEST_F(ConfigServerTest, ClosesOnACallBeforeTheGreeting) {
+  auto daemon = Daemon();
+  daemon->Call(tests::Call(wire::DELETE_INSTANCE, "r1"));
+  ExpectClosed(*daemon);
+  EXPECT_EQ(resync_.calls(), 0U);
+}
+
+TEST_F(ConfigServerTest, ClosesOnASecondGreeting) {
+  auto daemon = AskedDaemon();
+  daemon->Hello();
+  ExpectClosed(*daemon);
+}
+
+TEST_F(ConfigServerTest, ClosesOnGarbage) {
+  auto daemon = AskedDaemon();
+  daemon->SendText("\xff\xff\xff");
+  ExpectClosed(*daemon);
+}
+
+TEST_F(ConfigServerTest, ClosesOnAPacketOverTheBound) {
+  auto daemon = AskedDaemon();
+  daemon->SendText(std::string(base::kMaxPacketSize + 1, 'x'));
+  ExpectClosed(*daemon);
+}
+
+TEST_F(ConfigServerTest, ClosesOnACallAtFault) {
+  auto daemon = AskedDaemon();
+  daemon->Call(tests::PolicyCall(wire::SET_POLICY, "r1", 9));
+  ExpectClosed(*daemon);
+  EXPECT_TRUE(resync_.table().instances().empty());
+}
+
+TEST_F(ConfigServerTest, ClosesOnADumpThatWasNotAskedFor) {
+  auto daemon = AskedDaemon();
+  daemon->Begin(daemon->message.dump_request().id() + 1);
+  ExpectClosed(*daemon);
+  daemon = AskedDaemon();
+  daemon->Complete(daemon->message.dump_request().id());
+  ExpectClosed(*daemon);
+}
+
+TEST_F(ConfigServerTest, WithdrawsAnOutstandingDumpWhenItGoes) {
+  auto daemon = AskedDaemon();
+  const auto id = daemon->message.dump_request().id();
+  server_.reset();
+  EXPECT_TRUE(RunUntil([&] { return daemon->Receive(); }));
+  EXPECT_EQ(daemon->message.dump_cancel().id(), id);
+}
+
+TEST_F(ConfigServerTest, TakesThePlaceOfADeadManagersSocketOnly) {
+  EXPECT_THROW(ConfigServer(mw_, directory_, resync_, journal_), base::ConnectionError);
+  server_.reset();
+  EXPECT_FALSE(fs::exists(directory_ / wire::kSocketName));
+  {
+    // A socket whose process is gone.
+    const base::Descriptor dead(socket(AF_UNIX, SOCK_SEQPACKET, 0));
+    const sockaddr_un address = base::SocketAddress(directory_ / wire::kSocketName);
+    ASSERT_EQ(bind(dead.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+  }
+  ASSERT_TRUE(fs::exists(directory_ / wire::kSocketName));
+  server_ = std::make_unique<ConfigServer>(mw_, directory_, resync_, journal_);
+  EXPECT_NO_THROW(Daemon());
+}
+
+TEST_F(ConfigServerTest, LeavesAFileThatIsNoSocketAlone) {
+  server_.reset();
+  std::ofstream(directory_ / wire::kSocketName) << "precious";
+  EXPECT_THROW(ConfigServer(mw_, directory_, resync_, journal_), std::system_error);
+  EXPECT_TRUE(fs::exists(directory_ / wire::kSocketName));
+}
+
+}  // namespace

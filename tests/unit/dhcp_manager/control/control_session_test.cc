@@ -1,0 +1,80 @@
+// What the manager answers to each request.
+
+#include "dhcp_manager/control/control_session.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <string>
+
+#include "base/packet_socket.h"
+#include "dhcp_manager/table/resync.h"
+#include "tests/support/calls.h"
+#include "tests/unit/dhcp_manager/control/scripted_relay.h"
+
+namespace {
+
+namespace control = dhcp_relay::control;
+namespace wire = dhcp_relay::wire;
+using dhcp_manager::ControlSession;
+using ::testing::ThrowsMessage;
+
+class ControlSessionTest : public ::testing::Test {
+ protected:
+  ControlSessionTest() {
+    resync_.Apply(tests::FlagCall(wire::SET_CHECK, "r1", true));
+    relay_.Use(resync_.table());
+    relay_.counts.unmatched().received = 7;
+  }
+
+  // The one reply to a request.
+  control::Reply Answer(control::Request::Kind kind, bool trusted = false) {
+    control::Request request;
+    request.set_kind(kind);
+    const auto packets = ControlSession(resync_, relay_, trusted).Answer(request);
+    EXPECT_EQ(packets.size(), 1U);
+    control::Reply reply;
+    EXPECT_TRUE(reply.ParseFromString(packets.at(0)));
+    EXPECT_TRUE(reply.last());
+    return reply;
+  }
+
+  std::string Status() { return Answer(control::Request::STATUS).status().ShortDebugString(); }
+
+  dhcp_manager::Resync resync_;
+  tests::ScriptedRelay relay_;
+};
+
+TEST_F(ControlSessionTest, TellsTheStatus) {
+  EXPECT_EQ(Status(), "calls: 1");
+  const auto dump = resync_.Connected();
+  EXPECT_EQ(Status(), "connected: true calls: 1");
+  EXPECT_TRUE(resync_.BeginDump(dump));
+  EXPECT_EQ(Status(), "connected: true calls: 1");
+  EXPECT_TRUE(resync_.CompleteDump(dump));
+  EXPECT_EQ(Status(), "connected: true in_sync: true calls: 1 dumps: 1");
+}
+
+TEST_F(ControlSessionTest, TellsTheTableAndTheState) {
+  EXPECT_EQ(Answer(control::Request::TABLE).instances(0).name(), "r1");
+  const auto state = Answer(control::Request::STATE);
+  EXPECT_EQ(state.relay_instances(0).name(), "r1");
+  EXPECT_EQ(state.unmatched().received(), 7U);
+}
+
+TEST_F(ControlSessionTest, ClearsTheCountersForATrustedPeerOnly) {
+  EXPECT_THAT([&] { Answer(control::Request::CLEAR_COUNTERS, false); },
+              ThrowsMessage<base::ConnectionError>("another user may not clear the counters"));
+  EXPECT_EQ(relay_.counters().unmatched().received, 7U);
+  EXPECT_TRUE(Answer(control::Request::CLEAR_COUNTERS, true).has_status());
+  EXPECT_EQ(relay_.counters().unmatched().received, 0U);
+}
+
+TEST_F(ControlSessionTest, RefusesAnUnknownRequest) {
+  for (const int kind : {0, 5, 77}) {
+    EXPECT_THROW(Answer(static_cast<control::Request::Kind>(kind)), base::ConnectionError);
+  }
+}
+
+}  // namespace

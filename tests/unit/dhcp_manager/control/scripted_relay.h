@@ -1,0 +1,30 @@
+// A relay whose state a test decides.
+
+#ifndef TESTS_UNIT_DHCP_MANAGER_CONTROL_SCRIPTED_RELAY_H_
+#define TESTS_UNIT_DHCP_MANAGER_CONTROL_SCRIPTED_RELAY_H_
+
+#include "dhcp_manager/table/relay_state.h"
+
+namespace tests {
+
+class ScriptedRelay : public dhcp_manager::RelayState {
+ public:
+  // The state of `table` on a device with `links`.
+  void Use(const dhcp_manager::RelayTable& table, const dhcp_manager::Links& links = {}) {
+    counts.Synchronise(table);
+    forwarding_ = dhcp_manager::Forwarding(table, links);
+  }
+
+  const dhcp_manager::Forwarding& forwarding() const override { return forwarding_; }
+  const dhcp_manager::Counters& counters() const override { return counts; }
+  void ClearCounters() override { counts.Clear(); }
+
+  dhcp_manager::Counters counts;
+
+ private:
+  dhcp_manager::Forwarding forwarding_;
+};
+
+}  // namespace tests
+
+#endif  // TESTS_UNIT_DHCP_MANAGER_CONTROL_SCRIPTED_RELAY_H_

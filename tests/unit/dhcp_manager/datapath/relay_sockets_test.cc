@@ -1,0 +1,185 @@
+// Which sockets are open, and what happens when one cannot be opened.
+
+#include "dhcp_manager/datapath/relay_sockets.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include <vxmw/vxmw.h>
+
+#include "tests/support/loop.h"
+#include "tests/unit/dhcp_manager/datapath/datapath_fixture.h"
+#include "tests/unit/dhcp_manager/datapath/scripted_opener.h"
+
+namespace {
+
+using dhcp_manager::Forwarding;
+using dhcp_manager::kDefaultVrf;
+using dhcp_manager::RelaySockets;
+using dhcp_manager::VrfSocket;
+using ::testing::ElementsAre;
+using ::testing::Key;
+using ::testing::UnorderedElementsAre;
+using tests::Configuration;
+using tests::kRedVrf;
+
+class RelaySocketsTest : public ::testing::Test {
+ protected:
+  ~RelaySocketsTest() override {
+    sockets_.reset();
+    vxmw_finish(&mw_);
+  }
+
+  void Apply() {
+    forwarding_ = configuration_.MakeForwarding();
+    sockets_->Apply(forwarding_);
+  }
+  bool RunUntil(const std::function<bool()>& condition) { return tests::RunUntil(mw_, condition); }
+  bool HasVrf(dhcp_manager::VrfIfindex vrf) { return sockets_->VrfOutboxes().contains(vrf); }
+  long Attempts(const std::string& what) const {
+    return std::ranges::count(opener_.attempts, what);
+  }
+  void RemoveInstance(const std::string& instance) {
+    configuration_.table.Apply(tests::Call(tests::wire::DELETE_INSTANCE, instance));
+  }
+
+  vxmw_t* mw_ = vxmw_init("relay_sockets_test");
+  Configuration configuration_;
+  Forwarding forwarding_;
+  tests::ScriptedOpener opener_;
+  int requests_ = 0;
+  std::vector<int> replies_;
+  int opened_ = 0;
+  std::unique_ptr<RelaySockets> sockets_ = std::make_unique<RelaySockets>(
+      mw_, opener_,
+      RelaySockets::Handlers{.on_requests =
+                                 [this] {
+                                   opener_.client.Clear();
+                                   ++requests_;
+                                 },
+                             .on_replies =
+                                 [this](VrfSocket& socket) {
+                                   opener_.vrfs[socket.vrf == kRedVrf ? "red" : ""].Clear();
+                                   replies_.push_back(socket.vrf);
+                                 },
+                             .on_opened = [this] { ++opened_; }},
+      std::chrono::milliseconds(1));
+};
+
+TEST_F(RelaySocketsTest, NothingIsOpenBeforeAnInterfaceNeedsIt) {
+  sockets_->Apply(Forwarding());
+  EXPECT_THAT(opener_.attempts, ElementsAre());
+  EXPECT_EQ(sockets_->client(), nullptr);
+}
+
+TEST_F(RelaySocketsTest, OpensOneSocketTowardsClientsAndOnePerVrf) {
+  Apply();
+  EXPECT_THAT(opener_.attempts, ElementsAre("clients", "VRF ", "VRF red"));
+  EXPECT_NE(sockets_->client(), nullptr);
+  EXPECT_THAT(sockets_->VrfOutboxes(), UnorderedElementsAre(Key(kDefaultVrf), Key(kRedVrf)));
+  EXPECT_EQ(opened_, 0);
+}
+
+TEST_F(RelaySocketsTest, WhatIsOpenStaysOpen) {
+  Apply();
+  const auto outboxes = sockets_->VrfOutboxes();
+  Apply();
+  EXPECT_EQ(opener_.attempts.size(), 3U);
+  EXPECT_EQ(sockets_->VrfOutboxes(), outboxes);
+}
+
+TEST_F(RelaySocketsTest, AnInterfaceThatGoesDoesNotCloseItsVrf) {
+  Apply();
+  configuration_.links.addresses.pop_back();
+  Apply();
+  EXPECT_FALSE(forwarding_.vrfs().contains(kRedVrf));
+  EXPECT_TRUE(HasVrf(kRedVrf));
+}
+
+TEST_F(RelaySocketsTest, TheLastInstanceOfAVrfClosesItsSocket) {
+  Apply();
+  RemoveInstance("red");
+  Apply();
+  EXPECT_FALSE(HasVrf(kRedVrf));
+  EXPECT_TRUE(HasVrf(kDefaultVrf));
+  EXPECT_EQ(opener_.open, 2);
+}
+
+TEST_F(RelaySocketsTest, ADeviceThatGoesClosesItsSocket) {
+  Apply();
+  configuration_.links.links.erase(kRedVrf);
+  Apply();
+  EXPECT_FALSE(HasVrf(kRedVrf));
+}
+
+TEST_F(RelaySocketsTest, AVrfThatFailsIsTriedAgainAndKeepsNoOtherFromOpening) {
+  opener_.vrf_errors[""] = 3;
+  Apply();
+  EXPECT_FALSE(HasVrf(kDefaultVrf));
+  EXPECT_TRUE(HasVrf(kRedVrf));
+  ASSERT_TRUE(RunUntil([this] { return opened_ > 0; }));
+  EXPECT_TRUE(HasVrf(kDefaultVrf));
+  EXPECT_EQ(opened_, 1);
+  EXPECT_EQ(Attempts("VRF "), 4);
+  EXPECT_EQ(Attempts("VRF red"), 1);
+}
+
+TEST_F(RelaySocketsTest, WithoutTheClientSocketNoOtherIsOpened) {
+  opener_.client_errors = 2;
+  Apply();
+  EXPECT_EQ(sockets_->client(), nullptr);
+  EXPECT_THAT(sockets_->VrfOutboxes(), ElementsAre());
+  ASSERT_TRUE(RunUntil([this] { return opened_ > 0; }));
+  EXPECT_THAT(opener_.attempts, ElementsAre("clients", "clients", "clients", "VRF ", "VRF red"));
+}
+
+TEST_F(RelaySocketsTest, WhatIsNoLongerNeededIsNotTriedAgain) {
+  opener_.vrf_errors["red"] = 1'000'000;
+  opener_.vrf_errors[""] = 20;
+  Apply();
+  RemoveInstance("red");
+  Apply();
+  const auto attempts = Attempts("VRF red");
+  ASSERT_TRUE(RunUntil([this] { return opened_ > 0; }));
+  EXPECT_EQ(Attempts("VRF red"), attempts);
+}
+
+TEST_F(RelaySocketsTest, ARenamedDeviceIsTriedByItsNewName) {
+  opener_.vrf_errors["red"] = 1'000'000;
+  Apply();
+  configuration_.links.links[kRedVrf].name = "scarlet";
+  Apply();
+  EXPECT_EQ(Attempts("VRF scarlet"), 1);
+  EXPECT_TRUE(HasVrf(kRedVrf));
+}
+
+TEST_F(RelaySocketsTest, AReadableSocketWakesItsHandler) {
+  Apply();
+  opener_.client.Set();
+  opener_.vrfs["red"].Set();
+  EXPECT_TRUE(RunUntil([this] { return requests_ > 0 && !replies_.empty(); }));
+  EXPECT_THAT(replies_, ElementsAre(kRedVrf));
+}
+
+TEST_F(RelaySocketsTest, WithoutWakeUpsNoHandlerIsCalledUntilTheyAreBack) {
+  configuration_.links.addresses.pop_back();
+  Apply();
+  sockets_->SetWakeUp(false);
+  // A socket that is opened meanwhile does not wake up either.
+  configuration_ = Configuration();
+  Apply();
+  opener_.client.Set();
+  opener_.vrfs["red"].Set();
+  int turns = 0;
+  ASSERT_TRUE(RunUntil([&] { return ++turns > 5; }));
+  EXPECT_EQ(requests_, 0);
+  EXPECT_THAT(replies_, ElementsAre());
+  sockets_->SetWakeUp(true);
+  EXPECT_TRUE(RunUntil([this] { return requests_ > 0 && !replies_.empty(); }));
+}
+
+}  // namespace
