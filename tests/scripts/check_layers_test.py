@@ -34,6 +34,7 @@ CLEAN = {
     "bench/relay/load.cc": '#include "tests/support/loop.h"\n',
     "tests/support/loop.h": "#include <vxmw/event.h>\n",
     "tests/unit/platform/vxmidware/loop_test.cc": '#include "platform/vxmidware/src/loop.h"\n',
+    "tests/integration/platform/vxmidware/loop_test.cc": '#include "platform/vxmidware/src/loop.h"\n',
     "tests/e2e/everything.cc": '#include "ctl/main.cc"\n#include "dhcp_manager/main.cc"\n',
 }
 
