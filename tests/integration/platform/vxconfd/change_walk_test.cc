@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <zlog.h>
 
 #include <algorithm>
 #include <functional>
@@ -367,8 +366,6 @@ class UnreadableChangeTest : public ChangeWalkTest {
           list slot { key "number"; leaf number { type uint16; } leaf note { type string; } }
           leaf plain { type string; } } })");
   }
-
-  ~UnreadableChangeTest() override { zlog_fini(); }
 
   // What standard error gets of a commit.
   std::string Log(const std::string& json) {
