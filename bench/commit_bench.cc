@@ -5,6 +5,9 @@
 //   leaf COUNT        COUNT commits, each of one option of instance relay-1
 //   vlan COUNT        COUNT commits, each of the VLAN of one interface, 1
 //   vlans COUNT LAST  COUNT commits, each of the VLANs of the interfaces from 1 to LAST
+//   vlan-of COUNT N   COUNT commits, each of the VLAN of interface N
+//   import COUNT LAST COUNT commits, each of the instances and interfaces from 1 to LAST, none of
+//                     which is there; they are removed between two commits
 
 #include <sysrepo.h>
 
@@ -47,6 +50,23 @@ class Committer {
         std::to_string(vlan));
   }
 
+  void AddInstance(int number) {
+    const std::string name = std::to_string(number);
+    const std::string l3 = "/vx-config:config/vx-interface:interface/l3[name='" + name + "']";
+    const std::string relay =
+        "/vx-config:config/vx-dhcp-relay:dhcp/relay[name='relay-" + name + "']";
+    SetVlan(number, number);
+    Set(l3 + "/ipv4/address/ip",
+        "172." + std::to_string(16 + number / 256) + "." + std::to_string(number % 256) + ".1/24");
+    Set(relay + "/interface[name='l3-" + name + "']", "");
+    Set(relay + "/server/ipv4[address='10.0.0.1']", "");
+  }
+
+  void RemoveAll() {
+    Check(sr_delete_item(session_, "/vx-config:config/vx-dhcp-relay:dhcp/relay", 0), "delete");
+    Check(sr_delete_item(session_, "/vx-config:config/vx-interface:interface/l3", 0), "delete");
+  }
+
   long long Commit() {
     const auto start = steady_clock::now();
     Check(sr_apply_changes(session_, 0), "sr_apply_changes");
@@ -59,7 +79,8 @@ class Committer {
   };
 
   void Set(const std::string& path, const std::string& value) {
-    Check(sr_set_item_str(session_, path.c_str(), value.c_str(), nullptr, 0), path.c_str());
+    const char* text = value.empty() ? nullptr : value.c_str();
+    Check(sr_set_item_str(session_, path.c_str(), text, nullptr, 0), path.c_str());
   }
 
   std::unique_ptr<sr_conn_ctx_t, Disconnect> connection_;
@@ -75,23 +96,40 @@ class Bench {
     int count = 0;
     words >> what >> count;
     int last = 1;
-    if (what == "vlans") words >> last;
-    if (!words || (what != "leaf" && what != "vlan" && what != "vlans")) {
-      throw std::runtime_error("cannot understand '" + line + "'");
-    }
+    if (what != "leaf" && what != "vlan") words >> last;
+    if (!words) throw std::runtime_error("cannot understand '" + line + "'");
     for (int i = 0; i < count; ++i, ++turn_) {
-      if (what == "leaf") {
-        committer_.SetOption(turn_ % 2 == 0);
-      } else {
-        for (int j = 1; j <= last; ++j) committer_.SetVlan(j, 1 + (j + turn_) % kVlans);
-      }
+      Edit(what, last);
       std::printf("%lld ", committer_.Commit());
+      if (what == "import") Clear();
     }
     std::puts("");
     std::fflush(stdout);
   }
 
  private:
+  void Edit(const std::string& what, int last) {
+    if (what == "leaf") return committer_.SetOption(turn_ % 2 == 0);
+    if (what == "vlan-of") return SetVlan(last);
+    if (what != "vlan" && what != "vlans" && what != "import") {
+      throw std::runtime_error("no such command: " + what);
+    }
+    for (int i = 1; i <= last; ++i) {
+      if (what == "import") {
+        committer_.AddInstance(i);
+      } else {
+        SetVlan(i);
+      }
+    }
+  }
+
+  void SetVlan(int interface) { committer_.SetVlan(interface, 1 + (interface + turn_) % kVlans); }
+
+  void Clear() {
+    committer_.RemoveAll();
+    committer_.Commit();
+  }
+
   Committer committer_;
   int turn_ = 0;
 };

@@ -34,6 +34,7 @@ CLEAN = {
     "bench/relay/load.cc": '#include "tests/support/loop.h"\n',
     "tests/support/loop.h": "#include <vxmw/event.h>\n",
     "tests/unit/platform/vxmidware/loop_test.cc": '#include "platform/vxmidware/src/loop.h"\n',
+    "tests/integration/platform/vxmidware/loop_test.cc": '#include "platform/vxmidware/src/loop.h"\n',
     "tests/e2e/everything.cc": '#include "ctl/main.cc"\n#include "dhcp_manager/main.cc"\n',
 }
 
@@ -77,7 +78,7 @@ class MadeTree:
 
 class Trees(MadeTree, unittest.TestCase):
     def test_a_clean_tree_passes_and_is_counted(self):
-        self.assertEqual(self.passes(CLEAN), "check-layers: 23 files, 15 rooms, 13 arrows, no circle\n")
+        self.assertEqual(self.passes(CLEAN), "check-layers: 24 files, 15 rooms, 13 arrows, no circle\n")
 
     def test_a_folder_without_sources_fails(self):
         self.write({"README.md": "#include\n"})

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <functional>
+#include <future>
 #include <memory>
 
 #include <vxmw/event.h>
@@ -29,6 +30,16 @@ inline bool RunUntil(vxmw_t* mw, const std::function<bool()>& condition) {
   poll->Arm(milliseconds(0));
   vxmw_loop_while_timeout(mw, &go_on, 20);
   return holds;
+}
+
+// Runs `task` on a thread of its own, because a commit waits until the loop has served it. False
+// when it does not end within the limit. What it throws goes through.
+inline bool ServeWhile(vxmw_t* mw, const std::function<void()>& task) {
+  auto done = std::async(std::launch::async, task);
+  const bool ended = RunUntil(
+      mw, [&done] { return done.wait_for(std::chrono::seconds(0)) == std::future_status::ready; });
+  done.get();
+  return ended;
 }
 
 }  // namespace tests

@@ -54,7 +54,7 @@ struct xml_tag {
   uint32_t ns;
 };
 
-// `ptr` holds `size` bytes and a NUL behind them.
+// `ptr` holds `size` bytes and a NUL behind them. Not to be changed: values may share them.
 typedef struct confd_buf {
   unsigned int size;
   unsigned char* ptr;

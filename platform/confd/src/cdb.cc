@@ -14,9 +14,9 @@
 namespace confd {
 namespace {
 
-// Runs `read` (bool(Reader&), or int(Reader&) for a count) on the place that the path names.
+// Runs `read` (int(Reader&)) on a path.
 template <typename Read>
-int Query(int sock, const char* fmt, va_list args, Read read) noexcept {
+int QueryPath(int sock, const char* fmt, va_list args, Read read) noexcept {
   return Guarded([&] {
     Snapshot* snapshot = FindSession(sock);
     if (snapshot == nullptr) return FailNoSession(sock);
@@ -24,6 +24,14 @@ int Query(int sock, const char* fmt, va_list args, Read read) noexcept {
     std::string_view path;
     if (!FormatPath(fmt, args, buffer, &path)) return static_cast<int>(CONFD_ERR);
     Reader reader(*snapshot, path);
+    return read(reader);
+  });
+}
+
+// Runs `read` (int(Reader&)) on the node that the path names.
+template <typename Read>
+int Query(int sock, const char* fmt, va_list args, Read read) noexcept {
+  return QueryPath(sock, fmt, args, [&](Reader& reader) {
     return reader.Resolve() ? static_cast<int>(read(reader)) : CONFD_ERR;
   });
 }
@@ -68,8 +76,10 @@ int cdb_num_instances(int sock, const char* fmt, ...) {
 int cdb_exists(int sock, const char* fmt, ...) {
   va_list args;
   va_start(args, fmt);
-  const int result =
-      confd::Query(sock, fmt, args, [](Reader& reader) { return reader.exists() ? 1 : 0; });
+  const int result = confd::QueryPath(sock, fmt, args, [](Reader& reader) {
+    bool exists = false;
+    return reader.FindOut(&exists) ? static_cast<int>(exists) : CONFD_ERR;
+  });
   va_end(args);
   return result;
 }

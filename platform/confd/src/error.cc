@@ -1,5 +1,6 @@
 #include "platform/confd/src/error.h"
 
+#include <new>
 #include <string>
 #include <utility>
 
@@ -51,6 +52,15 @@ int FailNoMemory() noexcept {
   // Short enough for a string to hold it without an allocation.
   SetLastError(CONFD_ERR_MALLOC, "out of memory");
   return CONFD_ERR;
+}
+
+int FailUnavailable(const char* reason) noexcept {
+  try {
+    SetLastError(CONFD_ERR_UNAVAILABLE, reason);
+    return CONFD_ERR;
+  } catch (const std::bad_alloc&) {
+    return FailNoMemory();
+  }
 }
 
 }  // namespace confd

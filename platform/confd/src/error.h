@@ -4,6 +4,7 @@
 #define PLATFORM_CONFD_SRC_ERROR_H_
 
 #include <exception>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -21,14 +22,19 @@ int FailNoSession(int sock);
 // Records that memory ran out. Returns CONFD_ERR.
 int FailNoMemory() noexcept;
 
-// Runs `call` on behalf of a C caller, who must not see an exception. Nothing but the allocations
-// of the standard library throws here.
+// Records that data could not be read. Returns CONFD_ERR.
+int FailUnavailable(const char* reason) noexcept;
+
+// Runs `call` on behalf of a C caller, who must not see an exception. Nothing throws here but the
+// allocations of the standard library and the loader of a snapshot.
 template <typename Call>
 auto Guarded(Call&& call) noexcept -> decltype(call()) {
   try {
     return std::forward<Call>(call)();
-  } catch (const std::exception&) {
+  } catch (const std::bad_alloc&) {
     return FailNoMemory();
+  } catch (const std::exception& error) {
+    return FailUnavailable(error.what());
   }
 }
 

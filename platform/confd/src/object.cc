@@ -40,7 +40,8 @@ void AddChildren(const lysc_node* parent, ObjectLayout& layout) {
 // Adds values to a C_LIST whose array has room for them.
 class ListBuilder {
  public:
-  ListBuilder(const Store& store, ValueKind kind, std::size_t room) : store_(store), kind_(kind) {
+  ListBuilder(const SnapshotIndex& index, ValueKind kind, std::size_t room)
+      : index_(index), kind_(kind) {
     list_.val.list.ptr = static_cast<confd_value_t*>(std::calloc(room, sizeof(confd_value_t)));
     if (list_.val.list.ptr == nullptr) throw std::bad_alloc();
   }
@@ -50,7 +51,7 @@ class ListBuilder {
 
   bool Add(const lyd_value& value) {
     confd_list& list = list_.val.list;
-    if (!ToConfdValue(store_.context(), value, kind_, &list.ptr[list.size])) return false;
+    if (!ToConfdValue(index_.context(), value, kind_, &list.ptr[list.size])) return false;
     ++list.size;
     return true;
   }
@@ -62,7 +63,7 @@ class ListBuilder {
   }
 
  private:
-  const Store& store_;
+  const SnapshotIndex& index_;
   ValueKind kind_;
   confd_value_t list_ = {C_LIST, {}};
 };
@@ -84,7 +85,7 @@ bool AddEntries(const lyd_node* first, ListBuilder& list) {
   return true;
 }
 
-std::size_t CountValues(const Place& leaf_list) {
+std::size_t CountValues(const ResolvedNode& leaf_list) {
   if (leaf_list.node == nullptr) {
     return LY_ARRAY_COUNT(reinterpret_cast<const lysc_node_leaflist*>(leaf_list.schema)->dflts);
   }
@@ -95,11 +96,11 @@ std::size_t CountValues(const Place& leaf_list) {
 
 class Filler {
  public:
-  Filler(Store& store, const ObjectLayout& layout, confd_value_t* values)
-      : store_(store), layout_(layout), values_(values) {}
+  Filler(SnapshotIndex& index, const ObjectLayout& layout, confd_value_t* values)
+      : index_(index), layout_(layout), values_(values) {}
 
   // Fills the slots from `begin`, a child of `parent`, up to `end`.
-  bool Fill(const Place& parent, std::size_t begin, std::size_t end) {
+  bool Fill(const ResolvedNode& parent, std::size_t begin, std::size_t end) {
     for (std::size_t i = begin; i < end; i = layout_[i].behind) {
       if (layout_[i].schema->nodetype == LYS_CONTAINER) {
         if (!FillContainer(parent, i, end)) return false;
@@ -114,28 +115,28 @@ class Filler {
   const lysc_node* failed() const { return failed_; }
 
  private:
-  Place Child(const Place& parent, const ObjectSlot& slot) {
+  ResolvedNode Child(const ResolvedNode& parent, const ObjectSlot& slot) {
     if (!parent.exists) return {slot.schema, nullptr, false, false};
-    return ChildOf(store_, parent, slot.schema, slot.implicit);
+    return ChildOf(index_, parent, slot.schema, slot.implicit);
   }
 
-  bool FillContainer(const Place& parent, std::size_t i, std::size_t end) {
-    const Place container = Child(parent, layout_[i]);
+  bool FillContainer(const ResolvedNode& parent, std::size_t i, std::size_t end) {
+    const ResolvedNode container = Child(parent, layout_[i]);
     if (!container.exists) return true;
     values_[i] = layout_[i].tag;
     return Fill(container, i + 1, std::min(layout_[i].behind, end));
   }
 
-  bool FillValue(const Place& parent, std::size_t i) {
+  bool FillValue(const ResolvedNode& parent, std::size_t i) {
     const ObjectSlot& slot = layout_[i];
     if ((slot.schema->nodetype & kValueNodes) == 0) return true;
-    const Place place = Child(parent, slot);
-    if (!place.exists) return true;
-    if (place.whole_list) return ReadLeafList(store_, place, slot.kind, &values_[i]);
-    return ToConfdValue(store_.context(), LeafValue(place), slot.kind, &values_[i]);
+    const ResolvedNode node = Child(parent, slot);
+    if (!node.exists) return true;
+    if (node.whole_list) return ReadLeafList(index_, node, slot.kind, &values_[i]);
+    return ToConfdValue(index_.context(), LeafValue(node), slot.kind, &values_[i]);
   }
 
-  Store& store_;
+  SnapshotIndex& index_;
   const ObjectLayout& layout_;
   confd_value_t* values_;
   const lysc_node* failed_ = nullptr;
@@ -149,23 +150,23 @@ ObjectLayout MakeObjectLayout(const lysc_node* object) {
   return layout;
 }
 
-const lyd_value& LeafValue(const Place& leaf) {
+const lyd_value& LeafValue(const ResolvedNode& leaf) {
   return leaf.node != nullptr ? TermValue(leaf.node) : *DefaultOf(leaf.schema);
 }
 
-bool ReadLeafList(const Store& store, const Place& leaf_list, ValueKind kind,
+bool ReadLeafList(const SnapshotIndex& index, const ResolvedNode& leaf_list, ValueKind kind,
                   confd_value_t* value) {
-  ListBuilder list(store, kind, CountValues(leaf_list));
+  ListBuilder list(index, kind, CountValues(leaf_list));
   const bool good = leaf_list.node != nullptr ? AddEntries(leaf_list.node, list)
                                               : AddDefaults(leaf_list.schema, list);
   if (good) *value = list.Release();
   return good;
 }
 
-const lysc_node* FillObject(Store& store, const Place& object, std::size_t n,
+const lysc_node* FillObject(SnapshotIndex& index, const ResolvedNode& object, std::size_t n,
                             confd_value_t* values) {
-  const ObjectLayout& layout = store.LayoutOf(object.schema);
-  Filler filler(store, layout, values);
+  const ObjectLayout& layout = index.LayoutOf(object.schema);
+  Filler filler(index, layout, values);
   filler.Fill(object, 0, std::min(n, layout.size()));
   return filler.failed();
 }

@@ -31,21 +31,22 @@ using ObjectLayout = std::vector<ObjectSlot>;
 
 ObjectLayout MakeObjectLayout(const lysc_node* object);
 
-class Store;
-struct Place;
+class SnapshotIndex;
+struct ResolvedNode;
 
 // Fills `values` with the first `n` values of `object`, or as many as it has; they are released by
 // confd_free_value even after a failure. Returns null, or the leaf whose value has no ConfD form.
 // REQUIRES: `values` hold C_NOEXISTS.
-const lysc_node* FillObject(Store& store, const Place& object, std::size_t n,
+const lysc_node* FillObject(SnapshotIndex& index, const ResolvedNode& object, std::size_t n,
                             confd_value_t* values);
 
 // Fills `*value` with the values of a leaf-list that is there. The caller releases it. False, with
 // `*value` untouched, when one has no ConfD form.
-bool ReadLeafList(const Store& store, const Place& leaf_list, ValueKind kind, confd_value_t* value);
+bool ReadLeafList(const SnapshotIndex& index, const ResolvedNode& leaf_list, ValueKind kind,
+                  confd_value_t* value);
 
 // The value of a leaf that is there, or its default.
-const lyd_value& LeafValue(const Place& leaf);
+const lyd_value& LeafValue(const ResolvedNode& leaf);
 
 }  // namespace confd
 

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include <confd_lib.h>
 
@@ -20,9 +21,8 @@ std::string AddressText(in_addr address) {
   return text.data();
 }
 
-std::string BufferText(const confd_buf_t& buffer) {
-  return buffer.size == 0 ? std::string()
-                          : std::string(reinterpret_cast<const char*>(buffer.ptr), buffer.size);
+std::string_view BufferText(const confd_buf_t& buffer) {
+  return {reinterpret_cast<const char*>(buffer.ptr), buffer.size};
 }
 
 std::optional<std::string> ValueText(const confd_value_t& value);
@@ -43,7 +43,7 @@ std::optional<std::string> ValueText(const confd_value_t& value) {
     case C_XMLTAG:
       return TagName(value.val.xmltag.tag);
     case C_BUF:
-      return BufferText(value.val.buf);
+      return std::string(BufferText(value.val.buf));
     case C_INT32:
       return std::to_string(value.val.i32);
     case C_UINT32:
@@ -92,22 +92,29 @@ std::optional<std::string> PathText(const confd_hkeypath_t& path) {
   return text.empty() ? "/" : text;
 }
 
-// As snprintf with "%s", but a text that is missing is a failure.
-int Print(char* buf, int size, const std::optional<std::string>& text, const char* what) {
-  if (size > 0) buf[0] = '\0';
-  if (!text) return Fail(CONFD_ERR_BADTYPE, what, "it cannot be printed");
+// As snprintf with "%s".
+int PrintText(char* buf, int size, std::string_view text) {
   if (size > 0) {
-    const std::size_t length = std::min(text->size(), static_cast<std::size_t>(size) - 1);
-    std::memcpy(buf, text->data(), length);
+    const std::size_t length = std::min(text.size(), static_cast<std::size_t>(size) - 1);
+    std::memcpy(buf, text.data(), length);
     buf[length] = '\0';
   }
-  return static_cast<int>(text->size());
+  return static_cast<int>(text.size());
+}
+
+// The same, but a text that is missing is a failure.
+int Print(char* buf, int size, const std::optional<std::string>& text, const char* what) {
+  if (text) return PrintText(buf, size, *text);
+  if (size > 0) buf[0] = '\0';
+  return Fail(CONFD_ERR_BADTYPE, what, "it cannot be printed");
 }
 
 }  // namespace
 }  // namespace confd
 
 int confd_pp_value(char* buf, int size, const confd_value_t* value) {
+  // Most values are names, and clients print thousands of them in a row.
+  if (value->type == C_BUF) return confd::PrintText(buf, size, confd::BufferText(value->val.buf));
   return confd::Guarded([&] {
     return confd::Print(buf, size, confd::ValueText(*value), "a value that does not exist");
   });

@@ -6,11 +6,22 @@
 #include <string>
 
 #include "platform/confd/src/error.h"
+#include "platform/confd/src/list_members.h"
 
 namespace confd {
 
-Reader::Reader(Snapshot& snapshot, std::string_view path)
-    : store_(snapshot.impl_->store), path_(path) {}
+Reader::Reader(Snapshot& snapshot, std::string_view path) : index_(*snapshot.index_), path_(path) {}
+
+bool Reader::FindOut(bool* exists) {
+  if (const auto known = index_.members().Find(path_)) {
+    *exists = *known;
+    return true;
+  }
+  if (!Resolve()) return false;
+  *exists = resolved_.exists;
+  index_.members().Add(index_, path_);
+  return true;
+}
 
 bool Reader::Refuse(int code, std::string_view what) const {
   Fail(code, path_, what);
@@ -18,12 +29,12 @@ bool Reader::Refuse(int code, std::string_view what) const {
 }
 
 bool Reader::RequireThere() const {
-  return place_.exists || Refuse(CONFD_ERR_NOEXISTS, "does not exist");
+  return resolved_.exists || Refuse(CONFD_ERR_NOEXISTS, "does not exist");
 }
 
 bool Reader::RequireLeaf(ValueKind kind, std::string_view type_name) const {
-  if (place_.schema->nodetype != LYS_LEAF) return Refuse(CONFD_ERR_BADTYPE, "is not a leaf");
-  if (KindOf(place_.schema) != kind) {
+  if (resolved_.schema->nodetype != LYS_LEAF) return Refuse(CONFD_ERR_BADTYPE, "is not a leaf");
+  if (KindOf(resolved_.schema) != kind) {
     return Refuse(CONFD_ERR_BADTYPE, "the leaf is not of type " + std::string(type_name));
   }
   return RequireThere();
@@ -38,45 +49,45 @@ bool Reader::RefuseValueOf(const lysc_node* leaf) const {
 
 bool Reader::ReadLeaf(ValueKind kind, std::string_view type_name, confd_value_t* value) {
   if (!RequireLeaf(kind, type_name)) return false;
-  return ToConfdValue(store_.context(), LeafValue(place_), kind, value) ||
-         RefuseValueOf(place_.schema);
+  return ToConfdValue(index_.context(), LeafValue(resolved_), kind, value) ||
+         RefuseValueOf(resolved_.schema);
 }
 
 bool Reader::ReadText(std::string_view* text) {
   if (!RequireLeaf(ValueKind::kString, "string")) return false;
-  *text = lyd_value_get_canonical(store_.context(), &LeafValue(place_));
+  *text = lyd_value_get_canonical(index_.context(), &LeafValue(resolved_));
   return true;
 }
 
 bool Reader::ReadValue(confd_value_t* value) {
-  if ((place_.schema->nodetype & (LYS_LEAF | LYS_LEAFLIST)) == 0) {
+  if ((resolved_.schema->nodetype & (LYS_LEAF | LYS_LEAFLIST)) == 0) {
     return Refuse(CONFD_ERR_BADTYPE, "is neither a leaf nor a leaf-list");
   }
-  const ValueKind kind = KindOf(place_.schema);
-  if (kind == ValueKind::kUnsupported) return RefuseValueOf(place_.schema);
+  const ValueKind kind = KindOf(resolved_.schema);
+  if (kind == ValueKind::kUnsupported) return RefuseValueOf(resolved_.schema);
   if (!RequireThere()) return false;
-  const bool good = place_.whole_list
-                        ? ReadLeafList(store_, place_, kind, value)
-                        : ToConfdValue(store_.context(), LeafValue(place_), kind, value);
-  return good || RefuseValueOf(place_.schema);
+  const bool good = resolved_.whole_list
+                        ? ReadLeafList(index_, resolved_, kind, value)
+                        : ToConfdValue(index_.context(), LeafValue(resolved_), kind, value);
+  return good || RefuseValueOf(resolved_.schema);
 }
 
 bool Reader::RequireList() const {
-  if (place_.schema->nodetype != LYS_LIST) return Refuse(CONFD_ERR_BADTYPE, "is not a list");
-  return place_.whole_list || Refuse(CONFD_ERR_BADPATH, "names one entry, not the list");
+  if (resolved_.schema->nodetype != LYS_LIST) return Refuse(CONFD_ERR_BADTYPE, "is not a list");
+  return resolved_.whole_list || Refuse(CONFD_ERR_BADPATH, "names one entry, not the list");
 }
 
 bool Reader::CountEntries(std::size_t* count) {
   if (!RequireList()) return false;
-  *count = store_.lists().Count(place_.node);
+  *count = index_.lists().Count(resolved_.node);
   return true;
 }
 
 bool Reader::RequireObject() const {
-  if ((place_.schema->nodetype & (LYS_CONTAINER | LYS_LIST)) == 0) {
+  if ((resolved_.schema->nodetype & (LYS_CONTAINER | LYS_LIST)) == 0) {
     return Refuse(CONFD_ERR_BADTYPE, "is neither a container nor a list entry");
   }
-  if (place_.whole_list) {
+  if (resolved_.whole_list) {
     return Refuse(CONFD_ERR_BADPATH, "names the list: a key or a position is missing");
   }
   return RequireThere();
@@ -84,9 +95,9 @@ bool Reader::RequireObject() const {
 
 bool Reader::ReadObject(confd_value_t* values, std::size_t n, std::size_t* count) {
   if (!RequireObject()) return false;
-  const std::size_t whole = store_.LayoutOf(place_.schema).size();
-  ValueBatch batch(store_.batch_storage(), std::min(n, whole));
-  if (const lysc_node* leaf = FillObject(store_, place_, n, batch.data())) {
+  const std::size_t whole = index_.LayoutOf(resolved_.schema).size();
+  ValueBatch batch(index_.batch_storage(), std::min(n, whole));
+  if (const lysc_node* leaf = FillObject(index_, resolved_, n, batch.data())) {
     return RefuseValueOf(leaf);
   }
   batch.MoveTo(values);
@@ -95,7 +106,7 @@ bool Reader::ReadObject(confd_value_t* values, std::size_t n, std::size_t* count
 }
 
 bool Reader::RequireRange(std::size_t first, std::size_t entries) {
-  const std::size_t size = store_.lists().Count(place_.node);
+  const std::size_t size = index_.lists().Count(resolved_.node);
   if (entries == 0 || (first <= size && entries <= size - first)) return true;
   return Refuse(CONFD_ERR_NOEXISTS, "the list has " + std::to_string(size) + " entries; " +
                                         std::to_string(entries) + " from position " +
@@ -105,16 +116,25 @@ bool Reader::RequireRange(std::size_t first, std::size_t entries) {
 bool Reader::ReadObjects(confd_value_t* values, std::size_t n, std::size_t first,
                          std::size_t entries, std::size_t* count) {
   if (!RequireList() || !RequireRange(first, entries)) return false;
-  ValueBatch batch(store_.batch_storage(), n * entries);
-  Place entry = {place_.schema, store_.lists().At(place_.node, first), true, false};
-  for (std::size_t i = 0; i < entries; ++i, entry.node = NextEntry(entry.node)) {
-    if (const lysc_node* leaf = FillObject(store_, entry, n, batch.data() + i * n)) {
-      return RefuseValueOf(leaf);
-    }
+  *count = index_.LayoutOf(resolved_.schema).size();
+  const BatchKey key = {resolved_.node, n, first, entries};
+  if (index_.recent_batch().Find(key, values)) return true;
+  ValueBatch batch(index_.batch_storage(), n * entries);
+  if (const lysc_node* leaf = FillEntries(n, first, entries, batch.data())) {
+    return RefuseValueOf(leaf);
   }
+  index_.recent_batch().Add(key, {batch.data(), n * entries});
   batch.MoveTo(values);
-  *count = store_.LayoutOf(place_.schema).size();
   return true;
+}
+
+const lysc_node* Reader::FillEntries(std::size_t n, std::size_t first, std::size_t entries,
+                                     confd_value_t* values) {
+  ResolvedNode entry = {resolved_.schema, index_.lists().At(resolved_.node, first), true, false};
+  for (std::size_t i = 0; i < entries; ++i, entry.node = NextEntry(entry.node)) {
+    if (const lysc_node* leaf = FillObject(index_, entry, n, values + i * n)) return leaf;
+  }
+  return nullptr;
 }
 
 }  // namespace confd

@@ -1,4 +1,4 @@
-// One call of the reading interface: what it asks of the place its path names.
+// One call of the reading interface: a path, and what is read of the node that it names.
 
 #ifndef PLATFORM_CONFD_SRC_READER_H_
 #define PLATFORM_CONFD_SRC_READER_H_
@@ -13,14 +13,15 @@
 namespace confd {
 
 // All operations return false, with the error set and their results untouched, on failure. Only
-// after Resolve succeeded may any other be called.
+// after Resolve succeeded may any other but FindOut be called.
 class Reader {
  public:
   Reader(Snapshot& snapshot, std::string_view path);
 
-  bool Resolve() { return confd::Resolve(store_, path_, &place_); }
+  bool Resolve() { return confd::Resolve(index_, path_, &resolved_); }
 
-  bool exists() const { return place_.exists; }
+  // Whether the node exists. False when the path is wrong, with the error set.
+  bool FindOut(bool* exists);
 
   // A leaf's value or default, a leaf-list's values. The caller releases `*value`.
   bool ReadValue(confd_value_t* value);
@@ -49,11 +50,13 @@ class Reader {
   bool RequireList() const;
   bool RequireObject() const;
   bool RequireRange(std::size_t first, std::size_t entries);
+  const lysc_node* FillEntries(std::size_t n, std::size_t first, std::size_t entries,
+                               confd_value_t* values);
   bool RefuseValueOf(const lysc_node* leaf) const;
 
-  Store& store_;
+  SnapshotIndex& index_;
   std::string_view path_;
-  Place place_;
+  ResolvedNode resolved_;
 };
 
 }  // namespace confd

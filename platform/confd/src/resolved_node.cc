@@ -16,13 +16,13 @@ std::string Quoted(std::string_view name) { return "'" + std::string(name) + "'"
 // Walks a path from the top. Its operations return false, with the error set, where it ends.
 class Walk {
  public:
-  Walk(Store& store, std::string_view path) : store_(store), path_(path) {}
+  Walk(SnapshotIndex& index, std::string_view path) : index_(index), path_(path) {}
 
   bool Run() {
     PathParser parser(path_);
     if (parser.AtEnd()) return Refuse("the path is empty");
     remembered_ = StartAtRecentEntry(parser);
-    if (!remembered_ && store_.recent_list().IsIn(path_) && !StepFromRecentList(parser)) {
+    if (!remembered_ && index_.recent_list().IsIn(path_) && !StepFromRecentList(parser)) {
       return false;
     }
     while (!parser.AtEnd()) {
@@ -31,20 +31,20 @@ class Walk {
     return true;
   }
 
-  const Place& place() const { return place_; }
+  const ResolvedNode& resolved() const { return resolved_; }
 
  private:
   bool StartAtRecentEntry(PathParser& parser) {
-    const RecentEntries::Entry* entry = store_.recent().Find(path_);
+    const RecentEntries::Entry* entry = index_.recent().Find(path_);
     if (entry == nullptr) return false;
-    place_ = {entry->node->schema, entry->node, true, false};
+    resolved_ = {entry->node->schema, entry->node, true, false};
     parser.Skip(entry->path.size());
     return true;
   }
 
   bool StepFromRecentList(PathParser& parser) {
-    const RecentList& list = store_.recent_list();
-    place_ = {list.schema, list.first, list.first != nullptr, true};
+    const RecentList& list = index_.recent_list();
+    resolved_ = {list.schema, list.first, list.first != nullptr, true};
     keys_ = list.keys;
     parser.Skip(list.path.size());
     PathStep step;
@@ -63,12 +63,12 @@ class Walk {
 
   // Only of the outermost list, which is the long one.
   void RememberList(const PathStep& step) {
-    if (place_.schema->nodetype != LYS_LIST || in_list_) return;
+    if (resolved_.schema->nodetype != LYS_LIST || in_list_) return;
     const auto brace = static_cast<std::size_t>(step.keys.data() - path_.data()) - 1;
-    RecentList& list = store_.recent_list();
+    RecentList& list = index_.recent_list();
     list.path = path_.substr(0, brace);
-    list.schema = place_.schema;
-    list.first = place_.node;
+    list.schema = resolved_.schema;
+    list.first = resolved_.node;
     list.keys = keys_;
   }
 
@@ -76,8 +76,8 @@ class Walk {
     if (!Select(step)) return false;
     if (step.selector == PathStep::Selector::kNone) return true;
     in_list_ = true;
-    if (!remembered_ && step.selector == PathStep::Selector::kKeys && place_.node != nullptr) {
-      store_.recent().Add(path_.substr(0, parser.position(path_)), place_.node);
+    if (!remembered_ && step.selector == PathStep::Selector::kKeys && resolved_.node != nullptr) {
+      index_.recent().Add(path_.substr(0, parser.position(path_)), resolved_.node);
       remembered_ = true;
     }
     return true;
@@ -89,19 +89,19 @@ class Walk {
   }
 
   bool CanDescend() const {
-    if (place_.schema == nullptr) return true;
-    const char* name = place_.schema->name;
-    if (place_.whole_list && place_.schema->nodetype == LYS_LIST) {
+    if (resolved_.schema == nullptr) return true;
+    const char* name = resolved_.schema->name;
+    if (resolved_.whole_list && resolved_.schema->nodetype == LYS_LIST) {
       return Refuse("the list " + Quoted(name) + " needs a key or a position here");
     }
-    const bool inner = (place_.schema->nodetype & (LYS_CONTAINER | LYS_LIST)) != 0;
+    const bool inner = (resolved_.schema->nodetype & (LYS_CONTAINER | LYS_LIST)) != 0;
     return inner || Refuse("nothing can be below " + Quoted(name));
   }
 
   bool Enter(const PathStep& step) {
-    const SchemaNode* child = store_.schema().FindChild(place_.schema, step.prefix, step.name);
+    const SchemaNode* child = index_.schema().FindChild(resolved_.schema, step.prefix, step.name);
     if (child == nullptr) return Refuse("no such node in the schema: " + FullName(step));
-    place_ = ChildOf(store_, place_, child->node, child->implicit);
+    resolved_ = ChildOf(index_, resolved_, child->node, child->implicit);
     keys_ = child->keys;
     return true;
   }
@@ -113,15 +113,15 @@ class Walk {
 
   bool Select(const PathStep& step) {
     if (step.selector == PathStep::Selector::kNone) return true;
-    if (place_.schema->nodetype != LYS_LIST) {
+    if (resolved_.schema->nodetype != LYS_LIST) {
       return Refuse(Quoted(step.name) + " is not a list and takes no key and no position");
     }
     const bool by_keys = step.selector == PathStep::Selector::kKeys;
     if (by_keys && !CheckKeys(step)) return false;
-    place_.node = by_keys ? store_.lists().Find(place_.node, step.keys)
-                          : store_.lists().At(place_.node, step.position);
-    place_.exists = place_.node != nullptr;
-    place_.whole_list = false;
+    resolved_.node = by_keys ? index_.lists().Find(resolved_.node, step.keys)
+                             : index_.lists().At(resolved_.node, step.position);
+    resolved_.exists = resolved_.node != nullptr;
+    resolved_.whole_list = false;
     return true;
   }
 
@@ -135,30 +135,31 @@ class Walk {
                   " keys, the path gives " + std::to_string(given));
   }
 
-  Store& store_;
+  SnapshotIndex& index_;
   std::string_view path_;
-  Place place_;
-  std::size_t keys_ = 0;     // that the list at place_ has
+  ResolvedNode resolved_;
+  std::size_t keys_ = 0;     // that the list at resolved_ has
   bool in_list_ = false;     // the path has named an entry
   bool remembered_ = false;  // that entry is among the recent ones
 };
 
 }  // namespace
 
-Place ChildOf(Store& store, const Place& parent, const lysc_node* schema, bool implicit) {
-  Place child;
+ResolvedNode ChildOf(SnapshotIndex& index, const ResolvedNode& parent, const lysc_node* schema,
+                     bool implicit) {
+  ResolvedNode child;
   child.schema = schema;
-  const lyd_node* first = parent.schema == nullptr ? store.tree() : lyd_child(parent.node);
-  child.node = store.FindFirst(first, schema);
+  child.node = parent.schema == nullptr ? index.FindTop(schema)
+                                        : SnapshotIndex::FindFirst(lyd_child(parent.node), schema);
   child.exists = child.node != nullptr || (parent.exists && implicit);
   child.whole_list = (schema->nodetype & (LYS_LIST | LYS_LEAFLIST)) != 0;
   return child;
 }
 
-bool Resolve(Store& store, std::string_view path, Place* place) {
-  Walk walk(store, path);
+bool Resolve(SnapshotIndex& index, std::string_view path, ResolvedNode* resolved) {
+  Walk walk(index, path);
   if (!walk.Run()) return false;
-  *place = walk.place();
+  *resolved = walk.resolved();
   return true;
 }
 

@@ -1,4 +1,4 @@
-// Where a path leads.
+// The node that a path names.
 
 #ifndef PLATFORM_CONFD_SRC_RESOLVED_NODE_H_
 #define PLATFORM_CONFD_SRC_RESOLVED_NODE_H_
@@ -10,7 +10,7 @@
 namespace confd {
 
 // A node that the schema knows, whether the data has it or not.
-struct Place {
+struct ResolvedNode {
   const lysc_node* schema = nullptr;  // null only above the top-level nodes
   const lyd_node* node = nullptr;     // null when absent, and when there only implicitly
   bool exists = true;
@@ -18,10 +18,11 @@ struct Place {
 };
 
 // The child `schema` of `parent`. `implicit` is IsImplicit(schema).
-Place ChildOf(Store& store, const Place& parent, const lysc_node* schema, bool implicit);
+ResolvedNode ChildOf(SnapshotIndex& index, const ResolvedNode& parent, const lysc_node* schema,
+                     bool implicit);
 
 // Follows an absolute path. False, with the error set, when the schema has no such path.
-bool Resolve(Store& store, std::string_view path, Place* place);
+bool Resolve(SnapshotIndex& index, std::string_view path, ResolvedNode* resolved);
 
 }  // namespace confd
 

@@ -71,14 +71,27 @@ const lysc_type& RealType(const lysc_node* leaf) {
   return *type;
 }
 
+// What stands in front of a string's bytes, so that values can share them.
+struct Header {
+  std::size_t users;
+};
+
+Header* HeaderOf(const confd_buf_t& text) { return reinterpret_cast<Header*>(text.ptr) - 1; }
+
 confd_value_t MakeString(std::string_view text) {
-  auto* copy = static_cast<unsigned char*>(std::malloc(text.size() + 1));
-  if (copy == nullptr) throw std::bad_alloc();
+  auto* header = static_cast<Header*>(std::malloc(sizeof(Header) + text.size() + 1));
+  if (header == nullptr) throw std::bad_alloc();
+  header->users = 1;
+  auto* copy = reinterpret_cast<unsigned char*>(header + 1);
   std::memcpy(copy, text.data(), text.size());
   copy[text.size()] = '\0';
   confd_value_t value = {C_BUF, {}};
   value.val.buf = {static_cast<unsigned int>(text.size()), copy};
   return value;
+}
+
+void FreeString(const confd_buf_t& text) {
+  if (text.ptr != nullptr && --HeaderOf(text)->users == 0) std::free(HeaderOf(text));
 }
 
 bool MakeIpv4(const char* text, confd_value_t* value) {
@@ -214,6 +227,34 @@ bool ValueFromCanonical(const lysc_node* leaf, const char* text, confd_value_t* 
   return true;
 }
 
+void ShareValue(const confd_value_t& value, confd_value_t* copy) {
+  if (value.type == C_BUF) ++HeaderOf(value.val.buf)->users;
+  *copy = value;
+}
+
+RecentBatch::~RecentBatch() { Clear(); }
+
+void RecentBatch::Clear() {
+  for (confd_value_t& value : values_) confd_free_value(&value);
+  values_.clear();
+}
+
+bool RecentBatch::Find(const BatchKey& key, confd_value_t* out) const {
+  if (values_.empty() || key != key_) return false;
+  for (const confd_value_t& value : values_) ShareValue(value, out++);
+  return true;
+}
+
+void RecentBatch::Add(const BatchKey& key, std::span<const confd_value_t> values) {
+  const bool again = key == key_;
+  key_ = key;
+  Clear();
+  const auto is_list = [](const confd_value_t& value) { return value.type == C_LIST; };
+  if (!again || std::any_of(values.begin(), values.end(), is_list)) return;
+  values_.resize(values.size(), kNothing);
+  for (std::size_t i = 0; i < values.size(); ++i) ShareValue(values[i], &values_[i]);
+}
+
 ValueBatch::ValueBatch(std::vector<confd_value_t>& storage, std::size_t size) : values_(storage) {
   values_.assign(size, kNothing);
 }
@@ -232,7 +273,7 @@ void ValueBatch::MoveTo(confd_value_t* out) {
 
 void confd_free_value(confd_value_t* value) {
   if (value == nullptr) return;
-  if (value->type == C_BUF) std::free(value->val.buf.ptr);
+  if (value->type == C_BUF) confd::FreeString(value->val.buf);
   if (value->type == C_LIST) {
     for (unsigned int i = 0; i < value->val.list.size; ++i) {
       confd_free_value(&value->val.list.ptr[i]);

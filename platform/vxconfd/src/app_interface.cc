@@ -1,133 +1,106 @@
-#include <zlog.h>
-
-#include <algorithm>
 #include <chrono>
-#include <set>
+#include <memory>
 #include <stdexcept>
 #include <string>
-#include <utility>
-#include <vector>
 
 #include <vxconfd/vxconfd.h>
 #include <vxmw/event.h>
 
-#include "platform/vxconfd/src/change_walk.h"
-#include "platform/vxconfd/src/datastore.h"
-#include "platform/vxconfd/src/subscription.h"
+#include "base/service/retry.h"
+#include "base/severity.h"
+#include "platform/vxconfd/src/commit_tracker.h"
+#include "platform/vxconfd/src/delivery.h"
+#include "platform/vxconfd/src/log.h"
 
 namespace vxconfd {
 namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds kFirstRetry{100};
-constexpr milliseconds kLongestRetry{2000};
-
-constexpr int kTraceLevel = 10;
-constexpr int kErrorLevel = 12;
+constexpr base::RetryDelays kRetryDelays = {.first = milliseconds(100),
+                                            .longest = milliseconds(2000)};
 
 }  // namespace
 
 class AppInterface::Impl {
  public:
-  Impl(vxmw_t* mw, zlog_category_t* category, std::string application, ELEM_CONFD_PHASE_ET phase)
-      : mw_(mw), category_(category), application_(std::move(application)), phase_(phase) {}
+  Impl(AppInterface& owner, vxmw_t* mw, zlog_category_t* category, const char* application,
+       ELEM_CONFD_PHASE_ET phase)
+      : owner_(owner),
+        mw_(mw),
+        phase_(phase),
+        log_(category, application),
+        delivery_(log_),
+        tracker_(std::make_shared<CommitTracker>(
+            mw, log_,
+            TrackerCalls{.deliver = [this](const lyd_node* changes) { delivery_.Deliver(changes); },
+                         .lost = [this](const std::string& reason) { Lose(reason); }})),
+        retry_(
+            mw, kRetryDelays,
+            [this](const std::string& reason) {
+              log_.Error("waiting for the configuration database: " + reason);
+            },
+            [this] { Connect(); }) {}
 
-  void AddHandler(ConfigHandler* handler) { handlers_.push_back(handler); }
+  void AddHandler(ConfigHandler* handler) { delivery_.Add(handler); }
 
-  // `attempt` connects once and says whether it worked.
-  void ConnectUntilDone(std::function<bool()> attempt) {
-    if (attempt()) return;
-    retry_ = std::make_unique<vxmw::TimerSource>(mw_, [this, attempt = std::move(attempt)] {
-      if (!attempt()) RetryLater();
-    });
-    RetryLater();
-  }
-
-  // Null, with the reason logged once, when the datastore or a model is not there yet.
-  std::shared_ptr<Datastore> Connect() {
+  // Connects, or tries again later.
+  void Connect() {
     try {
-      auto datastore = std::make_shared<Datastore>(mw_);
-      Subscribe(*datastore);
-      return datastore;
+      tracker_->Connect(delivery_.watched());
     } catch (const DatastoreError& error) {
-      LogWaiting(error.what());
-      return nullptr;
+      retry_.Failed(error.what());
+      return;
     }
-  }
-
-  void RunInitialPhases() {
-    zlog(category_, __FILE__, sizeof(__FILE__) - 1, __func__, sizeof(__func__) - 1, __LINE__,
-         kTraceLevel, "%s: connected to the configuration database", application_.c_str());
-    for (ConfigHandler* handler : handlers_) handler->ConfdConnected(phase_);
-    for (ConfigHandler* handler : handlers_) handler->LoadInitialConfig();
-    for (ConfigHandler* handler : handlers_) handler->ApplyInitialConfig();
-    vxmw::SetConfigReady(mw_, true);
+    retry_.Succeeded();
+    RunPhases();
   }
 
   void Stop() {
     vxmw::SetConfigReady(mw_, false);
-    subscription_.reset();
+    tracker_->Disconnect();
   }
 
  private:
-  void Subscribe(Datastore& datastore) {
-    std::set<std::string> modules;
-    std::uint32_t priority = 0;
-    for (const ConfigHandler* handler : handlers_) {
-      for (const SubscriptionPoint& point : handler->GetSubscriptionPoints()) {
-        modules.insert(datastore.ModuleOf(point.path));
-        priority = std::max(priority, static_cast<std::uint32_t>(point.priority));
-      }
+  void RunPhases() {
+    owner_.tracker_ = tracker_;
+    owner_.connected_ = true;
+    log_.Trace("connected to the configuration database");
+    delivery_.ReportConnected(phase_);
+    try {
+      tracker_->DeliverMissed();
+    } catch (const DatastoreError& error) {
+      Lose(error.what());
+      return;
     }
-    if (modules.empty()) return;
-    subscription_ = std::make_unique<Subscription>(
-        mw_, datastore, modules, priority,
-        [this, &datastore](const lyd_node* diff) { Deliver(datastore, diff); });
+    delivery_.RunInitialPhases();
+    vxmw::SetConfigReady(mw_, true);
   }
 
-  void Deliver(Datastore& datastore, const lyd_node* diff) {
-    const Datastore::SharedSnapshot shared(datastore);
-    for (ConfigHandler* handler : handlers_) {
-      const auto& points = handler->GetSubscriptionPoints();
-      if (std::none_of(points.begin(), points.end(), [diff](const SubscriptionPoint& point) {
-            return HasChanges(diff, point);
-          })) {
-        continue;
-      }
-      handler->StartCommit();
-      for (const SubscriptionPoint& point : points) WalkChanges(diff, point);
-      handler->ApplyCommitConfig();
-    }
+  void Lose(const std::string& reason) {
+    const std::string text = "connection to the configuration database lost: " + reason;
+    log_.Error(text);
+    vxmw_gen_fault(base::kFaultCritical, __func__, __FILE__, __LINE__, text.c_str());
+    owner_.connected_ = false;
+    owner_.tracker_.reset();
+    vxmw::SetConfigReady(mw_, false);
+    tracker_->Disconnect();
+    delivery_.ReportDisconnected();
+    retry_.Failed(reason);
   }
 
-  void RetryLater() {
-    retry_->Arm(next_retry_);
-    next_retry_ = std::min(2 * next_retry_, kLongestRetry);
-  }
-
-  void LogWaiting(const std::string& reason) {
-    if (reason == logged_reason_) return;
-    logged_reason_ = reason;
-    zlog(category_, __FILE__, sizeof(__FILE__) - 1, __func__, sizeof(__func__) - 1, __LINE__,
-         kErrorLevel, "%s: waiting for the configuration database: %s", application_.c_str(),
-         reason.c_str());
-  }
-
+  AppInterface& owner_;
   vxmw_t* const mw_;
-  zlog_category_t* const category_;
-  const std::string application_;
   const ELEM_CONFD_PHASE_ET phase_;
-  std::vector<ConfigHandler*> handlers_;
-  std::string logged_reason_;
-  milliseconds next_retry_ = kFirstRetry;
-  std::unique_ptr<vxmw::TimerSource> retry_;
-  std::unique_ptr<Subscription> subscription_;
+  const Log log_;
+  Delivery delivery_;
+  const std::shared_ptr<CommitTracker> tracker_;
+  base::Retry retry_;
 };
 
 AppInterface::AppInterface(vxmw_t* mw, zlog_category_t* category, const char* application,
                            ELEM_CONFD_PHASE_ET phase)
-    : impl_(std::make_unique<Impl>(mw, category, application, phase)) {}
+    : impl_(std::make_unique<Impl>(*this, mw, category, application, phase)) {}
 
 AppInterface::~AppInterface() { impl_->Stop(); }
 
@@ -139,13 +112,7 @@ void AppInterface::AddConfigHandler(ConfigHandler* handler) {
 
 void AppInterface::Init(int flags) {
   if (flags != 0) throw std::invalid_argument("AppInterface::Init: flags must be 0");
-  impl_->ConnectUntilDone([this] {
-    datastore_ = impl_->Connect();
-    if (!datastore_) return false;
-    connected_ = true;
-    impl_->RunInitialPhases();
-    return true;
-  });
+  impl_->Connect();
 }
 
 }  // namespace vxconfd

@@ -1,8 +1,11 @@
 #include "platform/vxconfd/src/change_walk.h"
 
+#include <array>
 #include <functional>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/vxconfd/src/key_path.h"
 
@@ -71,9 +74,9 @@ confd_iter_op EntryReport(const lyd_node* entry, Operation operation) {
 
 class Walk {
  public:
-  using Report = std::function<confd_iter_ret(const lyd_node*, confd_iter_op, Operation)>;
+  using Callback = std::function<confd_iter_ret(const lyd_node*, confd_iter_op, Operation)>;
 
-  explicit Walk(Report report) : report_(std::move(report)) {}
+  explicit Walk(Callback callback) : callback_(std::move(callback)) {}
 
   // Goes down the rest of the point's path from the siblings that begin with `node`.
   void Descend(const lyd_node* node, std::string_view path, Operation inherited) {
@@ -95,7 +98,7 @@ class Walk {
   void Visit(const lyd_node* node, Operation operation) {
     switch (node->schema->nodetype) {
       case LYS_LEAF:
-        if (const auto change = LeafReport(node, operation)) Tell(node, *change, operation);
+        if (const auto change = LeafReport(node, operation)) CallBack(node, *change, operation);
         break;
       case LYS_LIST:
       case LYS_CONTAINER:
@@ -106,12 +109,13 @@ class Walk {
         }
         break;
       default:
+        if (HasChange(node, operation)) CallBack(node, MOP_VALUE_SET, operation);
         break;
     }
   }
 
   void VisitEntry(const lyd_node* entry, Operation operation) {
-    const confd_iter_ret next = Tell(entry, EntryReport(entry, operation), operation);
+    const confd_iter_ret next = CallBack(entry, EntryReport(entry, operation), operation);
     if (operation != Operation::kDelete && next == ITER_RECURSE) VisitChildren(entry, operation);
   }
 
@@ -122,15 +126,17 @@ class Walk {
     }
   }
 
-  confd_iter_ret Tell(const lyd_node* node, confd_iter_op change, Operation operation) {
-    const confd_iter_ret next = report_(node, change, operation);
+  confd_iter_ret CallBack(const lyd_node* node, confd_iter_op change, Operation operation) {
+    const confd_iter_ret next = callback_(node, change, operation);
     if (next == ITER_STOP) stopped_ = true;
     return next;
   }
 
   // The datastore's difference also holds entries in which nothing that is reported changed.
   static bool HasChange(const lyd_node* node, Operation operation) {
-    if (node->schema->nodetype == LYS_LEAF) return LeafReport(node, operation).has_value();
+    if ((node->schema->nodetype & LYD_NODE_INNER) == 0) {
+      return LeafReport(node, operation).has_value();
+    }
     if (IsEntry(node) && operation != Operation::kNone) return true;
     for (const lyd_node* child = lyd_child(node); child != nullptr; child = child->next) {
       if (HasChange(child, OperationOf(child, operation))) return true;
@@ -138,9 +144,16 @@ class Walk {
     return false;
   }
 
-  Report report_;
+  Callback callback_;
   bool stopped_ = false;
 };
+
+// The read API reports these in ways of its own, which no handler here knows.
+void RequireReadable(const lyd_node* node) {
+  if ((node->schema->nodetype & (LYS_LEAF | LYS_LIST | LYS_CONTAINER)) != 0) return;
+  throw UnreadableChange("changes of a " + std::string(lys_nodetype2str(node->schema->nodetype)) +
+                         " are not reported");
+}
 
 // The value before the change; null when there was none.
 const char* PreviousValue(const lyd_node* leaf, Operation operation) {
@@ -149,27 +162,47 @@ const char* PreviousValue(const lyd_node* leaf, Operation operation) {
   return lyd_get_value(leaf);
 }
 
-confd_iter_ret CallBack(const SubscriptionPoint& point, const lyd_node* node, confd_iter_op change,
-                        Operation operation) {
-  KeyPath path(node);
-  std::optional<Value> new_value;
-  std::optional<Value> old_value;
-  if (node->schema->nodetype == LYS_LEAF) {
+// What a callback gets of one change.
+struct Report {
+  Report(const lyd_node* node, confd_iter_op change, Operation operation, bool want_previous)
+      : path(node) {
+    if (node->schema->nodetype != LYS_LEAF) return;
     if (change == MOP_VALUE_SET) new_value.emplace(node->schema, lyd_get_value(node));
     const char* previous = PreviousValue(node, operation);
-    if ((point.iter_flags & ITER_WANT_PREV) != 0 && previous != nullptr) {
-      old_value.emplace(node->schema, previous);
-    }
+    if (want_previous && previous != nullptr) old_value.emplace(node->schema, previous);
   }
-  return point.callback(path.get(), change, old_value ? old_value->get() : nullptr,
-                        new_value ? new_value->get() : nullptr);
+
+  KeyPath path;
+  std::optional<Value> new_value;
+  std::optional<Value> old_value;
+};
+
+std::string PathOf(const lyd_node* node) {
+  std::array<char, 512> path = {};
+  return lyd_path(node, LYD_PATH_STD, path.data(), path.size()) != nullptr ? path.data()
+                                                                           : LYD_NAME(node);
+}
+
+confd_iter_ret CallBack(const SubscriptionPoint& point, Report& report, confd_iter_op change) {
+  return point.callback(report.path.get(), change,
+                        report.old_value ? report.old_value->get() : nullptr,
+                        report.new_value ? report.new_value->get() : nullptr);
 }
 
 }  // namespace
 
-void WalkChanges(const lyd_node* diff, const SubscriptionPoint& point) {
-  Walk walk([&point](const lyd_node* node, confd_iter_op change, Operation operation) {
-    return CallBack(point, node, change, operation);
+void WalkChanges(const lyd_node* diff, const SubscriptionPoint& point, const SkipLog& skipped) {
+  const bool want_previous = (point.iter_flags & ITER_WANT_PREV) != 0;
+  Walk walk([&](const lyd_node* node, confd_iter_op change, Operation operation) {
+    std::optional<Report> report;
+    try {
+      RequireReadable(node);
+      report.emplace(node, change, operation, want_previous);
+    } catch (const UnreadableChange& reason) {
+      skipped("the change of " + PathOf(node) + " is skipped: " + reason.what());
+      return ITER_CONTINUE;
+    }
+    return CallBack(point, *report, change);
   });
   walk.Descend(diff, point.path, Operation::kNone);
 }

@@ -5,9 +5,15 @@
 
 #include <libyang/libyang.h>
 
+#include <functional>
+#include <string>
+
 #include <vxconfd/vxconfd.h>
 
 namespace vxconfd {
+
+// Gets a line for each change that has no form in the read API and is left out.
+using SkipLog = std::function<void(const std::string& text)>;
 
 // Calls the point's callback for every change at or below its path, parents before children, in the
 // order of the data. `diff` is the commit's difference as the datastore gives it; it is not
@@ -22,7 +28,7 @@ namespace vxconfd {
 // Leaves that are there by default alone are not reported. What is above the path is not reported
 // either, and what lies below a removed list entry not at all. Exceptions of the callback go
 // through.
-void WalkChanges(const lyd_node* diff, const SubscriptionPoint& point);
+void WalkChanges(const lyd_node* diff, const SubscriptionPoint& point, const SkipLog& skipped);
 
 // Whether WalkChanges would report anything.
 bool HasChanges(const lyd_node* diff, const SubscriptionPoint& point);

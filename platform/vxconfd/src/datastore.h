@@ -3,24 +3,21 @@
 #ifndef PLATFORM_VXCONFD_SRC_DATASTORE_H_
 #define PLATFORM_VXCONFD_SRC_DATASTORE_H_
 
+#include <sys/types.h>
 #include <sysrepo.h>
 
 #include <memory>
-#include <stdexcept>
+#include <optional>
+#include <set>
 #include <string>
-#include <vector>
 
 #include <confd/session.h>
 #include <confd_cdb.h>
-#include <vxmw/event.h>
+
+#include "platform/vxconfd/src/data_tree.h"
+#include "platform/vxconfd/src/datastore_error.h"
 
 namespace vxconfd {
-
-// A call of the datastore failed: what it was for, and the datastore's own word on it.
-class DatastoreError : public std::runtime_error {
- public:
-  DatastoreError(const std::string& what_failed, int code, sr_session_ctx_t* session = nullptr);
-};
 
 struct ConnectionDeleter {
   void operator()(sr_conn_ctx_t* connection) const { sr_disconnect(connection); }
@@ -35,10 +32,13 @@ using ConnectionPtr = std::unique_ptr<sr_conn_ctx_t, ConnectionDeleter>;
 using SessionPtr = std::unique_ptr<sr_session_ctx_t, SessionDeleter>;
 using DataPtr = std::unique_ptr<sr_data_t, DataDeleter>;
 
+using Modules = std::set<std::string>;
+
 // Used by one thread. Throws DatastoreError.
 class Datastore : public std::enable_shared_from_this<Datastore> {
  public:
-  explicit Datastore(vxmw_t* mw);
+  // Connects to a datastore that is there; makes none.
+  Datastore();
 
   // The module that a schema path (without keys or prefixes) begins in. Throws when the installed
   // models do not know the path.
@@ -47,44 +47,37 @@ class Datastore : public std::enable_shared_from_this<Datastore> {
   // For a user of its own: a session is never used by two at once.
   SessionPtr OpenSession() const;
 
-  // A consistent copy of the whole database. Commits wait for it only while it is being made.
+  // A context of its own with the installed models.
+  ContextPtr CopyInstalledModels() const;
+
+  // Changes whenever the installed models do.
+  std::uint32_t models_id() const { return sr_get_content_id(connection_.get()); }
+
+  // The running data of some modules, in a context that CopyInstalledModels made.
+  DataTreePtr ReadRunning(const Modules& modules, const ContextPtr& context);
+
+  // When the running data of the modules was changed last, in a text to compare with another.
+  std::string LastModified(const Modules& modules);
+
+  // A consistent copy of a whole database. While it lives, nobody can install models.
   std::shared_ptr<confd::Snapshot> TakeSnapshot(cdb_db_type database);
 
-  // While this lives, all sessions on the running database share one copy of it: a commit that is
-  // being delivered keeps the database from changing.
-  class SharedSnapshot {
-   public:
-    explicit SharedSnapshot(Datastore& datastore) : datastore_(datastore) {
-      datastore_.share_snapshot_ = true;
-    }
-    ~SharedSnapshot() {
-      datastore_.share_snapshot_ = false;
-      datastore_.shared_snapshot_.reset();
-    }
-    SharedSnapshot(const SharedSnapshot&) = delete;
-    SharedSnapshot& operator=(const SharedSnapshot&) = delete;
-
-   private:
-    Datastore& datastore_;
-  };
+  // True when the shared memory of the datastore is not the one that was connected to.
+  bool IsGone() const;
 
  private:
-  std::shared_ptr<confd::Snapshot> Copy(sr_session_ctx_t* session, cdb_db_type database);
-  // Gives a copy back in a later turn of the loop: that takes a while, and nobody shall wait for
-  // it.
-  void Retire(DataPtr data);
-  std::shared_ptr<const ly_ctx> AcquireContext();
+  struct FileId {
+    dev_t device;
+    ino_t inode;
+    bool operator==(const FileId&) const = default;
+  };
 
-  // Reads come from a cache that the datastore keeps in this process. A commit makes it stale, and
-  // to fill it and copy from it takes longer than to read past it.
+  static std::optional<FileId> SharedMemory();
+  DataPtr Read(sr_datastore_t database, const std::string& xpath, sr_get_options_t options);
+
   ConnectionPtr connection_;
+  std::optional<FileId> shared_memory_;
   SessionPtr session_;
-  ConnectionPtr uncached_connection_;
-  SessionPtr uncached_session_;
-  bool share_snapshot_ = false;
-  std::shared_ptr<confd::Snapshot> shared_snapshot_;
-  DataPtr retired_;
-  vxmw::TimerSource retire_;
 };
 
 }  // namespace vxconfd

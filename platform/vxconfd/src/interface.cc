@@ -3,7 +3,7 @@
 #include <confd/session.h>
 #include <vxconfd/vxconfd.h>
 
-#include "platform/vxconfd/src/datastore.h"
+#include "platform/vxconfd/src/commit_tracker.h"
 
 VxConfdInterface::VxConfdInterface() = default;
 VxConfdInterface::~VxConfdInterface() = default;
@@ -11,12 +11,12 @@ VxConfdInterface::~VxConfdInterface() = default;
 VxConfdCdbSessionBase::VxConfdCdbSessionBase(VxConfdInterface* interface, cdb_db_type database,
                                              bool start) {
   if (!start) return;
-  if (interface == nullptr || !interface->datastore_) {
+  if (interface == nullptr || !interface->tracker_) {
     confd::SetLastError(CONFD_ERR_NOSESSION, "not connected to the configuration database");
     return;
   }
   try {
-    socket_ = confd::OpenSession(interface->datastore_->TakeSnapshot(database));
+    socket_ = confd::OpenSession(interface->tracker_->TakeSnapshot(database));
   } catch (const vxconfd::DatastoreError& error) {
     confd::SetLastError(CONFD_ERR_NOSESSION, error.what());
   }

@@ -4,15 +4,12 @@
 
 #include <confd/session.h>
 
-#include "platform/vxconfd/src/datastore.h"
-
 namespace vxconfd {
 namespace {
 
 void Fill(const lysc_node* leaf, const char* canonical, confd_value_t* value) {
   if (!confd::ValueFromCanonical(leaf, canonical, value)) {
-    throw DatastoreError(std::string("cannot read a change: ") + confd_lasterr(),
-                         SR_ERR_UNSUPPORTED);
+    throw UnreadableChange(confd_lasterr());
   }
 }
 
@@ -34,7 +31,7 @@ KeyPath::~KeyPath() {
 }
 
 confd_value_t* KeyPath::NextElement() {
-  if (path_->len == MAXDEPTH) throw DatastoreError("cannot report a change", SR_ERR_UNSUPPORTED);
+  if (path_->len == MAXDEPTH) throw UnreadableChange("the path has too many elements");
   return path_->v[path_->len++];
 }
 
@@ -50,7 +47,7 @@ void KeyPath::AddKeys(const lyd_node* entry) {
   for (const lyd_node* key = lyd_child(entry); key != nullptr && lysc_is_key(key->schema);
        key = key->next) {
     if (count == MAXKEYLEN - 1) {
-      throw DatastoreError("cannot report a change", SR_ERR_UNSUPPORTED);
+      throw UnreadableChange("the entry has too many keys");
     }
     Fill(key->schema, lyd_get_value(key), &element[count++]);
   }

@@ -6,17 +6,23 @@
 #include <libyang/libyang.h>
 
 #include <memory>
-#include <optional>
+#include <stdexcept>
 
 #include <confd_lib.h>
 
 namespace vxconfd {
 
+// A changed node or its value cannot be expressed in the read API; the text says why.
+class UnreadableChange : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
 // A value that is released when it goes.
 class Value {
  public:
-  // The value of a leaf whose canonical text this is. Throws DatastoreError when the leaf's type
-  // has no ConfD value.
+  // The value of a leaf whose canonical text this is. Throws UnreadableChange when the leaf's
+  // type has no ConfD value.
   Value(const lysc_node* leaf, const char* canonical);
   ~Value() { confd_free_value(&value_); }
   Value(const Value&) = delete;
@@ -29,7 +35,8 @@ class Value {
 };
 
 // The path to a node, innermost element first: the keys of a list entry, then its list's tag. Owns
-// its keys' values. Throws DatastoreError when the node lies too deep or has too many keys.
+// its keys' values. Throws UnreadableChange when the node lies too deep, or has too many keys or
+// one without a ConfD value.
 class KeyPath {
  public:
   explicit KeyPath(const lyd_node* node);

@@ -1,6 +1,8 @@
 #include "platform/vxconfd/src/subscription.h"
 
 #include <sys/epoll.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
 
 #include <utility>
 
@@ -9,26 +11,25 @@ namespace {
 
 constexpr sr_subscr_options_t kOptions = SR_SUBSCR_NO_THREAD | SR_SUBSCR_DONE_ONLY;
 
-void Check(int code, const char* what, sr_session_ctx_t* session) {
-  if (code != SR_ERR_OK) throw DatastoreError(what, code, session);
-}
-
 }  // namespace
 
-Subscription::Subscription(vxmw_t* mw, Datastore& datastore, const std::set<std::string>& modules,
-                           std::uint32_t priority, Committed committed)
-    : committed_(std::move(committed)), session_(datastore.OpenSession()) {
-  for (const std::string& module : modules) {
-    sr_subscription_ctx_t* subscription = subscription_.release();
-    const int code = sr_module_change_subscribe(session_.get(), module.c_str(), nullptr, OnChange,
-                                                this, priority, kOptions, &subscription);
-    subscription_.reset(subscription);
-    Check(code, "cannot subscribe to changes", session_.get());
-  }
-  int pipe = -1;
-  Check(sr_get_event_pipe(subscription_.get(), &pipe), "cannot watch for changes", session_.get());
-  events_ = std::make_unique<vxmw::IoSource>(mw, pipe, EPOLLIN,
+Subscription::Subscription(vxmw_t* mw, const Datastore& datastore, const Modules& modules,
+                           std::uint32_t priority, SubscriptionCalls calls)
+    : calls_(std::move(calls)),
+      modules_(static_cast<int>(modules.size())),
+      session_(datastore.OpenSession()) {
+  for (const std::string& module : modules) Subscribe(module, priority);
+  Check(sr_get_event_pipe(subscription_.get(), &pipe_), "cannot watch for changes", session_.get());
+  events_ = std::make_unique<vxmw::IoSource>(mw, pipe_, EPOLLIN,
                                              [this](std::uint32_t /*events*/) { ProcessEvents(); });
+}
+
+void Subscription::Subscribe(const std::string& module, std::uint32_t priority) {
+  sr_subscription_ctx_t* subscription = subscription_.release();
+  const int code = sr_module_change_subscribe(session_.get(), module.c_str(), nullptr, OnChange,
+                                              this, priority, kOptions, &subscription);
+  subscription_.reset(subscription);
+  Check(code, "cannot subscribe to changes", session_.get());
 }
 
 int Subscription::OnChange(sr_session_ctx_t* session, std::uint32_t /*id*/, const char* /*module*/,
@@ -37,18 +38,37 @@ int Subscription::OnChange(sr_session_ctx_t* session, std::uint32_t /*id*/, cons
   auto* const subscription = static_cast<Subscription*>(self);
   // After an exception the process is on its way out; further commits are not for it.
   if (event != SR_EV_DONE || subscription->exception_) return SR_ERR_OK;
+  ++subscription->taken_;
   try {
-    subscription->committed_(sr_get_change_diff(session));
+    subscription->calls_.committed(sr_get_change_diff(session));
   } catch (...) {
     subscription->exception_ = std::current_exception();
   }
   return SR_ERR_OK;
 }
 
+int Subscription::CountAnnounced() const {
+  int bytes = 0;  // one for each
+  return ioctl(pipe_, FIONREAD, &bytes) == 0 ? bytes : 0;
+}
+
+bool Subscription::IsGone() const {
+  struct stat status = {};
+  return fstat(pipe_, &status) != 0 || status.st_nlink == 0;
+}
+
 void Subscription::ProcessEvents() {
+  const int announced = CountAnnounced();
+  taken_ = 0;
+  // A module's commits come one after the other: each waits for its subscribers.
+  if (announced > modules_) calls_.missed(true);
   const int code = sr_subscription_process_events(subscription_.get(), nullptr, nullptr);
   if (exception_) std::rethrow_exception(exception_);
-  Check(code, "cannot take changes", nullptr);
+  if (code != SR_ERR_OK) {
+    calls_.failed(std::string("cannot take changes: ") + sr_strerror(code));
+  } else if (taken_ < announced) {
+    calls_.missed(false);
+  }
 }
 
 }  // namespace vxconfd

@@ -8,8 +8,6 @@
 #include <exception>
 #include <functional>
 #include <memory>
-#include <set>
-#include <string>
 
 #include <vxmw/event.h>
 
@@ -17,19 +15,31 @@
 
 namespace vxconfd {
 
-// Calls back for every commit to a module's data, once the running datastore holds it and before
-// the commit returns to whoever made it, always on the loop's thread. An exception of the callback
-// comes out of the loop.
+// What a subscription reports, always on the loop's thread. An exception comes out of the loop.
+struct SubscriptionCalls {
+  // A commit, once the running datastore holds it and before it returns to whoever made it. `diff`
+  // is the difference that it made; it is gone after the call.
+  std::function<void(const lyd_node* diff)> committed;
+  // More commits were announced than are still to be had: the datastore does not wait for a process
+  // for ever. Called before `committed` of those that are, and again after them.
+  std::function<void(bool more_to_come)> missed;
+  // The datastore refuses to hand out commits.
+  std::function<void(const std::string& reason)> failed;
+};
+
 class Subscription {
  public:
-  // `diff` is the difference that the commit made; it is gone after the call.
-  using Committed = std::function<void(const lyd_node* diff)>;
-
   // Throws DatastoreError.
-  Subscription(vxmw_t* mw, Datastore& datastore, const std::set<std::string>& modules,
-               std::uint32_t priority, Committed committed);
+  Subscription(vxmw_t* mw, const Datastore& datastore, const Modules& modules,
+               std::uint32_t priority, SubscriptionCalls calls);
   Subscription(const Subscription&) = delete;
   Subscription& operator=(const Subscription&) = delete;
+
+  // True while commits are announced that were not taken yet.
+  bool HasWaiting() const { return CountAnnounced() > 0; }
+
+  // True when the repository lost the file through which commits are announced.
+  bool IsGone() const;
 
  private:
   struct Deleter {
@@ -38,14 +48,18 @@ class Subscription {
 
   static int OnChange(sr_session_ctx_t* session, std::uint32_t id, const char* module,
                       const char* xpath, sr_event_t event, std::uint32_t request, void* self);
+  void Subscribe(const std::string& module, std::uint32_t priority);
   void ProcessEvents();
+  int CountAnnounced() const;
 
-  Committed committed_;
+  SubscriptionCalls calls_;
+  int modules_;
+  int taken_ = 0;  // commits, since events are being processed
   std::exception_ptr exception_;
   SessionPtr session_;
   std::unique_ptr<sr_subscription_ctx_t, Deleter> subscription_;
-  std::unique_ptr<vxmw::IoSource>
-      events_;  // goes first: it watches a descriptor of the subscription
+  int pipe_ = -1;  // of the subscription
+  std::unique_ptr<vxmw::IoSource> events_;
 };
 
 }  // namespace vxconfd

@@ -70,6 +70,11 @@ class DumpTest : public ::testing::Test {
     return tests::RunUntil(mw_, [this] { return app_interface_->connected(); });
   }
 
+  // Served by the daemon, as a commit is: a dump reads what has been delivered.
+  void Commit(const std::string& json) {
+    EXPECT_TRUE(tests::ServeWhile(mw_, [&] { repository_.Edit(json); }));
+  }
+
   std::vector<std::string> Dump() {
     user_->calls.clear();
     facade_->OnDumpRequest();
@@ -121,7 +126,7 @@ TEST_F(DumpTest, BeforeTheDatastoreIsReadyIsServedByTheInitialPhases) {
   EXPECT_TRUE(vxmw::ConfigReady(mw_));
   EXPECT_THAT(user_->calls, IsEmpty());  // there are no instances yet
 
-  repository_.Edit(R"({ "vx-config:config": { "vx-dhcp-relay:dhcp": { "relay": [
+  Commit(R"({ "vx-config:config": { "vx-dhcp-relay:dhcp": { "relay": [
       { "name": "r1" } ] } } })");
   EXPECT_THAT(Dump(), Contains("SetCheck r1 false"));
 }
@@ -217,7 +222,7 @@ TEST_F(DumpTest, ReadsTheConfigurationAnewEachTime) {
   repository_.InstallModels();
   StartDaemon();
   EXPECT_THAT(Dump(), IsEmpty());
-  repository_.Edit(R"({ "vx-config:config": { "vx-dhcp-relay:dhcp": { "relay": [
+  Commit(R"({ "vx-config:config": { "vx-dhcp-relay:dhcp": { "relay": [
       { "name": "r1", "relay-information": { "policy": "replace" } } ] } } })");
   EXPECT_THAT(Dump(), Contains("SetPolicy r1 2"));
 }

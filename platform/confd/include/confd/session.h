@@ -5,6 +5,7 @@
 #define CONFD_SESSION_H_
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -17,11 +18,17 @@ struct lysc_node;
 
 namespace confd {
 class Reader;
+class SnapshotIndex;
 }  // namespace confd
 
 #pragma GCC visibility push(default)
 
 namespace confd {
+
+// Reads the data of a module, in the context of the snapshot that asks for it: the first of its
+// top-level siblings, null when it has none. What it throws becomes the failure of the read call
+// that needed the module.
+using ModuleLoader = std::function<std::shared_ptr<const lyd_node>(const lys_module* module)>;
 
 // One consistent, immutable copy of a datastore, with the look-up tables that reading it builds up.
 // Sessions may share one.
@@ -29,15 +36,16 @@ class Snapshot {
  public:
   // `context` is the schema of the data. `tree` is the first of the top-level siblings, null for an
   // empty datastore. Both stay alive through the pointers given; either may carry its own deleter.
-  Snapshot(std::shared_ptr<const ly_ctx> context, std::shared_ptr<const lyd_node> tree);
+  // A module that has no data in `tree` is asked of `load`, once; without one it has none.
+  Snapshot(std::shared_ptr<const ly_ctx> context, std::shared_ptr<const lyd_node> tree,
+           ModuleLoader load = nullptr);
   ~Snapshot();
   Snapshot(const Snapshot&) = delete;
   Snapshot& operator=(const Snapshot&) = delete;
 
  private:
   friend class Reader;
-  struct Impl;
-  std::unique_ptr<Impl> impl_;
+  std::unique_ptr<SnapshotIndex> index_;
 };
 
 // Opens a read session and returns its socket, a small number of 0 or more that is free again after

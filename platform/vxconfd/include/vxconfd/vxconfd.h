@@ -26,7 +26,7 @@ enum ELEM_CONFD_PHASE_ET {
 };
 
 namespace vxconfd {
-class Datastore;
+class CommitTracker;
 }  // namespace vxconfd
 
 #pragma GCC visibility push(default)
@@ -49,8 +49,8 @@ class VxConfdInterface {
  protected:
   VxConfdInterface();
 
-  // Null until connected.
-  std::shared_ptr<vxconfd::Datastore> datastore_;
+  // Null while not connected.
+  std::shared_ptr<vxconfd::CommitTracker> tracker_;
   bool connected_ = false;
 
  private:

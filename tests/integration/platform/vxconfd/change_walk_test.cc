@@ -3,9 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <algorithm>
 #include <functional>
-#include <future>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -21,6 +20,7 @@
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 constexpr char kRelay[] = "/config/dhcp/relay";
@@ -116,15 +116,11 @@ class ChangeWalkTest : public ::testing::Test {
 
   // What the handler hears of a commit.
   std::vector<std::string> Commit(const std::string& json) {
-    vxconfd::AppInterface adapter(mw_, nullptr, "change_walk_test", ELEM_CONFD_PHASE_2);
+    vxconfd::AppInterface adapter(mw_, category_, "change_walk_test", ELEM_CONFD_PHASE_2);
     adapter.AddConfigHandler(&handler_);
     adapter.Init(0);
     handler_.lines.clear();
-    // Elsewhere, because a commit waits until the loop has served it.
-    const auto edit = std::async(std::launch::async, [&] { repository_.Edit(json); });
-    EXPECT_TRUE(tests::RunUntil(mw_, [&edit] {
-      return edit.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
-    }));
+    EXPECT_TRUE(tests::ServeWhile(mw_, [&] { repository_.Edit(json); }));
     return handler_.lines;
   }
 
@@ -135,6 +131,7 @@ class ChangeWalkTest : public ::testing::Test {
 
   tests::PrivateRepository repository_;
   vxmw_t* mw_ = vxmw_init("change_walk_test");
+  zlog_category_t* category_ = nullptr;
   WalkHandler handler_;
 };
 
@@ -347,6 +344,69 @@ TEST_F(OtherModelWalkTest, ReportsAllKeysOfAnEntry) {
                   { "left": "a", "right": 2, "note": "n" } ] } })"),
       ElementsAre("start", "created /walk/pair{a 2}", "set /walk/pair{a 2}/left new=a",
                   "set /walk/pair{a 2}/right new=2", "set /walk/pair{a 2}/note new=n", "apply"));
+}
+
+// Types that the read API has no value for. Each change is left out with one line that names it.
+class UnreadableChangeTest : public ChangeWalkTest {
+ protected:
+  UnreadableChangeTest() {
+    vxmw_trace_init(mw_, "change_walk_test");
+    category_ = vxmw_trace_register_category("change_walk_test");
+    repository_.InstallModel("odd", R"(module odd { yang-version 1.1; namespace "urn:test:odd";
+        prefix o; identity base; identity one { base base; }
+        container odd {
+          leaf i8 { type int8; } leaf i16 { type int16; } leaf i64 { type int64; }
+          leaf u8 { type uint8; } leaf u16 { type uint16; } leaf u64 { type uint64; }
+          leaf fraction { type decimal64 { fraction-digits 2; } }
+          leaf either { type union { type int32; type string; } }
+          leaf flags { type bits { bit a; bit b; } }
+          leaf kind { type identityref { base base; } }
+          leaf nothing { type empty; }
+          leaf-list word { type string; }
+          list slot { key "number"; leaf number { type uint16; } leaf note { type string; } }
+          leaf plain { type string; } } })");
+  }
+
+  // What standard error gets of a commit.
+  std::string Log(const std::string& json) {
+    testing::internal::CaptureStderr();
+    Commit(json);
+    return testing::internal::GetCapturedStderr();
+  }
+};
+
+constexpr char kAllTypes[] = R"({ "odd:odd": { "i8": 1, "i16": 2, "i64": "3", "u8": 4, "u16": 5,
+    "u64": "6", "fraction": "7.5", "either": "e", "flags": "a", "kind": "odd:one",
+    "nothing": [null], "word": [ "w" ], "plain": "p" } })";
+
+TEST_F(UnreadableChangeTest, EveryOtherChangeOfTheCommitIsReported) {
+  EXPECT_THAT(Commit("/odd", kAllTypes), ElementsAre("start", "set /odd/plain new=p", "apply"));
+}
+
+TEST_F(UnreadableChangeTest, EachIsNamedInOneLine) {
+  handler_.Watch("/odd");
+  const std::string log = Log(kAllTypes);
+  for (const char* name : {"i8", "i16", "i64", "u8", "u16", "u64", "fraction", "either", "flags",
+                           "kind", "nothing", "word[.='w']"}) {
+    EXPECT_THAT(log, HasSubstr("the change of /odd:odd/" + std::string(name) + " is skipped"));
+  }
+  EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 12) << log;
+}
+
+TEST_F(UnreadableChangeTest, AnEntryWithSuchAKeyIsLeftOutWithAllThatIsInIt) {
+  handler_.Watch("/odd");
+  const std::string log =
+      Log(R"({ "odd:odd": { "slot": [ { "number": 7, "note": "n" } ], "plain": "p" } })");
+  EXPECT_THAT(handler_.lines, ElementsAre("start", "set /odd/plain new=p", "apply"));
+  EXPECT_THAT(log, HasSubstr("the change of /odd:odd/slot[number='7'] is skipped"));
+  EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << log;
+}
+
+TEST_F(UnreadableChangeTest, TheirRemovalIsNamedToo) {
+  handler_.Watch("/odd");
+  Commit(R"({ "odd:odd": { "u64": "6", "word": [ "w" ] } })");
+  const std::string log = Log(R"({ "odd:odd": { )" + Removed("u64", R"("6")") + " } }");
+  EXPECT_THAT(log, HasSubstr("the change of /odd:odd/u64 is skipped"));
 }
 
 }  // namespace

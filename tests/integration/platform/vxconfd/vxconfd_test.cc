@@ -30,7 +30,8 @@ class RecordingHandler : public vxconfd::ConfigHandler {
  public:
   RecordingHandler(std::string name, std::vector<std::string>& events)
       : name_(std::move(name)), events_(events) {
-    points_.push_back({3, 0, "/config/dhcp/relay", ITER_WANT_PREV, {}});
+    points_.push_back(
+        {3, 0, "/config/dhcp/relay", ITER_WANT_PREV, [](auto...) { return ITER_CONTINUE; }});
   }
 
   void ConfdConnected(ELEM_CONFD_PHASE_ET phase) override {
@@ -69,6 +70,11 @@ class VxconfdTest : public ::testing::Test {
         std::make_unique<vxconfd::AppInterface>(mw_, nullptr, "vxconfd_test", ELEM_CONFD_PHASE_2);
     adapter_->AddConfigHandler(&first_);
     adapter_->AddConfigHandler(&second_);
+  }
+
+  // Makes a commit, and serves the loop until it has returned.
+  void Commit(const std::string& json) {
+    EXPECT_TRUE(tests::ServeWhile(mw_, [&] { repository_.Edit(json); }));
   }
 
   int CountRelays() {
@@ -173,7 +179,7 @@ TEST_F(VxconfdTest, ASessionIsOneSnapshotAndHoldsUpNoCommit) {
   repository_.InstallModels();
   adapter_->Init(0);
   const VxConfdCdbSession session(adapter_.get(), CDB_RUNNING, true);
-  repository_.Edit(kR1);
+  Commit(kR1);
   EXPECT_EQ(cdb_num_instances(session.Socket(), "/config/dhcp/relay"), 0);
   EXPECT_EQ(CountRelays(), 1);
 }
@@ -195,7 +201,7 @@ TEST_F(VxconfdTest, SessionsAtOnceHaveSocketsOfTheirOwn) {
   repository_.InstallModels();
   adapter_->Init(0);
   const VxConfdCdbSession before(adapter_.get(), CDB_RUNNING, true);
-  repository_.Edit(kR1);
+  Commit(kR1);
   const VxConfdCdbSession after(adapter_.get(), CDB_RUNNING, true);
   EXPECT_EQ(cdb_num_instances(before.Socket(), "/config/dhcp/relay"), 0);
   EXPECT_EQ(cdb_num_instances(after.Socket(), "/config/dhcp/relay"), 1);

@@ -92,7 +92,15 @@ module shop {
   }
   container stats { config false; leaf uptime { type uint32; } }
   list top { key id; leaf id { type int32; } }
-  container last { leaf word { type string; } }
+  container last {
+    leaf word { type string; }
+    list crate {
+      key name;
+      leaf name { type string; }
+      container inside { list bottle { key label; leaf label { type string; } } }
+      list jar { key label; leaf label { type string; } }
+    }
+  }
 })";
 
 constexpr const char* kExtrasModule = R"(

@@ -1,0 +1,227 @@
+#include "platform/vxconfd/src/commit_tracker.h"
+
+#include <utility>
+
+#include "base/severity.h"
+
+namespace vxconfd {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr milliseconds kCheckInterval{2000};
+// Longer than a committer takes from storing a commit to announcing it.
+constexpr milliseconds kAnnouncementDelay{200};
+// The time spent comparing stays below this share of all time.
+constexpr int kVerificationShare = 20;
+
+}  // namespace
+
+CommitTracker::CommitTracker(vxmw_t* mw, const Log& log, TrackerCalls calls)
+    : mw_(mw), log_(log), calls_(std::move(calls)), timer_(mw, [this] { Check(); }) {}
+
+void CommitTracker::Connect(const WatchedPaths& watched) {
+  try {
+    Subscribe(watched);
+  } catch (const DatastoreError&) {
+    Disconnect();
+    throw;
+  }
+  timer_.Arm(kAnnouncementDelay);
+}
+
+void CommitTracker::Subscribe(const WatchedPaths& watched) {
+  datastore_ = std::make_shared<Datastore>();
+  modules_.clear();
+  for (const char* path : watched.paths) modules_.insert(datastore_->ModuleOf(path));
+  models_id_ = datastore_->models_id();
+  const ContextPtr context = datastore_->CopyInstalledModels();
+  if (modules_.empty()) {
+    mirror_.emplace(std::make_shared<DataTree>(context));
+    return;
+  }
+  // Before the data is read, so that no commit falls between.
+  subscription_ = std::make_unique<Subscription>(
+      mw_, *datastore_, modules_, watched.priority,
+      SubscriptionCalls{.committed = [this](const lyd_node* diff) { OnCommit(diff); },
+                        .missed = [this](bool more_to_come) { OnMissed(more_to_come); },
+                        .failed =
+                            [this](const std::string& reason) {
+                              failure_ = reason;
+                              timer_.Arm(milliseconds(0));
+                            }});
+  missed_ = mirror_.has_value();
+  mirror_.emplace(missed_ ? CarryOver(context) : datastore_->ReadRunning(modules_, context));
+  seen_.clear();
+}
+
+void CommitTracker::Disconnect() {
+  timer_.Disarm();
+  subscription_.reset();
+  shared_.reset();
+  datastore_.reset();
+  failure_.clear();
+  comparing_ = missed_ = suspected_ = false;
+}
+
+void CommitTracker::DeliverMissed() {
+  if (missed_) CatchUp();
+}
+
+void CommitTracker::OnCommit(const lyd_node* diff) {
+  try {
+    FollowModels();
+    if (!comparing_ && ApplyAndDeliver(diff)) return;
+    missed_ = missed_ || !comparing_;
+    CatchUp();
+  } catch (const DatastoreError& error) {
+    comparing_ = true;
+    missed_ = true;
+    log_.Error(error.what());
+  }
+}
+
+bool CommitTracker::ApplyAndDeliver(const lyd_node* diff) {
+  const DataTreePtr changes = CopyData(mirror_->context(), diff);
+  if (!changes || !mirror_->Apply(*changes)) return false;
+  Deliver(changes->first());
+  return true;
+}
+
+void CommitTracker::OnMissed(bool more_to_come) {
+  comparing_ = true;
+  missed_ = true;
+  if (!more_to_come) timer_.Arm(milliseconds(0));
+}
+
+CommitTracker::Fresh CommitTracker::Compare() {
+  Fresh fresh;
+  fresh.modified = datastore_->LastModified(modules_);
+  fresh.data = datastore_->ReadRunning(modules_, mirror_->context());
+  fresh.difference = Difference(mirror_->data(), *fresh.data);
+  return fresh;
+}
+
+void CommitTracker::CatchUp() { Adopt(Compare()); }
+
+void CommitTracker::Adopt(const Fresh& fresh) {
+  comparing_ = true;
+  timer_.Arm(kAnnouncementDelay);
+  seen_ = fresh.modified;
+  suspected_ = false;
+  const bool missed = std::exchange(missed_, false);
+  const lyd_node* const difference = fresh.difference->first();
+  if (difference == nullptr) return;
+  if (missed) ReportMissed(difference);
+  mirror_->Replace(fresh.data);
+  Deliver(difference);
+}
+
+void CommitTracker::ReportMissed(const lyd_node* difference) {
+  const int changes = CountChanges(difference);
+  if (changes == 0) return;
+  const std::string text =
+      "commits were missed; " + std::to_string(changes) + " changes are delivered late";
+  log_.Error(text);
+  vxmw_gen_fault(base::kFaultCritical, __func__, __FILE__, __LINE__, text.c_str());
+}
+
+void CommitTracker::Deliver(const lyd_node* difference) {
+  struct Sharing {
+    explicit Sharing(CommitTracker& tracker) : tracker_(tracker) { tracker_.delivering_ = true; }
+    ~Sharing() {
+      tracker_.delivering_ = false;
+      tracker_.shared_.reset();
+    }
+    CommitTracker& tracker_;
+  };
+  const Sharing sharing(*this);
+  calls_.deliver(difference);
+}
+
+void CommitTracker::Check() {
+  timer_.Arm(kCheckInterval);
+  try {
+    if (const std::string reason = LossReason(); !reason.empty()) {
+      calls_.lost(reason);
+      return;
+    }
+    FollowModels();
+    if (NeedsComparison()) Verify();
+    logged_.clear();
+  } catch (const DatastoreError& error) {
+    comparing_ = true;
+    if (std::exchange(logged_, error.what()) != error.what()) log_.Error(error.what());
+  }
+}
+
+std::string CommitTracker::LossReason() const {
+  if (!failure_.empty()) return failure_;
+  if (datastore_->IsGone()) return "the shared memory of the datastore is gone";
+  if (subscription_ && subscription_->IsGone()) return "the repository of the datastore is gone";
+  return {};
+}
+
+bool CommitTracker::NeedsComparison() {
+  if (!subscription_ || subscription_->HasWaiting()) return false;
+  if (comparing_ || missed_) return true;
+  // Commits that were delivered make a difference here, too: one of them may hide one that was not
+  // announced.
+  return steady_clock::now() >= next_verification_ && datastore_->LastModified(modules_) != seen_;
+}
+
+void CommitTracker::Verify() {
+  const auto start = steady_clock::now();
+  const Fresh fresh = Compare();
+  next_verification_ = start + kVerificationShare * (steady_clock::now() - start);
+  if (fresh.difference->first() == nullptr) {
+    seen_ = fresh.modified;
+    comparing_ = missed_ = suspected_ = false;
+    return;
+  }
+  if (subscription_->HasWaiting()) return;
+  if (!missed_ && !std::exchange(suspected_, true)) {
+    comparing_ = true;
+    timer_.Arm(kAnnouncementDelay);
+    return;
+  }
+  missed_ = true;
+  Adopt(fresh);
+}
+
+void CommitTracker::FollowModels() {
+  const std::uint32_t models_id = datastore_->models_id();
+  if (models_id == models_id_) return;
+  mirror_.emplace(CarryOver(datastore_->CopyInstalledModels()));
+  models_id_ = models_id;
+  comparing_ = true;
+  log_.Trace("the models of the configuration database have changed");
+}
+
+DataTreePtr CommitTracker::CarryOver(const ContextPtr& context) const {
+  DataTreePtr data = CopyData(context, mirror_->data().first());
+  if (!data) data = CopyKnownData(context, mirror_->data().first());
+  if (data) return data;
+  log_.Error("the new models do not allow what was read before; all of it is delivered again");
+  return std::make_shared<DataTree>(context);
+}
+
+std::shared_ptr<confd::Snapshot> CommitTracker::TakeSnapshot(cdb_db_type database) {
+  if (database != CDB_RUNNING) return datastore_->TakeSnapshot(database);
+  if (!delivering_) return TakeRunningSnapshot();
+  if (!shared_) shared_ = TakeRunningSnapshot();
+  return shared_;
+}
+
+std::shared_ptr<confd::Snapshot> CommitTracker::TakeRunningSnapshot() {
+  const auto load = [datastore = datastore_, held = modules_, context = mirror_->context()](
+                        const lys_module* module) -> std::shared_ptr<const lyd_node> {
+    if (held.contains(module->name)) return nullptr;
+    const DataTreePtr data = datastore->ReadRunning({module->name}, context);
+    return {data, data->first()};
+  };
+  return mirror_->TakeSnapshot(load);
+}
+
+}  // namespace vxconfd

@@ -1,0 +1,109 @@
+// Follows the running datastore: every change reaches the handlers once, also the ones that the
+// datastore did not wait for.
+
+#ifndef PLATFORM_VXCONFD_SRC_COMMIT_TRACKER_H_
+#define PLATFORM_VXCONFD_SRC_COMMIT_TRACKER_H_
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <vxmw/event.h>
+
+#include "platform/vxconfd/src/data_tree.h"
+#include "platform/vxconfd/src/datastore.h"
+#include "platform/vxconfd/src/log.h"
+#include "platform/vxconfd/src/mirror.h"
+#include "platform/vxconfd/src/subscription.h"
+
+namespace vxconfd {
+
+// Where to follow the datastore.
+struct WatchedPaths {
+  std::vector<const char*> paths;
+  std::uint32_t priority = 0;
+};
+
+struct TrackerCalls {
+  // A difference of the running data that the mirror has made already.
+  std::function<void(const lyd_node* difference)> deliver;
+  // The datastore is lost. The owner disconnects, and connects again later.
+  std::function<void(const std::string& reason)> lost;
+};
+
+// A commit's own difference is applied to the mirror and delivered. The datastore takes an event
+// back when nobody takes it within the committer's time-out, and a committer that is killed tells
+// nobody; so whenever there is a sign of that, and some seconds after every commit, the running
+// data is read and compared with the mirror, and what differs is delivered in the same way.
+//
+// A fresh copy may hold a commit whose event is still to come. Until a comparison finds nothing
+// new, an event is therefore not applied, but makes the tracker compare again.
+class CommitTracker {
+ public:
+  CommitTracker(vxmw_t* mw, const Log& log, TrackerCalls calls);
+
+  // Throws DatastoreError. The mirror holds the running data from the first time on; later it keeps
+  // what was delivered before the connection was lost, for DeliverMissed.
+  void Connect(const WatchedPaths& watched);
+  void Disconnect();
+
+  // Delivers what changed while there was no connection. Throws DatastoreError.
+  void DeliverMissed();
+
+  // Of the running database: what has been delivered. REQUIRES: connected.
+  std::shared_ptr<confd::Snapshot> TakeSnapshot(cdb_db_type database);
+
+ private:
+  struct Fresh {
+    std::string modified;
+    DataTreePtr data;
+    DataTreePtr difference;  // from the mirror
+  };
+
+  void Subscribe(const WatchedPaths& watched);
+  void OnCommit(const lyd_node* diff);
+  void OnMissed(bool more_to_come);
+  bool ApplyAndDeliver(const lyd_node* diff);
+
+  Fresh Compare();
+  void CatchUp();
+  void Adopt(const Fresh& fresh);
+  void Deliver(const lyd_node* difference);
+  void ReportMissed(const lyd_node* difference);
+
+  void Check();
+  std::string LossReason() const;
+  bool NeedsComparison();
+  void Verify();
+  void FollowModels();
+  DataTreePtr CarryOver(const ContextPtr& context) const;
+  std::shared_ptr<confd::Snapshot> TakeRunningSnapshot();
+
+  vxmw_t* const mw_;
+  const Log& log_;
+  const TrackerCalls calls_;
+  Modules modules_;
+  std::shared_ptr<Datastore> datastore_;
+  std::optional<Mirror> mirror_;
+  std::uint32_t models_id_ = 0;
+  std::unique_ptr<Subscription> subscription_;
+
+  bool comparing_ = false;  // events only make the tracker compare
+  bool missed_ = false;     // there was a sign that the next difference is more than a commit
+  bool suspected_ = false;  // the last comparison found a difference that no event explained
+  std::string seen_;        // LastModified before the last comparison
+  std::string logged_;      // the latest failure, so that it is written once
+  std::string failure_;     // of the subscription
+  std::chrono::steady_clock::time_point next_verification_;
+  bool delivering_ = false;
+  std::shared_ptr<confd::Snapshot> shared_;  // by the sessions of one delivery
+  vxmw::TimerSource timer_;
+};
+
+}  // namespace vxconfd
+
+#endif  // PLATFORM_VXCONFD_SRC_COMMIT_TRACKER_H_
