@@ -25,9 +25,9 @@ constexpr base::RetryDelays kRetryDelays{
 
 constexpr int kSendBuffer = 4 * 1024 * 1024;
 
-// Starts the log with the first line, since a client may be made before the trace service starts.
+// Starts the log with every line, since a client may be made before the trace service is.
 void Log(const std::string& text, const base::SourceLine& where = base::SourceLine::Current()) {
-  [[maybe_unused]] static const bool kStarted = (base::StartLog("dhcp_user"), true);
+  base::StartLog("dhcp_user");
   base::LogError(text, where);
 }
 
@@ -74,7 +74,7 @@ void Client::Connect() {
     retry_.Failed(error.what());
     return;
   }
-  retry_.Succeeded();
+  answered_ = false;
   sender_.Reset(socket_.get());
   watching_for_room_ = false;
   events_ = std::make_unique<vxmw::IoSource>(mw_, socket_.get(), EPOLLIN,
@@ -86,7 +86,8 @@ void Client::Connect() {
 }
 
 void Client::Disconnect(const std::string& reason) {
-  Log(reason);
+  // Else the retry reports it, once.
+  if (answered_) Log(reason);
   events_.reset();
   socket_ = base::Descriptor();
   sender_.Reset(-1);
@@ -122,6 +123,8 @@ void Client::ReceiveAll() {
 void Client::Handle(const wire::ManagerMessage& message) {
   switch (message.body_case()) {
     case wire::ManagerMessage::kDumpRequest:
+      answered_ = true;
+      retry_.Succeeded();
       CancelDump();
       if (connected()) BeginDump(message.dump_request().id());
       break;

@@ -61,6 +61,7 @@ class Client {
   base::Descriptor socket_;
   std::unique_ptr<vxmw::IoSource> events_;
   bool watching_for_room_ = false;
+  bool answered_ = false;  // the manager has asked for a dump on this connection
   base::PacketReader reader_;
   Sender sender_;
   std::optional<std::uint32_t> waiting_dump_;  // waits for the initial phases

@@ -8,9 +8,12 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -157,6 +160,8 @@ class ClientTest : public ::testing::Test {
     manager_->said.clear();
   }
 
+  void HangUpAtOnce(int times);
+
   void DeleteInstance(const std::string& name) {
     client_->Send(tests::Call(wire::DELETE_INSTANCE, name));
   }
@@ -193,6 +198,57 @@ TEST_F(ClientTest, ConnectsAgainAfterALoss) {
   manager_->HangUp();
   ExpectHeard({"hello 1"});
   EXPECT_EQ(manager_->connections, 2);
+}
+
+// Hangs up on every connection that the client makes, `times` in all.
+void ClientTest::HangUpAtOnce(int times) {
+  for (int i = 0; i < times; ++i) {
+    EXPECT_TRUE(tests::RunUntil(mw_, [this] { return manager_->Listen(); }));
+    manager_->said.clear();
+    manager_->HangUp();
+  }
+}
+
+TEST_F(ClientTest, WaitsLongerForAManagerThatClosesEveryConnection) {
+  StartClient();
+  HangUpAtOnce(4);
+  bool waited = false;
+  vxmw::TimerSource shorter(mw_, [&waited] { waited = true; });
+  shorter.Arm(std::chrono::milliseconds(300));  // the client's first delay is 50, its fourth 400
+  EXPECT_TRUE(tests::RunUntil(mw_, [&] { return manager_->Listen() || waited; }));
+  EXPECT_TRUE(waited);
+  EXPECT_EQ(manager_->connections, 4);
+}
+
+TEST_F(ClientTest, ConnectsAgainSoonAfterAManagerThatAnswered) {
+  StartClient();
+  HangUpAtOnce(3);
+  EXPECT_TRUE(tests::RunUntil(mw_, [this] { return manager_->Listen(); }));
+  manager_->RequestDump(1);
+  EXPECT_TRUE(tests::RunUntil(mw_, [this] { return !callbacks_.events.empty(); }));
+  manager_->said.clear();
+  manager_->HangUp();
+  bool waited = false;
+  vxmw::TimerSource longer(mw_, [&waited] { waited = true; });
+  longer.Arm(std::chrono::milliseconds(300));
+  EXPECT_TRUE(tests::RunUntil(mw_, [&] { return manager_->Listen() || waited; }));
+  EXPECT_FALSE(waited);
+}
+
+TEST_F(ClientTest, ReportsAManagerThatClosesEveryConnectionOnce) {
+  const fs::path log = directory_ / "log";
+  const fs::path configuration = directory_ / "zlog.conf";
+  std::ofstream(configuration)
+      << "[levels]\nTRACE = 10\nERR = 12, LOG_ERR\n[formats]\nline = \"%m%n\"\n"
+      << "[rules]\n*.ERR \"" << log.string() << "\"; line\n";
+  setenv("VXMW_TRACE_CONF", configuration.c_str(), 1);
+  vxmw_trace_init(mw_, "client_test");
+  StartClient();
+  HangUpAtOnce(6);
+  Settle();
+  std::ifstream lines(log);
+  const std::string text((std::istreambuf_iterator<char>(lines)), {});
+  EXPECT_EQ(text, "no DHCP manager, trying again: the DHCP manager closed the connection\n");
 }
 
 TEST_F(ClientTest, DropsCallsWhileThereIsNoConnection) {
