@@ -1,12 +1,15 @@
 """The stack as an operator runs it: real datastore, real daemon, real manager."""
 
 import json
+import os
+import shutil
 import signal
 import unittest
+import unittest.mock
 
 from configuration import configuration, interface_list, relay, server_list
 from network import Network
-from paths import YANG
+from paths import BIN, YANG
 from processes import LIMIT, is_running, wait_until
 from stack import Stack
 
@@ -126,6 +129,22 @@ class Down(unittest.TestCase):
         stack.script("down")
         stack.up()
         self.assertEqual(stack.instance_names(), ["r1", "r2"])
+
+    def test_stops_processes_whose_programs_were_replaced(self):
+        stack = Stack(self)
+        programs = stack.directory / "bin"
+        programs.mkdir()
+        for program in ("dhcp-relay-app", "dhcp-manager", "dhcp-relay-stated", "dhcp-relayctl"):
+            shutil.copy(BIN / program, programs)
+        with unittest.mock.patch.dict(os.environ, VX_BIN_DIR=str(programs)):
+            stack.up(config=configuration(relay("r1")))
+            pids = [stack.pid(name) for name in ("daemon", "manager", "state")]
+            for program in programs.iterdir():
+                shutil.copy(program, programs / "new")
+                (programs / "new").rename(program)
+            self.assertEqual(stack.script("status").returncode, 0)
+            self.assertEqual(stack.script("down").returncode, 0)
+        self.assertEqual([pid for pid in pids if is_running(pid)], [])
 
     def test_keeps_the_configuration_when_the_models_have_changed(self):
         stack = Stack(self)
