@@ -24,11 +24,14 @@ struct InterfaceCount {
 };
 
 InterfaceCount CountInterfaces(const RelayState& state, const std::string& instance) {
+  const auto up = Name(control::InterfaceState::kUp);
+  // The interfaces come by instance. (Clang 14 cannot use the subrange of std::ranges::equal_range.)
+  auto interface =
+      std::ranges::lower_bound(state.interfaces, instance, {}, &control::RelayInterface::instance);
   InterfaceCount count;
-  for (const control::RelayInterface& interface : std::ranges::equal_range(
-           state.interfaces, instance, {}, &control::RelayInterface::instance)) {
+  for (; interface != state.interfaces.end() && interface->instance() == instance; ++interface) {
     ++count.all;
-    if (interface.state() == Name(control::InterfaceState::kUp)) ++count.up;
+    if (interface->state() == up) ++count.up;
   }
   return count;
 }

@@ -15,13 +15,13 @@ constexpr milliseconds kMaxDelay{50};
 
 }  // namespace
 
-Relay::Relay(vxmw_t* mw, Sockets sockets, Resync& resync, VrfDevices vrf_devices,
+Relay::Relay(vxmw_t* mw, Sockets sockets, Resync& resync, const VrfDevices& vrf_devices,
              std::optional<base::RateLimit> flood_limit)
     : resync_(resync),
       sockets_(std::move(sockets)),
       packets_(mw, sockets_, counters_, flood_limit),
       settled_(mw, [this] { Rebuild(); }),
-      links_(mw, std::move(vrf_devices), [this] { ScheduleRebuild(); }) {
+      links_(mw, vrf_devices, [this] { ScheduleRebuild(); }) {
   resync_.OnChange([this](Resync::Change change) {
     // Once the manager reports that it is in sync, the table must be in use.
     if (change == Resync::Change::kDump) {

@@ -23,7 +23,7 @@ class Relay final : public RelayState {
  public:
   // `resync` must outlive the relay, and reports its changes to it. No packet is received before
   // the first dump is complete. Throws std::runtime_error when the kernel's links cannot be read.
-  Relay(vxmw_t* mw, Sockets sockets, Resync& resync, VrfDevices vrf_devices,
+  Relay(vxmw_t* mw, Sockets sockets, Resync& resync, const VrfDevices& vrf_devices,
         std::optional<base::RateLimit> flood_limit);
   ~Relay() override;
   Relay(const Relay&) = delete;

@@ -70,7 +70,8 @@ class ScriptedSocket final : public dhcp_manager::BatchSocket {
  private:
   static void Fill(const Datagram& datagram, mmsghdr& message) {
     const iovec& vector = *message.msg_hdr.msg_iov;
-    std::memcpy(vector.iov_base, datagram.bytes.data(), datagram.bytes.size());
+    std::copy(datagram.bytes.begin(), datagram.bytes.end(),
+              static_cast<std::uint8_t*>(vector.iov_base));
     message.msg_len = static_cast<unsigned>(datagram.bytes.size());
     message.msg_hdr.msg_flags = datagram.truncated ? MSG_TRUNC : 0;
     sockaddr_in from{};
