@@ -129,12 +129,12 @@ void CommitTracker::ReportMissed(const lyd_node* difference) {
 
 void CommitTracker::Deliver(const lyd_node* difference) {
   struct Sharing {
-    explicit Sharing(CommitTracker& tracker) : tracker_(tracker) { tracker_.delivering_ = true; }
+    explicit Sharing(CommitTracker& owner) : tracker(owner) { tracker.delivering_ = true; }
     ~Sharing() {
-      tracker_.delivering_ = false;
-      tracker_.shared_.reset();
+      tracker.delivering_ = false;
+      tracker.shared_.reset();
     }
-    CommitTracker& tracker_;
+    CommitTracker& tracker;
   };
   const Sharing sharing(*this);
   calls_.deliver(difference);

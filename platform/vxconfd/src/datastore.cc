@@ -84,7 +84,7 @@ SessionPtr Datastore::OpenSession() const {
 std::string Datastore::ModuleOf(const char* path) const {
   const Models models(connection_.get());
   const lysc_node* top = FindTopOf(models.context(), path);
-  if (top == nullptr) Check(SR_ERR_NOT_FOUND, std::string("no installed model has ") + path);
+  if (top == nullptr) throw DatastoreError(std::string("no installed model has ") + path);
   return top->module->name;
 }
 
