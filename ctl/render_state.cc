@@ -25,7 +25,7 @@ struct InterfaceCount {
 
 InterfaceCount CountInterfaces(const RelayState& state, const std::string& instance) {
   const auto up = Name(control::InterfaceState::kUp);
-  // The interfaces come by instance. (Clang 14 cannot use the subrange of std::ranges::equal_range.)
+  // The interfaces come by instance. (Clang 14 cannot use the result of std::ranges::equal_range.)
   auto interface =
       std::ranges::lower_bound(state.interfaces, instance, {}, &control::RelayInterface::instance);
   InterfaceCount count;
