@@ -222,7 +222,7 @@ TEST_F(ClientTest, WaitsLongerForAManagerThatClosesEveryConnection) {
 
 TEST_F(ClientTest, ConnectsAgainSoonAfterAManagerThatAnswered) {
   StartClient();
-  HangUpAtOnce(3);
+  HangUpAtOnce(5);
   EXPECT_TRUE(tests::RunUntil(mw_, [this] { return manager_->Listen(); }));
   manager_->RequestDump(1);
   EXPECT_TRUE(tests::RunUntil(mw_, [this] { return !callbacks_.events.empty(); }));
@@ -230,7 +230,7 @@ TEST_F(ClientTest, ConnectsAgainSoonAfterAManagerThatAnswered) {
   manager_->HangUp();
   bool waited = false;
   vxmw::TimerSource longer(mw_, [&waited] { waited = true; });
-  longer.Arm(std::chrono::milliseconds(300));
+  longer.Arm(std::chrono::milliseconds(900));  // the next delay would be 1000
   EXPECT_TRUE(tests::RunUntil(mw_, [&] { return manager_->Listen() || waited; }));
   EXPECT_FALSE(waited);
 }
