@@ -12,12 +12,11 @@
 #include <cstdint>
 
 #include "dhcp_manager/datapath/headers.h"
+#include "dhcp_manager/packet/dhcp_message.h"
 
 namespace dhcp_manager::filter {
 
 inline constexpr std::uint32_t kWholePacket = 0x40000;
-inline constexpr std::uint8_t kBootRequest = 1;
-inline constexpr std::uint8_t kBootReply = 2;
 
 // Offsets into the IPv4 header.
 inline constexpr std::uint32_t kFragmentOffset = 6;
@@ -59,7 +58,7 @@ inline constexpr std::array kClientPackets{
     Load(BPF_H | BPF_IND, kPortOffset),
     Jump(BPF_JEQ, kServerPort, 0, 5),
     Load(BPF_B | BPF_IND, kOperationOffset),
-    Jump(BPF_JEQ, kBootRequest, 0, 3),
+    Jump(BPF_JEQ, message::kRequest, 0, 3),
     Load(BPF_W | BPF_ABS, kPacketType),
     Jump(BPF_JEQ, PACKET_OTHERHOST, 1, 0),
     Return(kWholePacket),
@@ -69,7 +68,7 @@ inline constexpr std::array kClientPackets{
 // For UDP datagrams, from the UDP header on: those with a BOOTREPLY.
 inline constexpr std::array kServerDatagrams{
     Load(BPF_B | BPF_ABS, kOperationOffset),
-    Jump(BPF_JEQ, kBootReply, 0, 1),
+    Jump(BPF_JEQ, message::kReply, 0, 1),
     Return(kWholePacket),
     Return(0),
 };

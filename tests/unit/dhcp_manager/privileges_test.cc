@@ -81,7 +81,7 @@ TEST(FindUserTest, RefusesAUserThatThereIsNot) {
 }
 
 TEST(GiveUpPrivilegesDeathTest, LeavesTheUserWithTwoCapabilities) {
-  if (geteuid() != 0) GTEST_SKIP() << "takes root";
+  ASSERT_EQ(geteuid(), 0U) << "only root has privileges to give up";
   EXPECT_EXIT(
       {
         GiveUpPrivileges(kUser);
@@ -91,7 +91,7 @@ TEST(GiveUpPrivilegesDeathTest, LeavesTheUserWithTwoCapabilities) {
 }
 
 TEST(GiveUpPrivilegesDeathTest, CannotBeUndone) {
-  if (geteuid() != 0) GTEST_SKIP() << "takes root";
+  ASSERT_EQ(geteuid(), 0U) << "only root has privileges to give up";
   EXPECT_EXIT(
       {
         GiveUpPrivileges(kUser);
