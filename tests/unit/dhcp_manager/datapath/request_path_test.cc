@@ -20,7 +20,6 @@ using dhcp_manager::kMaxBatches;
 using dhcp_manager::Outbox;
 using tests::BroadcastRequest;
 using tests::Bytes;
-using tests::Ip;
 using tests::kLink;
 using tests::kRedLink;
 using tests::Request;
