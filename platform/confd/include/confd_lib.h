@@ -36,6 +36,7 @@ enum {
   CONFD_ERR_UNAVAILABLE = 44,
 };
 
+// Programs are built with these numbers: new types go to the end.
 enum confd_vtype {
   C_NOEXISTS = 1,
   C_XMLTAG,
@@ -47,6 +48,12 @@ enum confd_vtype {
   C_ENUM_VALUE,
   C_LIST,
   C_IPV4_AND_PLEN,
+  C_INT8,
+  C_INT16,
+  C_INT64,
+  C_UINT8,
+  C_UINT16,
+  C_UINT64,
 };
 
 struct xml_tag {
@@ -75,8 +82,14 @@ typedef struct confd_value {
   union {
     struct xml_tag xmltag;
     confd_buf_t buf;
+    int8_t i8;
+    int16_t i16;
     int32_t i32;
+    int64_t i64;
+    uint8_t u8;
+    uint16_t u16;
     uint32_t u32;
+    uint64_t u64;
     struct in_addr ip;
     int boolean;
     int32_t enumvalue;
@@ -91,8 +104,14 @@ typedef struct confd_value {
 #define CONFD_GET_XMLTAG_NS(v) (*(assert((v)->type == C_XMLTAG), &(v)->val.xmltag.ns))
 #define CONFD_GET_BUFPTR(v) (*(assert((v)->type == C_BUF), &(v)->val.buf.ptr))
 #define CONFD_GET_BUFSIZE(v) (*(assert((v)->type == C_BUF), &(v)->val.buf.size))
+#define CONFD_GET_INT8(v) (*(assert((v)->type == C_INT8), &(v)->val.i8))
+#define CONFD_GET_INT16(v) (*(assert((v)->type == C_INT16), &(v)->val.i16))
 #define CONFD_GET_INT32(v) (*(assert((v)->type == C_INT32), &(v)->val.i32))
+#define CONFD_GET_INT64(v) (*(assert((v)->type == C_INT64), &(v)->val.i64))
+#define CONFD_GET_UINT8(v) (*(assert((v)->type == C_UINT8), &(v)->val.u8))
+#define CONFD_GET_UINT16(v) (*(assert((v)->type == C_UINT16), &(v)->val.u16))
 #define CONFD_GET_UINT32(v) (*(assert((v)->type == C_UINT32), &(v)->val.u32))
+#define CONFD_GET_UINT64(v) (*(assert((v)->type == C_UINT64), &(v)->val.u64))
 #define CONFD_GET_IPV4(v) (*(assert((v)->type == C_IPV4), &(v)->val.ip))
 #define CONFD_GET_BOOL(v) (*(assert((v)->type == C_BOOL), &(v)->val.boolean))
 #define CONFD_GET_ENUM_VALUE(v) (*(assert((v)->type == C_ENUM_VALUE), &(v)->val.enumvalue))

@@ -38,16 +38,35 @@ std::optional<std::string> ListText(const confd_list& list) {
   return text;
 }
 
+std::optional<std::string> IntegerText(const confd_value_t& value) {
+  switch (value.type) {
+    case C_INT8:
+      return std::to_string(value.val.i8);
+    case C_INT16:
+      return std::to_string(value.val.i16);
+    case C_INT32:
+      return std::to_string(value.val.i32);
+    case C_INT64:
+      return std::to_string(value.val.i64);
+    case C_UINT8:
+      return std::to_string(value.val.u8);
+    case C_UINT16:
+      return std::to_string(value.val.u16);
+    case C_UINT32:
+      return std::to_string(value.val.u32);
+    case C_UINT64:
+      return std::to_string(value.val.u64);
+    default:
+      return std::nullopt;
+  }
+}
+
 std::optional<std::string> ValueText(const confd_value_t& value) {
   switch (value.type) {
     case C_XMLTAG:
       return TagName(value.val.xmltag.tag);
     case C_BUF:
       return std::string(BufferText(value.val.buf));
-    case C_INT32:
-      return std::to_string(value.val.i32);
-    case C_UINT32:
-      return std::to_string(value.val.u32);
     case C_IPV4:
       return AddressText(value.val.ip);
     case C_BOOL:
@@ -58,10 +77,9 @@ std::optional<std::string> ValueText(const confd_value_t& value) {
       return ListText(value.val.list);
     case C_IPV4_AND_PLEN:
       return AddressText(value.val.ipv4prefix.ip) + "/" + std::to_string(value.val.ipv4prefix.len);
-    case C_NOEXISTS:
-      break;
+    default:
+      return IntegerText(value);
   }
-  return std::nullopt;
 }
 
 // Adds the keys of a list entry. False when there are none, or one has no text.

@@ -6,19 +6,17 @@
 #include <array>
 #include <charconv>
 #include <cstdio>
-#include <cstring>
 #include <optional>
 #include <string_view>
 #include <unordered_map>
 
 #include <confd/session.h>
 
+#include "platform/confd/src/extension.h"
 #include "platform/confd/src/hash.h"
 
 namespace confd {
 namespace {
-
-constexpr std::string_view kExtensionModule = "vx-schema";
 
 std::unordered_map<std::uint32_t, std::string>& Names() {
   static std::unordered_map<std::uint32_t, std::string> names;
@@ -39,11 +37,7 @@ std::optional<std::uint32_t> ParseNumber(std::string_view text) {
 std::optional<std::uint32_t> FixedHash(const lysc_ext_instance* extensions, std::string_view name) {
   LY_ARRAY_COUNT_TYPE i = 0;
   LY_ARRAY_FOR(extensions, i) {
-    const lysc_ext_instance& extension = extensions[i];
-    if (extension.argument != nullptr && name == extension.def->name &&
-        kExtensionModule == extension.def->module->name) {
-      return ParseNumber(extension.argument);
-    }
+    if (const char* number = ArgumentOf(extensions[i], name)) return ParseNumber(number);
   }
   return std::nullopt;
 }

@@ -2,7 +2,6 @@
 
 #include <arpa/inet.h>
 #include <libyang/libyang.h>
-#include <libyang/plugins_types.h>
 
 #include <algorithm>
 #include <array>
@@ -22,54 +21,6 @@ namespace confd {
 namespace {
 
 constexpr confd_value_t kNothing = {C_NOEXISTS, {}};
-
-// The standard address types and all that derive from them share the standard types' plugins. The
-// compiled schema keeps no other trace of the typedefs a type came through than the outermost name,
-// which tells apart the types that are plain strings to libyang.
-bool IsIpv4(const lysc_type& type) {
-  const std::string_view plugin = type.plugin->id != nullptr ? type.plugin->id : "";
-  if (plugin.find("- ipv4-address,") != std::string_view::npos) return true;
-  if (plugin.find("- ipv4-address-no-zone,") != std::string_view::npos) return true;
-  const std::string_view name = type.name != nullptr ? type.name : "";
-  return name == "ipv4-address" || name == "ipv4-address-no-zone" || name == "server-address";
-}
-
-bool IsIpv4AndPlen(const lysc_type& type) {
-  return type.name != nullptr && std::string_view(type.name) == "ipv4-address-and-prefix-length";
-}
-
-ValueKind KindOfString(const lysc_type& type) {
-  if (IsIpv4AndPlen(type)) return ValueKind::kIpv4AndPlen;
-  if (IsIpv4(type)) return ValueKind::kIpv4;
-  return ValueKind::kString;
-}
-
-ValueKind KindOfType(const lysc_type& type) {
-  switch (type.basetype) {
-    case LY_TYPE_STRING:
-      return KindOfString(type);
-    case LY_TYPE_INT32:
-      return ValueKind::kInt32;
-    case LY_TYPE_UINT32:
-      return ValueKind::kUint32;
-    case LY_TYPE_BOOL:
-      return ValueKind::kBool;
-    case LY_TYPE_ENUM:
-      return ValueKind::kEnum;
-    default:
-      return ValueKind::kUnsupported;
-  }
-}
-
-const lysc_type& RealType(const lysc_node* leaf) {
-  const lysc_type* type = leaf->nodetype == LYS_LEAF
-                              ? reinterpret_cast<const lysc_node_leaf*>(leaf)->type
-                              : reinterpret_cast<const lysc_node_leaflist*>(leaf)->type;
-  while (type->basetype == LY_TYPE_LEAFREF) {
-    type = reinterpret_cast<const lysc_type_leafref*>(type)->realtype;
-  }
-  return *type;
-}
 
 // What stands in front of a string's bytes, so that values can share them.
 struct Header {
@@ -124,13 +75,62 @@ bool MakeIpv4AndPlen(std::string_view text, confd_value_t* value) {
   return true;
 }
 
+// `member` is the one of `*value` that holds a number of this type.
 template <typename Integer>
 bool MakeNumber(std::optional<Integer> number, confd_vtype type, Integer& member,
                 confd_value_t* value) {
   if (!number) return false;
-  value->type = type;
+  *value = {type, {}};
   member = *number;
   return true;
+}
+
+bool MakeInteger(ValueKind kind, std::string_view text, confd_value_t* value) {
+  auto& val = value->val;
+  switch (kind) {
+    case ValueKind::kInt8:
+      return MakeNumber(ParseInteger<std::int8_t>(text), C_INT8, val.i8, value);
+    case ValueKind::kInt16:
+      return MakeNumber(ParseInteger<std::int16_t>(text), C_INT16, val.i16, value);
+    case ValueKind::kInt32:
+      return MakeNumber(ParseInteger<std::int32_t>(text), C_INT32, val.i32, value);
+    case ValueKind::kInt64:
+      return MakeNumber(ParseInteger<std::int64_t>(text), C_INT64, val.i64, value);
+    case ValueKind::kUint8:
+      return MakeNumber(ParseInteger<std::uint8_t>(text), C_UINT8, val.u8, value);
+    case ValueKind::kUint16:
+      return MakeNumber(ParseInteger<std::uint16_t>(text), C_UINT16, val.u16, value);
+    case ValueKind::kUint32:
+      return MakeNumber(ParseInteger<std::uint32_t>(text), C_UINT32, val.u32, value);
+    case ValueKind::kUint64:
+      return MakeNumber(ParseInteger<std::uint64_t>(text), C_UINT64, val.u64, value);
+    default:
+      return false;
+  }
+}
+
+bool CopyInteger(ValueKind kind, const lyd_value& from, confd_value_t* value) {
+  auto& val = value->val;
+  switch (kind) {
+    case ValueKind::kInt8:
+      return MakeNumber(std::optional(from.int8), C_INT8, val.i8, value);
+    case ValueKind::kInt16:
+      return MakeNumber(std::optional(from.int16), C_INT16, val.i16, value);
+    case ValueKind::kInt32:
+      return MakeNumber(std::optional(from.int32), C_INT32, val.i32, value);
+    case ValueKind::kInt64:
+      return MakeNumber(std::optional(from.int64), C_INT64, val.i64, value);
+    case ValueKind::kUint8:
+      return MakeNumber(std::optional(from.uint8), C_UINT8, val.u8, value);
+    case ValueKind::kUint16:
+      return MakeNumber(std::optional(from.uint16), C_UINT16, val.u16, value);
+    case ValueKind::kUint32:
+      return MakeNumber(std::optional(from.uint32), C_UINT32, val.u32, value);
+    case ValueKind::kUint64:
+      return MakeNumber(std::optional(from.uint64), C_UINT64, val.u64, value);
+    default:
+      return false;
+  }
 }
 
 bool MakeBool(std::string_view text, confd_value_t* value) {
@@ -157,10 +157,6 @@ bool MakeFromText(const lysc_type& type, ValueKind kind, const char* text, confd
     case ValueKind::kString:
       *value = MakeString(text);
       return true;
-    case ValueKind::kInt32:
-      return MakeNumber(ParseInteger<std::int32_t>(text), C_INT32, value->val.i32, value);
-    case ValueKind::kUint32:
-      return MakeNumber(ParseInteger<std::uint32_t>(text), C_UINT32, value->val.u32, value);
     case ValueKind::kBool:
       return MakeBool(text, value);
     case ValueKind::kEnum:
@@ -169,10 +165,9 @@ bool MakeFromText(const lysc_type& type, ValueKind kind, const char* text, confd
       return MakeIpv4(text, value);
     case ValueKind::kIpv4AndPlen:
       return MakeIpv4AndPlen(text, value);
-    case ValueKind::kUnsupported:
-      break;
+    default:
+      return MakeInteger(kind, text, value);
   }
-  return false;
 }
 
 std::string PathOf(const lysc_node* node) {
@@ -183,19 +178,9 @@ std::string PathOf(const lysc_node* node) {
 
 }  // namespace
 
-ValueKind KindOf(const lysc_node* leaf) { return KindOfType(RealType(leaf)); }
-
 bool ToConfdValue(const ly_ctx* context, const lyd_value& from, ValueKind kind,
                   confd_value_t* value) {
   switch (kind) {
-    case ValueKind::kInt32:
-      *value = {C_INT32, {}};
-      value->val.i32 = from.int32;
-      return true;
-    case ValueKind::kUint32:
-      *value = {C_UINT32, {}};
-      value->val.u32 = from.uint32;
-      return true;
     case ValueKind::kBool:
       *value = {C_BOOL, {}};
       value->val.boolean = from.boolean;
@@ -204,8 +189,12 @@ bool ToConfdValue(const ly_ctx* context, const lyd_value& from, ValueKind kind,
       *value = {C_ENUM_VALUE, {}};
       value->val.enumvalue = from.enum_item->value;
       return true;
-    default:
+    case ValueKind::kString:
+    case ValueKind::kIpv4:
+    case ValueKind::kIpv4AndPlen:
       return MakeFromText(*from.realtype, kind, lyd_value_get_canonical(context, &from), value);
+    default:
+      return CopyInteger(kind, from, value);
   }
 }
 

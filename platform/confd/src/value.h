@@ -9,28 +9,13 @@
 
 #include <confd_lib.h>
 
+#include "platform/confd/src/value_kind.h"
+
 struct ly_ctx;
 struct lyd_node;
 struct lyd_value;
-struct lysc_node;
-struct lysc_type;
 
 namespace confd {
-
-// What a leaf's type becomes.
-enum class ValueKind {
-  kUnsupported,
-  kString,
-  kInt32,
-  kUint32,
-  kBool,
-  kEnum,
-  kIpv4,
-  kIpv4AndPlen,
-};
-
-// The kind of a leaf or leaf-list. A reference has the kind of what it refers to.
-ValueKind KindOf(const lysc_node* leaf);
 
 // Fills `*value`; whatever it owns is for confd_free_value. False, with `*value` untouched and no
 // error set, when the text is none of this kind.

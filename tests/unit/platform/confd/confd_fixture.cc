@@ -14,6 +14,7 @@ module vx-schema {
   prefix vxs;
   extension tag-hash { argument value; }
   extension ns-hash { argument value; }
+  extension value-type { argument name; }
 })";
 
 constexpr const char* kShopModule = R"(
@@ -26,8 +27,18 @@ module shop {
   vxs:ns-hash "0x01020304";
 
   typedef derived-address { type inet:ipv4-address-no-zone; }
+  typedef host { type string { vxs:value-type "ipv4-address"; } }
+  typedef near-host { type host { length "1..15"; } }
+  typedef near-host-again { type near-host; }
+  typedef place { type string { vxs:value-type "ipv4-address-and-prefix-length"; } }
+  typedef place-of-host { type host { vxs:value-type "ipv4-address-and-prefix-length"; } }
+  typedef strange { type string { vxs:value-type "colour"; } }
   typedef server-address { type string; }
+  typedef ipv4-address { type string; }
   typedef ipv4-address-and-prefix-length { type string; }
+
+  identity fruit;
+  identity apple { base fruit; }
 
   container config {
     leaf-list colour { type string; }
@@ -75,20 +86,39 @@ module shop {
       leaf address { type inet:ipv4-address; }
       leaf no-zone { type inet:ipv4-address-no-zone; }
       leaf derived { type derived-address; }
-      leaf server { type server-address; }
-      leaf prefix { type ipv4-address-and-prefix-length; }
+      leaf server { type host; }
+      leaf prefix { type place; }
       leaf standard-prefix { type inet:ipv4-prefix; }
       leaf reference { type leafref { path "../../item/name"; } }
       leaf number-reference { type leafref { path "../../item/number"; } }
       leaf decimal { type decimal64 { fraction-digits 2; } }
       leaf either { type union { type int32; type string; } }
-      leaf wide { type uint64; }
-      leaf small { type uint8; }
+      leaf flags { type bits { bit red; } }
+      leaf fruit { type identityref { base fruit; } }
       leaf nothing { type empty; }
-      leaf-list server-list { type server-address; }
+      leaf-list server-list { type host; }
     }
     list log { config false; leaf line { type string; } }
     anydata blob;
+  }
+  container numbers {
+    leaf i8 { type int8; }
+    leaf i16 { type int16; }
+    leaf i64 { type int64; }
+    leaf u8 { type uint8; }
+    leaf u16 { type uint16; }
+    leaf u64 { type uint64; }
+  }
+  container hosts {
+    leaf near { type near-host; }
+    leaf near-and-short { type near-host-again { length "1..12"; } }
+    leaf own { type string { vxs:value-type "ipv4-address"; } }
+    leaf host-reference { type leafref { path "../near"; } }
+    leaf place-of-host { type place-of-host; }
+    leaf strange { type strange; }
+    leaf named-server { type server-address; }
+    leaf named-address { type ipv4-address; }
+    leaf named-prefix { type ipv4-address-and-prefix-length; }
   }
   container stats { config false; leaf uptime { type uint32; } }
   list top { key id; leaf id { type int32; } }

@@ -1,7 +1,9 @@
 #include <gmock/gmock.h>
 
+#include <cstdint>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "tests/unit/platform/confd/confd_fixture.h"
 
@@ -145,6 +147,45 @@ TEST_P(ConfdRead, ReadsEveryTypeItKnows) {
   }
 }
 
+TEST_P(ConfdRead, ReadsIntegersOfEveryWidth) {
+  OpenEither(R"({"shop:numbers": {"i8": -128, "i16": -32768, "i64": "-9223372036854775808",
+    "u8": 255, "u16": 65535, "u64": "18446744073709551615"}})");
+  const auto get = [this](const char* leaf, confd_vtype type) {
+    confd_value_t value = {C_NOEXISTS, {}};
+    EXPECT_EQ(cdb_get(sock_, &value, "/numbers/%s", leaf), CONFD_OK) << confd_lasterr();
+    EXPECT_EQ(value.type, type) << leaf;
+    return value.val;
+  };
+  EXPECT_EQ(get("i8", C_INT8).i8, INT8_MIN);
+  EXPECT_EQ(get("i16", C_INT16).i16, INT16_MIN);
+  EXPECT_EQ(get("i64", C_INT64).i64, INT64_MIN);
+  EXPECT_EQ(get("u8", C_UINT8).u8, UINT8_MAX);
+  EXPECT_EQ(get("u16", C_UINT16).u16, UINT16_MAX);
+  EXPECT_EQ(get("u64", C_UINT64).u64, UINT64_MAX);
+}
+
+TEST_P(ConfdRead, KnowsTypesByTheExtensionThatTheyOrTheirOriginsCarry) {
+  OpenEither(R"({"shop:hosts": {"near": "10.0.0.1", "near-and-short": "10.0.0.2",
+    "own": "10.0.0.3", "host-reference": "10.0.0.1", "place-of-host": "10.0.0.4/8"}})");
+  for (const auto& [leaf, type] :
+       {std::pair("near", C_IPV4), std::pair("near-and-short", C_IPV4), std::pair("own", C_IPV4),
+        std::pair("host-reference", C_IPV4), std::pair("place-of-host", C_IPV4_AND_PLEN)}) {
+    OwnedValue value;
+    ASSERT_EQ(cdb_get(sock_, value.get(), "/hosts/%s", leaf), CONFD_OK) << confd_lasterr();
+    EXPECT_EQ(value->type, type) << leaf;
+  }
+}
+
+TEST_P(ConfdRead, DoesNotKnowTypesByTheirNames) {
+  OpenEither(R"({"shop:hosts": {"named-server": "10.0.0.1", "named-address": "10.0.0.2",
+    "named-prefix": "10.0.0.3/8"}})");
+  for (const char* leaf : {"named-server", "named-address", "named-prefix"}) {
+    OwnedValue value;
+    ASSERT_EQ(cdb_get(sock_, value.get(), "/hosts/%s", leaf), CONFD_OK) << confd_lasterr();
+    EXPECT_EQ(value->type, C_BUF) << leaf;
+  }
+}
+
 TEST_P(ConfdRead, EndsStringsWithANulThatTheSizeLeavesOut) {
   OpenEither(R"({"shop:config": {"name": "häuser", "colour": [""]}})");
   OwnedValue value;
@@ -162,11 +203,18 @@ TEST_P(ConfdRead, KeepsTheOrderOfALeafList) {
 }
 
 TEST_P(ConfdRead, RefusesTypesThatHaveNoValue) {
-  OpenEither(R"({"shop:config": {"types": {"decimal": "1.5", "either": 4, "wide": "5", "small": 6,
-                 "nothing": [null]}}})");
-  for (const std::string leaf : {"decimal", "either", "wide", "small", "nothing"}) {
+  OpenEither(R"({"shop:config": {"types": {"decimal": "1.5", "either": 4, "flags": "red",
+                 "fruit": "apple", "nothing": [null]}}})");
+  for (const std::string leaf : {"decimal", "either", "flags", "fruit", "nothing"}) {
     ExpectUnreadable(leaf, "the type of '", "' cannot be read");
   }
+}
+
+TEST_P(ConfdRead, RefusesATypeWhoseValueIsOneItDoesNotKnow) {
+  OpenEither(R"({"shop:hosts": {"strange": "red"}})");
+  OwnedValue value;
+  ExpectFailure(cdb_get(sock_, value.get(), "/hosts/strange"), CONFD_ERR_BADTYPE,
+                "/hosts/strange: the type of 'strange' cannot be read");
 }
 
 TEST_P(ConfdRead, RefusesTextsThatAreNoAddresses) {

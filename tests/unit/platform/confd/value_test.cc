@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <cstdint>
 #include <string>
 
 #include "tests/unit/platform/confd/confd_fixture.h"
@@ -44,6 +45,12 @@ TEST_F(ConfdValue, ConvertsCanonicalTexts) {
            Case{"/shop:config/name", "", C_BUF, ""},
            Case{"/shop:config/item/number", "-2147483648", C_INT32, "-2147483648"},
            Case{"/shop:config/item/count", "4294967295", C_UINT32, "4294967295"},
+           Case{"/shop:numbers/i8", "-128", C_INT8, "-128"},
+           Case{"/shop:numbers/i16", "-32768", C_INT16, "-32768"},
+           Case{"/shop:numbers/i64", "-9223372036854775808", C_INT64, "-9223372036854775808"},
+           Case{"/shop:numbers/u8", "255", C_UINT8, "255"},
+           Case{"/shop:numbers/u16", "65535", C_UINT16, "65535"},
+           Case{"/shop:numbers/u64", "18446744073709551615", C_UINT64, "18446744073709551615"},
            Case{"/shop:config/item/flag", "true", C_BOOL, "true"},
            Case{"/shop:config/item/flag", "false", C_BOOL, "false"},
            Case{"/shop:config/item/mode", "swap", C_ENUM_VALUE, "enum<7>"},
@@ -64,6 +71,10 @@ TEST_F(ConfdValue, RefusesTextsOfNoValue) {
   ExpectRefused("/shop:config/item/number", "1x");
   ExpectRefused("/shop:config/item/number", "");
   ExpectRefused("/shop:config/item/count", "-1");
+  ExpectRefused("/shop:numbers/i8", "128");
+  ExpectRefused("/shop:numbers/u8", "256");
+  ExpectRefused("/shop:numbers/u16", "-1");
+  ExpectRefused("/shop:numbers/u64", "18446744073709551616");
   ExpectRefused("/shop:config/item/flag", "yes");
   ExpectRefused("/shop:config/item/mode", "lift");
   ExpectRefused("/shop:config/types/server", "1.2.3");
@@ -110,6 +121,27 @@ TEST(ConfdValueAccess, GivesTheMembersOfEachType) {
   data[0].type = C_UINT32;
   data[0].val.u32 = 12;
   EXPECT_EQ(CONFD_GET_UINT32(&data[0]), 12U);
+}
+
+TEST(ConfdValueAccess, GivesIntegersOfEveryWidth) {
+  confd_value_t value = {C_INT8, {}};
+  CONFD_GET_INT8(&value) = INT8_MIN;
+  EXPECT_EQ(value.val.i8, INT8_MIN);
+  value = {C_INT16, {}};
+  CONFD_GET_INT16(&value) = INT16_MIN;
+  EXPECT_EQ(value.val.i16, INT16_MIN);
+  value = {C_INT64, {}};
+  CONFD_GET_INT64(&value) = INT64_MIN;
+  EXPECT_EQ(value.val.i64, INT64_MIN);
+  value = {C_UINT8, {}};
+  CONFD_GET_UINT8(&value) = UINT8_MAX;
+  EXPECT_EQ(value.val.u8, UINT8_MAX);
+  value = {C_UINT16, {}};
+  CONFD_GET_UINT16(&value) = UINT16_MAX;
+  EXPECT_EQ(value.val.u16, UINT16_MAX);
+  value = {C_UINT64, {}};
+  CONFD_GET_UINT64(&value) = UINT64_MAX;
+  EXPECT_EQ(value.val.u64, UINT64_MAX);
 }
 
 TEST(ConfdValueAccessDeathTest, EndsTheProcessNamingTheExpression) {
