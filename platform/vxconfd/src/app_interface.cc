@@ -8,6 +8,7 @@
 
 #include "base/service/retry.h"
 #include "base/severity.h"
+#include "platform/vxconfd/src/access.h"
 #include "platform/vxconfd/src/commit_tracker.h"
 #include "platform/vxconfd/src/delivery.h"
 #include "platform/vxconfd/src/log.h"
@@ -36,10 +37,7 @@ class AppInterface::Impl {
             TrackerCalls{.deliver = [this](const lyd_node* changes) { delivery_.Deliver(changes); },
                          .lost = [this](const std::string& reason) { Lose(reason); }})),
         retry_(
-            mw, kRetryDelays,
-            [this](const std::string& reason) {
-              log_.Error("waiting for the configuration database: " + reason);
-            },
+            mw, kRetryDelays, [this](const std::string& reason) { ReportWaiting(reason); },
             [this] { Connect(); }) {}
 
   void AddHandler(ConfigHandler* handler) { delivery_.Add(handler); }
@@ -49,9 +47,11 @@ class AppInterface::Impl {
     try {
       tracker_->Connect(delivery_.watched());
     } catch (const DatastoreError& error) {
+      denied_ = dynamic_cast<const AccessDenied*>(&error) != nullptr;
       retry_.Failed(error.what());
       return;
     }
+    denied_ = false;
     retry_.Succeeded();
     RunPhases();
   }
@@ -77,6 +77,14 @@ class AppInterface::Impl {
     vxmw::SetConfigReady(mw_, true);
   }
 
+  // A datastore that is not there yet may come; rights that are missing are for somebody to give.
+  void ReportWaiting(const std::string& reason) {
+    const std::string text = "waiting for the configuration database: " + reason;
+    log_.Error(text);
+    if (!denied_) return;
+    vxmw_gen_fault(base::kFaultCritical, __func__, __FILE__, __LINE__, text.c_str());
+  }
+
   void Lose(const std::string& reason) {
     const std::string text = "connection to the configuration database lost: " + reason;
     log_.Error(text);
@@ -95,6 +103,7 @@ class AppInterface::Impl {
   const Log log_;
   Delivery delivery_;
   const std::shared_ptr<CommitTracker> tracker_;
+  bool denied_ = false;  // the latest attempt to connect failed for want of rights
   base::Retry retry_;
 };
 

@@ -41,6 +41,7 @@ void CommitTracker::Subscribe(const WatchedPaths& watched) {
     mirror_.emplace(std::make_shared<DataTree>(context));
     return;
   }
+  datastore_->RequireAccessToFollow(modules_);
   // Before the data is read, so that no commit falls between.
   subscription_ = std::make_unique<Subscription>(
       mw_, *datastore_, modules_, watched.priority,

@@ -6,11 +6,15 @@
 #include <filesystem>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "platform/vxconfd/src/schema_path.h"
 
 namespace vxconfd {
 namespace {
+
+// Says when data was changed last, in the operational datastore.
+constexpr const char* kMonitoringModule = "sysrepo-monitoring";
 
 sr_datastore_t ToSysrepo(cdb_db_type database) {
   switch (database) {
@@ -67,6 +71,13 @@ std::string Union(const Modules& modules) {
   return xpath;
 }
 
+void RequireReadable(sr_conn_ctx_t* connection, const Modules& modules) {
+  const Models installed(connection);
+  std::vector<Access> needed;
+  for (const std::string& module : modules) needed.push_back({.module = module});
+  RequireAccess(connection, needed);
+}
+
 const lyd_node* TreeOf(const DataPtr& data) { return data ? data->tree : nullptr; }
 
 }  // namespace
@@ -88,6 +99,13 @@ std::string Datastore::ModuleOf(const char* path) const {
   return top->module->name;
 }
 
+void Datastore::RequireAccessToFollow(const Modules& modules) const {
+  const Models models(connection_.get());
+  auto needed = AccessToFollow(models.context(), modules);
+  needed.push_back({.module = kMonitoringModule, .datastore = SR_DS_OPERATIONAL});
+  RequireAccess(connection_.get(), needed);
+}
+
 ContextPtr Datastore::CopyInstalledModels() const {
   return CopyModels(Models(connection_.get()).context());
 }
@@ -103,6 +121,7 @@ DataPtr Datastore::Read(sr_datastore_t database, const std::string& xpath,
 }
 
 DataTreePtr Datastore::ReadRunning(const Modules& modules, const ContextPtr& context) {
+  RequireReadable(connection_.get(), modules);
   const DataPtr data = Read(SR_DS_RUNNING, Union(modules), SR_GET_NO_FILTER);
   DataTreePtr copy = CopyData(context, TreeOf(data));
   if (!copy) throw DatastoreError("cannot read the datastore: its models have changed");
@@ -112,8 +131,8 @@ DataTreePtr Datastore::ReadRunning(const Modules& modules, const ContextPtr& con
 std::string Datastore::LastModified(const Modules& modules) {
   std::string times;
   for (const std::string& module : modules) {
-    const std::string path = "/sysrepo-monitoring:sysrepo-state/module[name='" + module +
-                             "']/datastore[name='ietf-datastores:running']/last-modified";
+    const std::string path = "/" + std::string(kMonitoringModule) + ":sysrepo-state/module[name='" +
+                             module + "']/datastore[name='ietf-datastores:running']/last-modified";
     const DataPtr data = Read(SR_DS_OPERATIONAL, path, 0);
     lyd_node* leaf = nullptr;
     if (data) lyd_find_path(data->tree, path.c_str(), 0, &leaf);

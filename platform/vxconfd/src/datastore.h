@@ -8,12 +8,12 @@
 
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 
 #include <confd/session.h>
 #include <confd_cdb.h>
 
+#include "platform/vxconfd/src/access.h"
 #include "platform/vxconfd/src/data_tree.h"
 #include "platform/vxconfd/src/datastore_error.h"
 
@@ -32,8 +32,6 @@ using ConnectionPtr = std::unique_ptr<sr_conn_ctx_t, ConnectionDeleter>;
 using SessionPtr = std::unique_ptr<sr_session_ctx_t, SessionDeleter>;
 using DataPtr = std::unique_ptr<sr_data_t, DataDeleter>;
 
-using Modules = std::set<std::string>;
-
 // Used by one thread. Throws DatastoreError.
 class Datastore : public std::enable_shared_from_this<Datastore> {
  public:
@@ -44,6 +42,9 @@ class Datastore : public std::enable_shared_from_this<Datastore> {
   // models do not know the path.
   std::string ModuleOf(const char* path) const;
 
+  // Throws AccessDenied unless the account may follow the modules' running data.
+  void RequireAccessToFollow(const Modules& modules) const;
+
   // For a user of its own: a session is never used by two at once.
   SessionPtr OpenSession() const;
 
@@ -53,7 +54,8 @@ class Datastore : public std::enable_shared_from_this<Datastore> {
   // Changes whenever the installed models do.
   std::uint32_t models_id() const { return sr_get_content_id(connection_.get()); }
 
-  // The running data of some modules, in a context that CopyInstalledModels made.
+  // The running data of some modules, in a context that CopyInstalledModels made. Throws
+  // AccessDenied when the account may not read one of them.
   DataTreePtr ReadRunning(const Modules& modules, const ContextPtr& context);
 
   // When the running data of the modules was changed last, in a text to compare with another.
