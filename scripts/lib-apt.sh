@@ -33,27 +33,46 @@ has_upstream() {
 
 # Some packages bring servers that the tests start by hand; none is to start by itself meanwhile.
 POLICY=/usr/sbin/policy-rc.d
-POLICY_IS_OURS=no
+POLICY_MARK="# Written by the set-up of dhcp-relay-app."
 
-forbid_services() {
-  [[ ! -e $POLICY ]] || return 0
-  POLICY_IS_OURS=yes
-  printf '#!/bin/sh\nexit 101\n' >"$POLICY"
+# write_policy <process>: forbids to start services for as long as that process lives. What ends the set-up may keep it
+# from removing the file, which then forbids nothing. Somebody else's policy is left alone.
+write_policy() {
+  local start
+  [[ ! -e $POLICY ]] || grep -qF "$POLICY_MARK" "$POLICY" || return 0
+  start="$(sed 's/.*) //' "/proc/$1/stat" | cut -d ' ' -f 20)"
+  rm -f "$POLICY"
+  cat >"$POLICY" <<EOF
+#!/bin/sh
+$POLICY_MARK
+# 101: not to be started; 104: as without this file. The process is known by its start time, too.
+set -- \$(sed 's/.*) //' /proc/$1/stat 2>/dev/null)
+[ "\$1" = Z ] || [ "\${20}" != $start ] || exit 101
+exit 104
+EOF
   chmod 755 "$POLICY"
 }
 
-allow_services() {
-  [[ $POLICY_IS_OURS == no ]] || rm -f "$POLICY"
-  POLICY_IS_OURS=no
+# remove_policy: unless a package manager that needs it still runs, such as one whose set-up was killed.
+remove_policy() {
+  local status=0
+  grep -qsF "$POLICY_MARK" "$POLICY" || return 0
+  "$POLICY" || status=$?
+  [[ $status -eq 101 ]] || rm -f "$POLICY" 2>/dev/null || true
 }
+
+# without_services <command>...: no service starts while it runs.
+without_services() (
+  write_policy "$BASHPID"
+  exec "$@"
+)
 
 # apt_install <package or file>...: from the machine's own sources.
 apt_install() {
-  forbid_services
   must apt "installing $*" "check the network and the package sources, then run again" \
-    env DEBIAN_FRONTEND=noninteractive apt-get "${APT_PATIENT[@]}" \
+    without_services env DEBIAN_FRONTEND=noninteractive apt-get "${APT_PATIENT[@]}" \
     install -y --no-install-recommends "$@"
-  allow_services
+  remove_policy
 }
 
 # A source that fails here may be one that nothing is needed from: what matters fails later.
