@@ -73,12 +73,12 @@ fs::path PrivateRepository::Write(const std::string& name, const std::string& te
 }
 
 void PrivateRepository::InstallModels() const {
-  Run(VX_SOURCE_DIR "/scripts/install-models " VX_YANG_DIR);
+  Run(VX_SOURCE_DIR "/scripts/install-models " VX_YANG_DIR " >/dev/null");
 }
 
 void PrivateRepository::InstallModelsWithConfiguration(const std::string& json) const {
   const fs::path file = Write("initial.json", json);
-  Run(VX_SOURCE_DIR "/scripts/install-models " VX_YANG_DIR " " + file.string());
+  Run(VX_SOURCE_DIR "/scripts/install-models " VX_YANG_DIR " " + file.string() + " >/dev/null");
 }
 
 void PrivateRepository::InstallModel(const std::string& name, const std::string& yang) const {
