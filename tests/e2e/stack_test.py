@@ -146,17 +146,6 @@ class Down(unittest.TestCase):
             self.assertEqual(stack.script("down").returncode, 0)
         self.assertEqual([pid for pid in pids if is_running(pid)], [])
 
-    def test_keeps_the_configuration_when_the_models_have_changed(self):
-        stack = Stack(self)
-        stack.up(config=configuration(relay("r1", vrf="red", server=server_list("10.0.0.1")), vrfs={"red": 7}))
-        table = stack.table()
-        self.assertEqual(stack.script("down").returncode, 0)
-        (stack.directory / "models").write_text("what an earlier release had\n")
-        repository = (stack.directory / "sysrepo").stat().st_ino
-        stack.up()
-        self.assertNotEqual((stack.directory / "sysrepo").stat().st_ino, repository)
-        self.assertEqual(stack.table(), table)
-
     def test_daemon_and_manager_end_with_status_0_on_sigterm(self):
         stack = Stack(self)
         stack.up(config=configuration())
