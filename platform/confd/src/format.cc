@@ -31,32 +31,39 @@ bool AppendNumber(PathBuffer& buffer, Integer number, int base) {
 
 class Formatter {
  public:
-  Formatter(std::string_view fmt, PathBuffer& buffer) : fmt_(fmt), buffer_(buffer) {}
+  // A list of its own: what one conversion takes from a list that is handed on, the next would take
+  // again where va_list is a structure.
+  Formatter(std::string_view fmt, va_list args, PathBuffer& buffer) : fmt_(fmt), buffer_(buffer) {
+    va_copy(args_, args);
+  }
+  ~Formatter() { va_end(args_); }
+  Formatter(const Formatter&) = delete;
+  Formatter& operator=(const Formatter&) = delete;
 
-  bool Run(va_list args) {
+  bool Run() {
     std::size_t at = 0;
     while (at < fmt_.size()) {
       const std::size_t percent = std::min(fmt_.find('%', at), fmt_.size());
       if (!buffer_.Append(fmt_.substr(at, percent - at))) return FailTooLong(fmt_);
       if (percent == fmt_.size()) break;
-      if (!Convert(percent + 1 < fmt_.size() ? fmt_[percent + 1] : '\0', args)) return false;
+      if (!Convert(percent + 1 < fmt_.size() ? fmt_[percent + 1] : '\0')) return false;
       at = percent + 2;
     }
     return true;
   }
 
  private:
-  bool Convert(char conversion, va_list args) {
+  bool Convert(char conversion) {
     switch (conversion) {
       case 's':
-        return ConvertString(va_arg(args, const char*));
+        return ConvertString(va_arg(args_, const char*));
       case 'd':
       case 'i':
-        return Fits(AppendNumber(buffer_, va_arg(args, int), 10));
+        return Fits(AppendNumber(buffer_, va_arg(args_, int), 10));
       case 'u':
-        return Fits(AppendNumber(buffer_, va_arg(args, unsigned int), 10));
+        return Fits(AppendNumber(buffer_, va_arg(args_, unsigned int), 10));
       case 'x':
-        return Fits(AppendNumber(buffer_, va_arg(args, unsigned int), 16));
+        return Fits(AppendNumber(buffer_, va_arg(args_, unsigned int), 16));
       case '%':
         return Fits(buffer_.Append("%"));
       default:
@@ -82,6 +89,7 @@ class Formatter {
   }
 
   std::string_view fmt_;
+  va_list args_;
   PathBuffer& buffer_;
 };
 
@@ -104,7 +112,7 @@ bool FormatPath(const char* fmt, va_list args, PathBuffer& buffer, std::string_v
     *path = text;  // nothing to expand, nothing to copy
     return text.size() <= kMaxPathLength || FailTooLong(text);
   }
-  if (!Formatter(text, buffer).Run(args)) return false;
+  if (!Formatter(text, args, buffer).Run()) return false;
   *path = buffer.text();
   return true;
 }

@@ -28,7 +28,8 @@ class PathBuffer {
 
 // Expands `fmt`, in which %s, %d, %i, %u, %x and %% are understood, and sets `*path` to the result,
 // which lives as long as `buffer` and `fmt`. False, with the error set, for any other conversion, a
-// null argument of %s, and a path longer than kMaxPathLength.
+// null argument of %s, and a path longer than kMaxPathLength. Reads a copy of
+// `args`, which stay as they are.
 bool FormatPath(const char* fmt, va_list args, PathBuffer& buffer, std::string_view* path);
 
 }  // namespace confd

@@ -1,7 +1,11 @@
+#include "platform/confd/src/format.h"
+
 #include <gmock/gmock.h>
 
 #include <climits>
+#include <cstdarg>
 #include <string>
+#include <string_view>
 
 #include "tests/unit/platform/confd/confd_fixture.h"
 
@@ -32,6 +36,25 @@ TEST_F(ConfdFormat, ExpandsEveryConversionItKnows) {
   EXPECT_EQ(cdb_exists(sock_, "/config/item{%d%%}", 50), 1);
   EXPECT_EQ(cdb_exists(sock_, "/config/%s{%s %s}", "item", "a", "b"), 1);
   EXPECT_EQ(cdb_exists(sock_, "/config/item{%s}", ""), 0);
+}
+
+std::string ExpandedTwice(const char* fmt, ...) {
+  va_list args;
+  va_start(args, fmt);
+  std::string texts;
+  for (int i = 0; i < 2; ++i) {
+    confd::PathBuffer buffer;
+    std::string_view path;
+    EXPECT_TRUE(confd::FormatPath(fmt, args, buffer, &path));
+    texts += path;
+  }
+  va_end(args);
+  return texts;
+}
+
+// A list that one function reads and another goes on with is not the same on every machine.
+TEST_F(ConfdFormat, LeavesTheArgumentsToTheCaller) {
+  EXPECT_EQ(ExpandedTwice("/%s{%d %s}", "a", 1, "b"), "/a{1 b}/a{1 b}");
 }
 
 TEST_F(ConfdFormat, ExpandsTheExtremesOfInt) {
