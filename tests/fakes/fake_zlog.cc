@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <utility>
 
@@ -9,6 +10,14 @@
 
 namespace fakes {
 namespace {
+
+// As the library, which ignores such a line only while it does not run.
+bool IsIgnored(const zlog_category_t* category) {
+  if (category != nullptr) return false;
+  if (!Zlog::Get().is_running) return true;
+  std::fprintf(stderr, "zlog: a line of a null category\n");
+  std::abort();
+}
 
 std::string Summary(const LogLine& line) {
   return std::to_string(line.level) + " " + line.function + ": " + line.text;
@@ -33,6 +42,7 @@ extern "C" {
 
 void zlog(zlog_category_t* category, const char* file, size_t filelen, const char* func,
           size_t funclen, long line, int level, const char* format, ...) {
+  if (fakes::IsIgnored(category)) return;
   va_list arguments;
   va_start(arguments, format);
   const int length = std::vsnprintf(nullptr, 0, format, arguments);
@@ -52,7 +62,7 @@ int zlog_level_enabled(zlog_category_t* category, int level) {
   fakes::Zlog& log = fakes::Zlog::Get();
   log.asked_levels.push_back(level);
   log.asked_categories.insert(category);
-  return log.IsEnabled(level) ? 1 : 0;
+  return category != nullptr && log.IsEnabled(level) ? 1 : 0;
 }
 
 }  // extern "C"

@@ -27,9 +27,15 @@ std::string BuiltIn() {
          "*.ERR >stderr; line\n";
 }
 
-// Never stopped: categories stay valid, and exit handlers may log, until the process ends.
-enum class State { kOff, kOn };
-State state = State::kOff;
+// Null until the service has started; it is never stopped, so that categories stay valid, and exit
+// handlers may log, until the process ends.
+zlog_category_t* fallback = nullptr;
+
+// zlog refuses a name that is too long.
+zlog_category_t* FallbackCategory(const char* application) {
+  zlog_category_t* category = zlog_get_category(application);
+  return category != nullptr ? category : zlog_get_category("default");
+}
 
 std::string ConfigurationFile() { return TraceConfiguration(VXMW_INSTALLED_TRACE_CONF); }
 
@@ -63,7 +69,7 @@ std::string TraceConfiguration(const std::string& installed) {
 }
 
 void ReloadTrace() {
-  if (state == State::kOff) return;
+  if (fallback == nullptr) return;
   const std::string file = ConfigurationFile();
   const bool done = file.empty() ? zlog_reload_from_string(BuiltIn().c_str()) == 0
                                  : IsUsable(file) && zlog_reload(file.c_str()) == 0;
@@ -74,12 +80,17 @@ void ReloadTrace() {
 
 int vxmw_trace_init(vxmw_t* mw, const char* application) {
   if (mw == nullptr || application == nullptr) return 0;
-  if (vxmw::state == vxmw::State::kOn) return 1;
-  vxmw::state = vxmw::State::kOn;
-  return vxmw::Start(vxmw::ConfigurationFile()) ? 1 : 0;
+  if (vxmw::fallback != nullptr) return 1;
+  const bool is_started = vxmw::Start(vxmw::ConfigurationFile());
+  vxmw::fallback = vxmw::FallbackCategory(application);
+  if (vxmw::fallback != nullptr) return is_started ? 1 : 0;
+  // zlog ignores lines of a null category when it does not run, and crashes on them when it does.
+  zlog_fini();
+  return 0;
 }
 
 zlog_category_t* vxmw_trace_register_category(const char* name) {
-  if (name == nullptr || vxmw::state == vxmw::State::kOff) return nullptr;
-  return zlog_get_category(name);
+  if (vxmw::fallback == nullptr) return nullptr;
+  zlog_category_t* category = name != nullptr ? zlog_get_category(name) : nullptr;
+  return category != nullptr ? category : vxmw::fallback;
 }

@@ -52,10 +52,13 @@ void vxmw_gen_fault(int severity, const char* function, const char* source_path,
 // names, else the installed one, else one built in (level 12 and above to standard error). The
 // levels are TRACE (10) and ERR (12). Returns non-zero; or 0 when `mw` or `application` is null, or
 // when the file cannot be used: standard error then says so, and the one built in takes its place,
-// so that errors are seen. A second call changes nothing.
+// so that errors are seen. Returns 0 with zlog not running when there is no memory for it. A second
+// call changes nothing.
 int vxmw_trace_init(vxmw_t* mw, const char* application);
 
-// The zlog category `name`, valid until the process ends; null when there is none to be had.
+// The zlog category `name`, valid until the process ends; the one of the application where zlog
+// refuses the name (null, or longer than 1,024 bytes). Null only while the trace service does not
+// run: zlog ignores lines of a null category until then, and crashes on them from then on.
 zlog_category_t* vxmw_trace_register_category(const char* name);
 
 #ifdef __cplusplus

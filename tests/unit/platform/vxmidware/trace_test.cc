@@ -1,5 +1,6 @@
 // The trace service starts once in a process, so every test is in a process of its own.
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -15,6 +16,19 @@
 #include <vxmw/vxmw.h>
 
 #include "tests/support/loop.h"
+
+namespace {
+
+bool refuse_categories = false;
+
+}  // namespace
+
+// In the library's place: refuses every name, as when there is no memory left.
+extern "C" zlog_category_t* zlog_get_category(const char* name) {
+  using Call = zlog_category_t* (*)(const char*);
+  static const auto library = reinterpret_cast<Call>(dlsym(RTLD_NEXT, "zlog_get_category"));
+  return refuse_categories ? nullptr : library(name);
+}
 
 namespace {
 
@@ -95,6 +109,42 @@ TEST_F(Trace, WithABrokenFileFailsAndStillWritesErrors) {
   Configure("this is no rule");
   EXPECT_EQ(Start(), 0);
   EXPECT_THAT(Written(kError, "an error"), HasSubstr("an error"));
+}
+
+TEST_F(Trace, GivesTheApplicationsCategoryInThePlaceOfOneThatCannotBe) {
+  ASSERT_NE(Start(), 0);
+  zlog_category_t* const own = vxmw_trace_register_category("vxmw_test");
+  EXPECT_NE(own, category_);
+  EXPECT_EQ(vxmw_trace_register_category(std::string(2000, 'x').c_str()), own);
+  EXPECT_EQ(vxmw_trace_register_category(nullptr), own);
+  refuse_categories = true;
+  category_ = vxmw_trace_register_category("another");
+  EXPECT_EQ(category_, own);
+  EXPECT_THAT(Written(kError, "an error"), HasSubstr("an error"));
+}
+
+TEST_F(Trace, GivesACategoryToAnApplicationWithTooLongAName) {
+  EXPECT_NE(vxmw_trace_init(mw_, std::string(2000, 'x').c_str()), 0);
+  category_ = vxmw_trace_register_category(std::string(2000, 'x').c_str());
+  EXPECT_THAT(Written(kError, "an error"), HasSubstr("an error"));
+}
+
+// The real library would crash on the line if it ran.
+TEST_F(Trace, DoesNotRunWithoutAnyCategory) {
+  refuse_categories = true;
+  EXPECT_EQ(Start(), 0);
+  EXPECT_EQ(category_, nullptr);
+  EXPECT_EQ(Written(kError, "an error"), "");
+  refuse_categories = false;
+  EXPECT_NE(Start(), 0);
+  EXPECT_THAT(Written(kError, "an error"), HasSubstr("an error"));
+}
+
+TEST_F(Trace, ThatRunsEndsTheProcessOnALineOfANullCategory) {
+  ASSERT_NE(Start(), 0);
+  category_ = nullptr;
+  EXPECT_EQ(zlog_level_enabled(category_, kError), 0);
+  EXPECT_DEATH(Written(kError, "an error"), "");
 }
 
 class TraceReload : public Trace {

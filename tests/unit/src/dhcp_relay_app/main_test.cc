@@ -174,6 +174,7 @@ TEST_F(MainTest, WhatWasBuiltIsReleasedWhenTheAdapterCannotBeMade) {
 TEST_F(MainTest, FailedTraceServiceDoesNotStopTheStart) {
   middleware_.trace_init_result = 0;
   middleware_.category_result = nullptr;
+  log_.is_running = false;
   EXPECT_EQ(DhcpRelayAppMain(), 0);
   EXPECT_THAT(Faults(), SizeIs(2));
   EXPECT_EQ(adapter_.category, nullptr);

@@ -111,11 +111,20 @@ TEST_F(LogLineTest, TraceThatIsOffCostsOnlyTheLevelTest) {
   EXPECT_THAT(log_.asked_categories, ElementsAre(fakes::Vxmw::Category()));
 }
 
+// Only the middleware can keep a null category away from zlog.
 TEST_F(LogLineTest, CategoryThatWasNotRegisteredIsPassedOn) {
   Logger::Instance().category = nullptr;
+  EXPECT_DEATH(WriteError(1), "null category");
+}
+
+TEST_F(LogLineTest, IsIgnoredWithoutTheTraceService) {
+  Logger::Instance().category = nullptr;
+  log_.is_running = false;
+  log_.Enable(kTraceLevel);
   WriteError(1);
-  ASSERT_THAT(log_.lines, SizeIs(1));
-  EXPECT_EQ(log_.lines[0].category, nullptr);
+  WriteTrace();
+  EXPECT_THAT(log_.lines, IsEmpty());
+  EXPECT_EQ(evaluations_, 0);
 }
 
 }  // namespace
