@@ -7,14 +7,18 @@
 #include <cstdlib>
 #include <ctime>
 #include <exception>
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 
 #include <vxmw/vxmw.h>
 
 #include "base/severity.h"
 #include "platform/vxmidware/src/application.h"
 #include "platform/vxmidware/src/fault_file.h"
+#include "platform/vxmidware/src/standard_error.h"
+#include "platform/vxmidware/src/syslog_socket.h"
 
 namespace vxmw {
 namespace {
@@ -62,14 +66,29 @@ std::string Record(int severity, const char* function, const char* source_path, 
   return record.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
+// Notes why the record at hand was not written, or "" for one that was. True when that differs from
+// the record before.
+bool IsNews(const std::string& why) {
+  static std::mutex mutex;
+  static auto* const noted = new std::string;
+  const std::lock_guard<std::mutex> lock(mutex);
+  return std::exchange(*noted, why) != why;
+}
+
+void ReportUnwritten(const std::string& record, const std::string& why) {
+  std::string text = "fault " + record + "\n";
+  if (IsNews(why)) text += "(faults cannot be recorded: " + why + ")\n";
+  WriteToStandardError(text);
+}
+
 void Raise(int severity, const std::string& record) {
-  syslog((severity >= base::kFaultCritical ? LOG_CRIT : LOG_ERR) | LOG_DAEMON, "fault %s",
-         record.c_str());
+  SendToSyslog((severity >= base::kFaultCritical ? LOG_CRIT : LOG_ERR) | LOG_DAEMON,
+               "fault " + record);
   try {
     AppendFault(StateDirectory(), record);
+    IsNews("");
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "fault %s\n(the fault could not be recorded: %s)\n", record.c_str(),
-                 error.what());
+    ReportUnwritten(record, error.what());
   }
 }
 
@@ -89,8 +108,9 @@ void vxmw_gen_fault(int severity, const char* function, const char* source_path,
   try {
     vxmw::Raise(severity, vxmw::Record(severity, function, source_path, line, text));
   } catch (...) {
-    std::fprintf(stderr, "fault in %s (%s:%d): %s\n", vxmw::OrEmpty(function),
-                 vxmw::OrEmpty(source_path), line, vxmw::OrEmpty(text));
+    for (const char* part : {"no memory to record a fault of ", function, ": ", text, "\n"}) {
+      vxmw::WriteToStandardError(vxmw::OrEmpty(part));
+    }
   }
   errno = saved_errno;
 }

@@ -46,8 +46,10 @@ std::unique_ptr<vxmw_t> Attach() {
   mw->terminate = AddSignal(mw.get(), SIGTERM, OnTerminate);
   mw->interrupt = AddSignal(mw.get(), SIGINT, OnTerminate);
   mw->hangup = AddSignal(mw.get(), SIGHUP, OnHangup);
-  // Writing to a peer that is gone is an error of that call, not the end of the process.
+  // Writing to a peer that is gone, or past the limit of a file's size, is an error of that call,
+  // not the end of the process.
   signal(SIGPIPE, SIG_IGN);
+  signal(SIGXFSZ, SIG_IGN);
   return mw;
 }
 

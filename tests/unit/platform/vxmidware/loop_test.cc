@@ -74,9 +74,8 @@ TEST_F(Loop, ASignalBeforeItRunsIsNotLost) {
   EXPECT_EQ(Run(), 0);
 }
 
-TEST_F(Loop, SurvivesSighupAndSigpipe) {
-  kill(getpid(), SIGHUP);
-  kill(getpid(), SIGPIPE);
+TEST_F(Loop, SurvivesSighupSigpipeAndSigxfsz) {
+  for (const int number : {SIGHUP, SIGPIPE, SIGXFSZ}) kill(getpid(), number);
   vxmw::TimerSource timer(mw_, [this] { vxmw::EndLoop(mw_, 5); });
   timer.Arm(milliseconds(20));
   EXPECT_EQ(Run(), 5);
