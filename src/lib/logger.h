@@ -31,8 +31,8 @@ class Logger {
 
   bool TraceEnabled() const { return zlog_level_enabled(category, kTraceLevel) != 0; }
 
-  // Null until Init has succeeded. zlog ignores lines of a null category only while it does not run,
-  // and the middleware returns no null category once it has started zlog.
+  // Null until Init has succeeded. zlog ignores lines of a null category only while it does not
+  // run, and the middleware returns no null category once it has started zlog.
   zlog_category_t* category = nullptr;
 
  private:

@@ -1,6 +1,6 @@
 // Double of the logging library. Every line is kept, whether its level is on or not, since the
-// caller's guards are what is tested. A line of a null category ends the process, as it does with the
-// library, unless that does not run: it is ignored then.
+// caller's guards are what is tested. A line of a null category ends the process, as it does with
+// the library, unless that does not run: it is ignored then.
 
 #ifndef TESTS_FAKES_FAKE_ZLOG_H_
 #define TESTS_FAKES_FAKE_ZLOG_H_

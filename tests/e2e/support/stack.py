@@ -126,7 +126,7 @@ class Stack:
         return [name for name in os.listdir("/dev/shm") if name.startswith(prefix)]
 
     def faults(self):
-        file = self.directory / "faults.jsonl"
+        file = self.directory / "state" / "faults.jsonl"
         lines = file.read_text().splitlines() if file.exists() else []
         return [json.loads(line) for line in lines]
 

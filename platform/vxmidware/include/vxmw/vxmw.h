@@ -19,9 +19,9 @@ typedef struct vxmw_handle vxmw_t;
 typedef struct zlog_category_s zlog_category_t;
 
 // Attaches this process under `application`. From here to vxmw_finish SIGTERM, SIGINT and SIGHUP
-// wait for the loop; SIGPIPE and SIGXFSZ are ignored. Returns the handle, or null with the reason on
-// standard error (no name, already attached, or the event loop cannot be made). The caller releases
-// it with vxmw_finish.
+// wait for the loop; SIGPIPE and SIGXFSZ are ignored. Returns the handle, or null with the reason
+// on standard error (no name, already attached, or the event loop cannot be made). The caller
+// releases it with vxmw_finish.
 vxmw_t* vxmw_init(const char* application);
 
 // Runs the event loop on the calling thread while `*go_on` is true. `timeout` is the longest single
@@ -43,12 +43,13 @@ void vxmw_print_backtrace(void);
 // Raises a fault record: one JSON object on a line of its own, appended to faults.jsonl in the
 // directory that VXMW_STATE_DIR names (/var/lib/dhcp-relay if unset), and one message to the syslog
 // socket that VXMW_SYSLOG_SOCKET names (/dev/log if unset). The file is bounded: past 1 MiB it
-// becomes faults.jsonl.1. Severity 0 is an error, 1 and above are critical.
+// becomes faults.jsonl.1. Several processes may share it, under different users: those that may
+// write the directory. Severity 0 is an error, 1 and above are critical.
 //
 // A fault that cannot be written to the file goes to standard error, the reason once until it
-// changes. Raising one never fails, and waits neither for the reader of the syslog socket nor for
-// that of standard error; what either cannot take at once is not sent there. Works before
-// vxmw_init, too.
+// changes. Raising one never fails, and waits for no other process: neither for one that is stopped
+// while it raises a fault nor for the reader of the syslog socket or of standard error; what either
+// cannot take at once is not sent there. Works before vxmw_init, too.
 void vxmw_gen_fault(int severity, const char* function, const char* source_path, int line,
                     const char* text);
 
