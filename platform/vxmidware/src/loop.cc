@@ -45,6 +45,10 @@ std::unique_ptr<vxmw_t> Attach() {
   mw->event.reset(event);
   mw->terminate = AddSignal(mw.get(), SIGTERM, OnTerminate);
   mw->interrupt = AddSignal(mw.get(), SIGINT, OnTerminate);
+  // A signal that the loop has taken is no longer pending, so nothing long may come before it.
+  for (sd_event_source* stop : {mw->terminate.get(), mw->interrupt.get()}) {
+    Checked(sd_event_source_set_priority(stop, SD_EVENT_PRIORITY_IMPORTANT), "watch a signal");
+  }
   mw->hangup = AddSignal(mw.get(), SIGHUP, OnHangup);
   // Writing to a peer that is gone, or past the limit of a file's size, is an error of that call,
   // not the end of the process.

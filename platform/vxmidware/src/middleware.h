@@ -6,6 +6,7 @@
 #include <signal.h>
 #include <systemd/sd-event.h>
 
+#include <chrono>
 #include <exception>
 #include <functional>
 #include <list>
@@ -58,6 +59,9 @@ struct vxmw_handle {
   std::exception_ptr exception;
   bool ready_sent = false;
   bool stopping_sent = false;
+  std::chrono::steady_clock::time_point next_keep_alive;
+  std::chrono::steady_clock::time_point next_feeding;
+  bool stop_pending = false;  // as KeepAlive saw it last
   bool config_ready = false;
   std::list<std::shared_ptr<const std::function<void(bool)>>> config_watches;
 };

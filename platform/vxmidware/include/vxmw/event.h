@@ -59,9 +59,14 @@ class TimerSource {
 // Ends the running loop: vxmw_loop_while_timeout returns `result`.
 void EndLoop(vxmw_t* mw, int result);
 
-// Whether this process's configuration adapter is connected and has run its initial phases. The
-// adapter says so; the DHCP manager client needs it to know when a dump that had to wait is
-// complete.
+// For work that keeps the loop from running, to be called between its steps, as often as it likes:
+// feeds the service manager's watchdog. False once SIGTERM or SIGINT waits for the loop; the work
+// is then to be given up, so that the loop can end.
+bool KeepAlive(vxmw_t* mw);
+
+// Whether this process's configuration adapter is connected, has run its initial phases, and holds
+// no commit that is still to be delivered. The adapter says so; the DHCP manager client needs it to
+// know when a dump that had to wait is complete, and whether the manager holds everything.
 bool ConfigReady(const vxmw_t* mw);
 void SetConfigReady(vxmw_t* mw, bool ready);
 

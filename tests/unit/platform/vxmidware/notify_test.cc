@@ -25,8 +25,10 @@
 namespace {
 
 using std::chrono::milliseconds;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 class Notify : public ::testing::Test {
  protected:
@@ -111,6 +113,24 @@ TEST_F(Notify, KeepsTheWatchdogFed) {
     return std::count(told.begin(), told.end(), "WATCHDOG=1") >= 3;
   };
   EXPECT_TRUE(tests::RunUntil(mw_, fed));
+}
+
+TEST_F(Notify, KeepsTheWatchdogFedByWorkThatKeepsTheLoopFromRunning) {
+  setenv("WATCHDOG_USEC", "20000", 1);
+  RunOnce();
+  const auto deadline = std::chrono::steady_clock::now() + tests::kLimit;
+  const auto fed = [&] {
+    const auto& told = Told();
+    return std::count(told.begin(), told.end(), "WATCHDOG=1") >= 3;
+  };
+  while (!fed() && std::chrono::steady_clock::now() < deadline) EXPECT_TRUE(vxmw::KeepAlive(mw_));
+  EXPECT_TRUE(fed());
+}
+
+TEST_F(Notify, FeedsNoWatchdogThatIsNotThere) {
+  RunOnce();
+  EXPECT_TRUE(vxmw::KeepAlive(mw_));
+  EXPECT_THAT(Told(), Not(Contains("WATCHDOG=1")));
 }
 
 }  // namespace

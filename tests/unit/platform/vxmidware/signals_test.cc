@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <functional>
@@ -83,6 +84,37 @@ TEST_F(Signals, HaveTheirDefaultEffectAgainAfterFinishing) {
         _exit(kDone);
       },
       KilledBySignal(SIGTERM), "");
+}
+
+// Work that keeps the loop from running, for as long as nobody asks it to end.
+bool IsGivenUpAfter(vxmw_t* mw, int number) {
+  EXPECT_TRUE(vxmw::KeepAlive(mw));
+  kill(getpid(), number);
+  const auto deadline = std::chrono::steady_clock::now() + tests::kLimit;
+  while (vxmw::KeepAlive(mw)) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+  }
+  return !vxmw::KeepAlive(mw);
+}
+
+TEST_F(Signals, OfTheEndLetLongWorkBeGivenUpBeforeTheyEndTheLoop) {
+  for (const int number : {SIGTERM, SIGINT}) {
+    EXPECT_TRUE(IsGivenUpAfter(mw_, number)) << number;
+    EXPECT_EQ(Run(), 0);
+    EXPECT_TRUE(vxmw::KeepAlive(mw_)) << number;
+  }
+}
+
+TEST_F(Signals, OfTheEndComeBeforeAllElseThatTheLoopHasToDo) {
+  bool stopped_before = true;
+  vxmw::TimerSource second(mw_, [&] { stopped_before = false; });
+  vxmw::TimerSource first(mw_, [&] {
+    kill(getpid(), SIGTERM);
+    second.Arm(std::chrono::milliseconds(0));
+  });
+  first.Arm(std::chrono::milliseconds(0));
+  EXPECT_EQ(Run(), 0);
+  EXPECT_TRUE(stopped_before);
 }
 
 TEST_F(Signals, OfAHangupDoNotEndTheLoop) {
