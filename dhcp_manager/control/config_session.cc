@@ -27,6 +27,11 @@ std::optional<wire::ManagerMessage> ConfigSession::Handle(const wire::ClientMess
         throw base::ConnectionError("a dump was completed that was not begun");
       }
       break;
+    case wire::ClientMessage::kCommitsPending:
+      if (!resync_.SetCommitsPending(message.commits_pending())) {
+        throw base::ConnectionError("commits were said to be pending before a dump was complete");
+      }
+      break;
     case wire::ClientMessage::BODY_NOT_SET:
       throw base::ConnectionError("the daemon sent a message that is not known here");
   }

@@ -40,6 +40,12 @@ bool Resync::CompleteDump(std::uint32_t id) {
   return true;
 }
 
+bool Resync::SetCommitsPending(bool pending) {
+  if (state_ != State::kInSync && state_ != State::kBehind) return false;
+  state_ = pending ? State::kBehind : State::kInSync;
+  return true;
+}
+
 std::optional<std::uint32_t> Resync::outstanding() const {
   if (state_ == State::kWaiting || state_ == State::kReceiving) return dump_;
   return std::nullopt;

@@ -20,6 +20,7 @@ class Resync {
     kWaiting,    // a dump has been requested
     kReceiving,  // the calls of the dump arrive
     kInSync,
+    kBehind,  // after a dump; commits were made whose calls are still to come
   };
 
   // Called after every change of the table in use: by a single call, or by a complete dump.
@@ -36,6 +37,9 @@ class Resync {
   // False when `id` is not the dump that was requested, or when it has not begun.
   [[nodiscard]] bool BeginDump(std::uint32_t id);
   [[nodiscard]] bool CompleteDump(std::uint32_t id);
+
+  // Whether commits were made whose calls are still to come. False without a complete dump.
+  [[nodiscard]] bool SetCommitsPending(bool pending);
 
   State state() const { return state_; }
   // The dump that was requested and is not complete.

@@ -52,10 +52,7 @@ Client::Client(vxmw_t* mw, DhcpUser::CallbackIf* callbacks, std::filesystem::pat
           mw, kRetryDelays,
           [](const std::string& reason) { Log("no DHCP manager, trying again: " + reason); },
           [this] { Connect(); }),
-      config_ready_(mw,
-                    [this](bool ready) {
-                      if (ready && waiting_dump_) CompleteDump(*std::exchange(waiting_dump_, {}));
-                    }),
+      config_ready_(mw, [this](bool ready) { OnConfigReady(ready); }),
       sender_(queue_limit) {
   retry_.Start();
 }
@@ -74,7 +71,7 @@ void Client::Connect() {
     retry_.Failed(error.what());
     return;
   }
-  answered_ = false;
+  answered_ = dumped_ = false;
   sender_.Reset(socket_.get());
   watching_for_room_ = false;
   events_ = std::make_unique<vxmw::IoSource>(mw_, socket_.get(), EPOLLIN,
@@ -139,6 +136,7 @@ void Client::Handle(const wire::ManagerMessage& message) {
 void Client::BeginDump(std::uint32_t id) {
   wire::ClientMessage begin;
   begin.mutable_dump_begin()->set_id(id);
+  dumped_ = false;
   if (!Check(sender_.Send(begin))) return;
   sender_.Hold();
   callbacks_->OnDumpRequest();
@@ -153,6 +151,7 @@ void Client::BeginDump(std::uint32_t id) {
 void Client::CompleteDump(std::uint32_t id) {
   wire::ClientMessage complete;
   complete.mutable_dump_complete()->set_id(id);
+  dumped_ = true;
   if (Check(sender_.Send(complete))) Check(sender_.Release());
 }
 
@@ -160,6 +159,16 @@ void Client::CancelDump() {
   if (!std::exchange(waiting_dump_, std::nullopt)) return;
   callbacks_->OnDumpCancel();
   if (connected()) Check(sender_.Release());
+}
+
+void Client::OnConfigReady(bool ready) {
+  if (ready && waiting_dump_) {
+    CompleteDump(*std::exchange(waiting_dump_, {}));
+  } else if (connected() && dumped_) {
+    wire::ClientMessage pending;
+    pending.set_commits_pending(!ready);
+    Check(sender_.Send(pending));
+  }
 }
 
 void Client::Send(const wire::Call& call) {

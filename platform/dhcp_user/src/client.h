@@ -48,6 +48,7 @@ class Client {
   void BeginDump(std::uint32_t id);
   void CompleteDump(std::uint32_t id);
   void CancelDump();
+  void OnConfigReady(bool ready);
 
   // False when the connection had to be closed.
   bool Check(Sender::Result result);
@@ -65,6 +66,7 @@ class Client {
   base::PacketReader reader_;
   Sender sender_;
   std::optional<std::uint32_t> waiting_dump_;  // waits for the initial phases
+  bool dumped_ = false;  // the manager's request of this connection is answered
 };
 
 }  // namespace dhcp_relay

@@ -198,6 +198,7 @@ class Manager {
     if (message.has_hello()) return !asked_ && message.hello().version() == 1;
     if (message.has_calls()) return asked_ && ExpectCalls(message.calls());
     if (message.has_dump_begin()) return ExpectBegin(message.dump_begin().id());
+    if (message.has_commits_pending()) return asked_ && completed_ == asked_;
     return message.has_dump_complete() && ExpectComplete(message.dump_complete().id());
   }
 

@@ -151,6 +151,14 @@ TEST_F(ConfigServerTest, ClosesOnASecondGreeting) {
   ExpectClosed(*daemon);
 }
 
+TEST_F(ConfigServerTest, ClosesOnPendingCommitsBeforeADump) {
+  auto daemon = AskedDaemon();
+  wire::ClientMessage pending;
+  pending.set_commits_pending(true);
+  daemon->SendText(pending.SerializeAsString());
+  ExpectClosed(*daemon);
+}
+
 TEST_F(ConfigServerTest, ClosesOnGarbage) {
   auto daemon = AskedDaemon();
   daemon->SendText("\xff\xff\xff");

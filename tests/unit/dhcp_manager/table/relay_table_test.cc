@@ -204,6 +204,33 @@ TEST_F(ResyncTest, ALossInTheMiddleOfADumpChangesNothing) {
   EXPECT_THAT(Names(), ElementsAre("r2"));
 }
 
+TEST_F(ResyncTest, IsBehindWhileCommitsArePendingAndTakesTheirCalls) {
+  Sync("r1");
+  EXPECT_TRUE(resync_.SetCommitsPending(true));
+  EXPECT_EQ(resync_.state(), Resync::State::kBehind);
+  Set("r2");
+  EXPECT_THAT(Names(), ElementsAre("r1", "r2"));
+  EXPECT_TRUE(resync_.SetCommitsPending(false));
+  EXPECT_EQ(resync_.state(), Resync::State::kInSync);
+}
+
+TEST_F(ResyncTest, PendingCommitsAreRefusedBeforeACompleteDump) {
+  EXPECT_FALSE(resync_.SetCommitsPending(true));
+  const auto id = resync_.Connected();
+  EXPECT_FALSE(resync_.SetCommitsPending(false));
+  ASSERT_TRUE(resync_.BeginDump(id));
+  EXPECT_FALSE(resync_.SetCommitsPending(true));
+  EXPECT_EQ(resync_.state(), Resync::State::kReceiving);
+}
+
+TEST_F(ResyncTest, PendingCommitsEndWithTheirConnection) {
+  Sync("r1");
+  EXPECT_TRUE(resync_.SetCommitsPending(true));
+  resync_.Disconnected();
+  Sync("r1");
+  EXPECT_EQ(resync_.state(), Resync::State::kInSync);
+}
+
 TEST_F(ResyncTest, ADumpThatWasNotAskedForIsRefused) {
   EXPECT_FALSE(resync_.BeginDump(0));
   const auto id = resync_.Connected();

@@ -101,6 +101,9 @@ class ScriptedManager {
     if (message.has_dump_begin()) {
       said.push_back("begin " + std::to_string(message.dump_begin().id()));
     }
+    if (message.has_commits_pending()) {
+      said.emplace_back(message.commits_pending() ? "pending" : "not pending");
+    }
     if (message.has_dump_complete()) {
       said.push_back("complete " + std::to_string(message.dump_complete().id()));
     }
@@ -288,6 +291,28 @@ TEST_F(ClientTest, SendsCallsAtOnceAgainAfterADump) {
   DeleteInstance("r1");
   manager_->Listen();
   EXPECT_EQ(manager_->said.back(), "DeleteInstance r1");
+}
+
+TEST_F(ClientTest, SaysWhenCommitsArePendingAndWhenTheirCallsHaveBeenMade) {
+  Connect();
+  vxmw::SetConfigReady(mw_, true);
+  manager_->RequestDump(7);
+  ExpectHeard({"begin 7", "complete 7"});
+  vxmw::SetConfigReady(mw_, false);
+  DeleteInstance("r1");
+  vxmw::SetConfigReady(mw_, true);
+  ExpectHeard({"begin 7", "complete 7", "pending", "DeleteInstance r1", "not pending"});
+}
+
+TEST_F(ClientTest, SaysNothingOfPendingCommitsBeforeADumpIsComplete) {
+  Connect();
+  vxmw::SetConfigReady(mw_, true);
+  vxmw::SetConfigReady(mw_, false);
+  manager_->RequestDump(7);
+  ExpectHeard({"begin 7"});
+  DeleteInstance("r1");
+  vxmw::SetConfigReady(mw_, true);
+  ExpectHeard({"begin 7", "DeleteInstance r1", "complete 7"});
 }
 
 TEST_F(ClientTest, ANewRequestCancelsOneThatWaits) {
