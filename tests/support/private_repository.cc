@@ -8,6 +8,7 @@
 #include <fstream>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 
 namespace tests {
 namespace {
@@ -16,7 +17,7 @@ namespace fs = std::filesystem;
 
 const std::string kPrefix = "vxi";
 
-void RemoveSharedMemory(const std::string& process_id) {
+void RemoveSharedMemoryOf(const std::string& process_id) {
   const std::string prefix = kPrefix + process_id;
   for (const auto& file : fs::directory_iterator("/dev/shm")) {
     const std::string name = file.path().filename();
@@ -36,8 +37,9 @@ void RemoveLeftovers() {
     pid_t pid = 0;
     if (std::from_chars(process_id.data(), end, pid).ptr != end) continue;
     if (pid <= 0 || kill(pid, 0) == 0) continue;
-    RemoveSharedMemory(process_id);
-    fs::remove_all(entry.path());
+    RemoveSharedMemoryOf(process_id);
+    std::error_code ignored;  // another test may be removing it, too
+    fs::remove_all(entry.path(), ignored);
   }
 }
 
@@ -52,7 +54,7 @@ PrivateRepository::PrivateRepository() {
   const std::string process_id = std::to_string(getpid());
   directory_ = fs::temp_directory_path() / (kPrefix + "." + process_id);
   fs::remove_all(directory_);
-  RemoveSharedMemory(process_id);
+  RemoveSharedMemoryOf(process_id);
   fs::create_directories(directory_);
   setenv("SYSREPO_REPOSITORY_PATH", (directory_ / "sysrepo").c_str(), 1);
   setenv("SYSREPO_SHM_PREFIX", (kPrefix + process_id).c_str(), 1);
@@ -62,9 +64,11 @@ PrivateRepository::PrivateRepository() {
 }
 
 PrivateRepository::~PrivateRepository() {
-  RemoveSharedMemory(std::to_string(getpid()));
+  RemoveSharedMemory();
   fs::remove_all(directory_);
 }
+
+void PrivateRepository::RemoveSharedMemory() { RemoveSharedMemoryOf(std::to_string(getpid())); }
 
 fs::path PrivateRepository::Write(const std::string& name, const std::string& text) const {
   fs::path file = directory_ / name;

@@ -31,6 +31,9 @@ class PrivateRepository {
   // Merges a JSON document into the running datastore.
   void Edit(const std::string& json) const;
 
+  // What a power cut does to the running datastore.
+  static void RemoveSharedMemory();
+
  private:
   std::filesystem::path Write(const std::string& name, const std::string& text) const;
 
