@@ -10,6 +10,16 @@ from processes import LIMIT, is_running, wait_until
 from stack import Stack
 
 
+def instance_names(count):
+    return [f"i{number:04}" for number in range(count)]
+
+
+def many(names):
+    """A document with these instances, each with a server and every setting."""
+    return configuration(*(relay(name, server=server_list("10.0.0.1"), relay_information={
+        "check": True, "trusted": True, "option": True, "policy": "drop"}) for name in names))
+
+
 class RefusedCommits(unittest.TestCase):
     def test_a_hundred_leave_the_daemon_and_the_table_as_they_were(self):
         stack = Stack(self)
@@ -29,7 +39,8 @@ class RefusedCommits(unittest.TestCase):
 
 
 class TheEndOfACommit(unittest.TestCase):
-    """When a commit returns, its calls are in the socket: they arrive even if the daemon dies."""
+    """When a commit returns, its calls are in the socket: they arrive even if the daemon dies. A large one is delivered
+    after it has returned, and the manager is not in sync until then."""
 
     def test_leaves_its_calls_with_a_manager_that_does_not_read(self):
         stack = Stack(self)
@@ -39,12 +50,19 @@ class TheEndOfACommit(unittest.TestCase):
         stack.edit(configuration(relay("r1", server=server_list("10.0.0.1", "10.0.0.2"))))
         self.assertEqual(self.calls_after_death(stack, "AddServer"), ["AddServer r1 10.0.0.1", "AddServer r1 10.0.0.2"])
 
-    def test_leaves_the_calls_of_a_large_one_with_a_manager_that_reads(self):
+    def test_leaves_the_calls_of_some_hundred_instances_with_a_manager_that_reads(self):
         stack = Stack(self)
         stack.up(config=configuration(relay("r1")))
-        names = [f"i{number:04}" for number in range(1000)]
-        stack.edit(configuration(*(relay(name, server=server_list("10.0.0.1"), relay_information={
-            "check": True, "trusted": True, "option": True, "policy": "drop"}) for name in names)))
+        names = instance_names(150)
+        stack.edit(many(names))
+        self.assertEqual(self.calls_after_death(stack, "AddServer"), [f"AddServer {name} 10.0.0.1" for name in names])
+
+    def test_comes_before_the_calls_of_a_large_one_which_are_complete_once_it_is_in_sync(self):
+        stack = Stack(self)
+        stack.up(config=configuration(relay("r1")))
+        names = instance_names(1000)
+        stack.edit(many(names))
+        stack.wait_in_sync()
         self.assertEqual(self.calls_after_death(stack, "AddServer"), [f"AddServer {name} 10.0.0.1" for name in names])
 
     @staticmethod

@@ -31,11 +31,13 @@ class AppInterface::Impl {
         mw_(mw),
         phase_(phase),
         log_(category, application),
-        delivery_(log_),
+        delivery_(log_, [this] { return GoOn(); }),
         tracker_(std::make_shared<CommitTracker>(
             mw, log_,
-            TrackerCalls{.deliver = [this](const lyd_node* changes) { delivery_.Deliver(changes); },
-                         .lost = [this](const std::string& reason) { Lose(reason); }})),
+            TrackerCalls{
+                .deliver = [this](const lyd_node* changes) { return delivery_.Deliver(changes); },
+                .waiting = [this](bool waiting) { ReportPending(waiting); },
+                .lost = [this](const std::string& reason) { Lose(reason); }})),
         retry_(
             mw, kRetryDelays, [this](const std::string& reason) { ReportWaiting(reason); },
             [this] { Connect(); }) {}
@@ -62,6 +64,18 @@ class AppInterface::Impl {
   }
 
  private:
+  // Between the steps of a delivery.
+  bool GoOn() {
+    if (!vxmw::KeepAlive(mw_)) return false;
+    tracker_->TakeWaiting();
+    return true;
+  }
+
+  // Ready from the end of the initial phases on, but for the times when commits wait.
+  void ReportPending(bool waiting) {
+    if (phases_done_) vxmw::SetConfigReady(mw_, !waiting);
+  }
+
   void RunPhases() {
     owner_.tracker_ = tracker_;
     owner_.connected_ = true;
@@ -74,6 +88,7 @@ class AppInterface::Impl {
       return;
     }
     delivery_.RunInitialPhases();
+    phases_done_ = true;
     vxmw::SetConfigReady(mw_, true);
   }
 
@@ -90,6 +105,7 @@ class AppInterface::Impl {
     log_.Error(text);
     vxmw_gen_fault(base::kFaultCritical, __func__, __FILE__, __LINE__, text.c_str());
     owner_.connected_ = false;
+    phases_done_ = false;
     owner_.tracker_.reset();
     vxmw::SetConfigReady(mw_, false);
     tracker_->Disconnect();
@@ -105,6 +121,7 @@ class AppInterface::Impl {
   const std::shared_ptr<CommitTracker> tracker_;
   bool denied_ = false;  // the latest attempt to connect failed for want of rights
   base::Retry retry_;
+  bool phases_done_ = false;  // of this connection
 };
 
 AppInterface::AppInterface(vxmw_t* mw, zlog_category_t* category, const char* application,

@@ -191,20 +191,24 @@ confd_iter_ret CallBack(const SubscriptionPoint& point, Report& report, confd_it
 
 }  // namespace
 
-void WalkChanges(const lyd_node* diff, const SubscriptionPoint& point, const SkipLog& skipped) {
+bool WalkChanges(const lyd_node* diff, const SubscriptionPoint& point, const WalkCalls& calls) {
   const bool want_previous = (point.iter_flags & ITER_WANT_PREV) != 0;
+  bool ended = false;
   Walk walk([&](const lyd_node* node, confd_iter_op change, Operation operation) {
+    ended = !calls.go_on();
+    if (ended) return ITER_STOP;
     std::optional<Report> report;
     try {
       RequireReadable(node);
       report.emplace(node, change, operation, want_previous);
     } catch (const UnreadableChange& reason) {
-      skipped("the change of " + PathOf(node) + " is skipped: " + reason.what());
+      calls.skipped("the change of " + PathOf(node) + " is skipped: " + reason.what());
       return ITER_CONTINUE;
     }
     return CallBack(point, *report, change);
   });
   walk.Descend(diff, point.path, Operation::kNone);
+  return !ended;
 }
 
 bool HasChanges(const lyd_node* diff, const SubscriptionPoint& point) {

@@ -12,8 +12,12 @@
 
 namespace vxconfd {
 
-// Gets a line for each change that has no form in the read API and is left out.
-using SkipLog = std::function<void(const std::string& text)>;
+struct WalkCalls {
+  // A line for each change that has no form in the read API and is left out.
+  std::function<void(const std::string& text)> skipped;
+  // Before each callback; false ends the walk.
+  std::function<bool()> go_on;
+};
 
 // Calls the point's callback for every change at or below its path, parents before children, in the
 // order of the data. `diff` is the commit's difference as the datastore gives it; it is not
@@ -27,8 +31,8 @@ using SkipLog = std::function<void(const std::string& text)>;
 //
 // Leaves that are there by default alone are not reported. What is above the path is not reported
 // either, and what lies below a removed list entry not at all. Exceptions of the callback go
-// through.
-void WalkChanges(const lyd_node* diff, const SubscriptionPoint& point, const SkipLog& skipped);
+// through. False when `calls` ended the walk.
+bool WalkChanges(const lyd_node* diff, const SubscriptionPoint& point, const WalkCalls& calls);
 
 // Whether WalkChanges would report anything.
 bool HasChanges(const lyd_node* diff, const SubscriptionPoint& point);

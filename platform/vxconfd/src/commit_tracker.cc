@@ -15,11 +15,23 @@ constexpr milliseconds kCheckInterval{2000};
 constexpr milliseconds kAnnouncementDelay{200};
 // The time spent comparing stays below this share of all time.
 constexpr int kVerificationShare = 20;
+// How long others may wait for their commits while one is delivered.
+constexpr milliseconds kTakingInterval{20};
 
 }  // namespace
 
-CommitTracker::CommitTracker(vxmw_t* mw, const Log& log, TrackerCalls calls)
-    : mw_(mw), log_(log), calls_(std::move(calls)), timer_(mw, [this] { Check(); }) {}
+CommitTracker::CommitTracker(vxmw_t* mw, const Log& log, TrackerCalls calls,
+                             DispatcherLimits limits)
+    : mw_(mw),
+      log_(log),
+      calls_(std::move(calls)),
+      dispatcher_(mw,
+                  DispatcherCalls{.deliver = calls_.deliver,
+                                  .waiting = calls_.waiting,
+                                  .mismatch = [this] { comparing_ = missed_ = true; },
+                                  .idle = [this] { OnIdle(); }},
+                  limits),
+      timer_(mw, [this] { Check(); }) {}
 
 void CommitTracker::Connect(const WatchedPaths& watched) {
   try {
@@ -38,7 +50,7 @@ void CommitTracker::Subscribe(const WatchedPaths& watched) {
   models_id_ = datastore_->models_id();
   const ContextPtr context = datastore_->CopyInstalledModels();
   if (modules_.empty()) {
-    mirror_.emplace(std::make_shared<DataTree>(context));
+    dispatcher_.Reset(std::make_shared<DataTree>(context));
     return;
   }
   datastore_->RequireAccessToFollow(modules_);
@@ -52,15 +64,15 @@ void CommitTracker::Subscribe(const WatchedPaths& watched) {
                               failure_ = reason;
                               timer_.Arm(milliseconds(0));
                             }});
-  missed_ = mirror_.has_value();
-  mirror_.emplace(missed_ ? CarryOver(context) : datastore_->ReadRunning(modules_, context));
+  missed_ = dispatcher_.mirror() != nullptr;
+  dispatcher_.Reset(missed_ ? CarryOver(context) : datastore_->ReadRunning(modules_, context));
   seen_.clear();
 }
 
 void CommitTracker::Disconnect() {
   timer_.Disarm();
   subscription_.reset();
-  shared_.reset();
+  dispatcher_.Stop();
   datastore_.reset();
   failure_.clear();
   comparing_ = missed_ = suspected_ = false;
@@ -68,14 +80,23 @@ void CommitTracker::Disconnect() {
 
 void CommitTracker::DeliverMissed() {
   if (missed_) CatchUp();
+  dispatcher_.DeliverAll();
+}
+
+void CommitTracker::TakeWaiting() {
+  const auto now = steady_clock::now();
+  if (!subscription_ || now < next_taking_) return;
+  next_taking_ = now + kTakingInterval;
+  subscription_->TakeWaiting();
 }
 
 void CommitTracker::OnCommit(const lyd_node* diff) {
+  const bool busy = dispatcher_.busy();
   try {
-    FollowModels();
-    if (!comparing_ && ApplyAndDeliver(diff)) return;
-    missed_ = missed_ || !comparing_;
-    CatchUp();
+    if (!busy) FollowModels();
+    if (!comparing_ && Take(diff)) return;
+    comparing_ = true;
+    busy ? dispatcher_.WakeWhenIdle() : CatchUp();
   } catch (const DatastoreError& error) {
     comparing_ = true;
     missed_ = true;
@@ -83,11 +104,9 @@ void CommitTracker::OnCommit(const lyd_node* diff) {
   }
 }
 
-bool CommitTracker::ApplyAndDeliver(const lyd_node* diff) {
-  const DataTreePtr changes = CopyData(mirror_->context(), diff);
-  if (!changes || !mirror_->Apply(*changes)) return false;
-  Deliver(changes->first());
-  return true;
+bool CommitTracker::Take(const lyd_node* diff) {
+  const DataTreePtr changes = CopyData(dispatcher_.mirror()->context(), diff);
+  return changes && dispatcher_.Take({.changes = changes, .data = nullptr});
 }
 
 void CommitTracker::OnMissed(bool more_to_come) {
@@ -96,11 +115,22 @@ void CommitTracker::OnMissed(bool more_to_come) {
   if (!more_to_come) timer_.Arm(milliseconds(0));
 }
 
+void CommitTracker::OnIdle() {
+  if (!comparing_) return;
+  try {
+    FollowModels();
+    CatchUp();
+  } catch (const DatastoreError& error) {
+    log_.Error(error.what());
+  }
+}
+
 CommitTracker::Fresh CommitTracker::Compare() {
   Fresh fresh;
   fresh.modified = datastore_->LastModified(modules_);
-  fresh.data = datastore_->ReadRunning(modules_, mirror_->context());
-  fresh.difference = Difference(mirror_->data(), *fresh.data);
+  const Mirror& mirror = *dispatcher_.mirror();
+  fresh.data = datastore_->ReadRunning(modules_, mirror.context());
+  fresh.difference = Difference(mirror.data(), *fresh.data);
   return fresh;
 }
 
@@ -115,8 +145,7 @@ void CommitTracker::Adopt(const Fresh& fresh) {
   const lyd_node* const difference = fresh.difference->first();
   if (difference == nullptr) return;
   if (missed) ReportMissed(difference);
-  mirror_->Replace(fresh.data);
-  Deliver(difference);
+  dispatcher_.Take({.changes = fresh.difference, .data = fresh.data});
 }
 
 void CommitTracker::ReportMissed(const lyd_node* difference) {
@@ -128,19 +157,6 @@ void CommitTracker::ReportMissed(const lyd_node* difference) {
   vxmw_gen_fault(base::kFaultCritical, __func__, __FILE__, __LINE__, text.c_str());
 }
 
-void CommitTracker::Deliver(const lyd_node* difference) {
-  struct Sharing {
-    explicit Sharing(CommitTracker& owner) : tracker(owner) { tracker.delivering_ = true; }
-    ~Sharing() {
-      tracker.delivering_ = false;
-      tracker.shared_.reset();
-    }
-    CommitTracker& tracker;
-  };
-  const Sharing sharing(*this);
-  calls_.deliver(difference);
-}
-
 void CommitTracker::Check() {
   timer_.Arm(kCheckInterval);
   try {
@@ -148,6 +164,7 @@ void CommitTracker::Check() {
       calls_.lost(reason);
       return;
     }
+    if (dispatcher_.busy()) return;
     FollowModels();
     if (NeedsComparison()) Verify();
     logged_.clear();
@@ -194,15 +211,16 @@ void CommitTracker::Verify() {
 void CommitTracker::FollowModels() {
   const std::uint32_t models_id = datastore_->models_id();
   if (models_id == models_id_) return;
-  mirror_.emplace(CarryOver(datastore_->CopyInstalledModels()));
+  dispatcher_.Reset(CarryOver(datastore_->CopyInstalledModels()));
   models_id_ = models_id;
   comparing_ = true;
   log_.Trace("the models of the configuration database have changed");
 }
 
 DataTreePtr CommitTracker::CarryOver(const ContextPtr& context) const {
-  DataTreePtr data = CopyData(context, mirror_->data().first());
-  if (!data) data = CopyKnownData(context, mirror_->data().first());
+  const lyd_node* const held = dispatcher_.mirror()->data().first();
+  DataTreePtr data = CopyData(context, held);
+  if (!data) data = CopyKnownData(context, held);
   if (data) return data;
   log_.Error("the new models do not allow what was read before; all of it is delivered again");
   return std::make_shared<DataTree>(context);
@@ -210,19 +228,14 @@ DataTreePtr CommitTracker::CarryOver(const ContextPtr& context) const {
 
 std::shared_ptr<confd::Snapshot> CommitTracker::TakeSnapshot(cdb_db_type database) {
   if (database != CDB_RUNNING) return datastore_->TakeSnapshot(database);
-  if (!delivering_) return TakeRunningSnapshot();
-  if (!shared_) shared_ = TakeRunningSnapshot();
-  return shared_;
-}
-
-std::shared_ptr<confd::Snapshot> CommitTracker::TakeRunningSnapshot() {
-  const auto load = [datastore = datastore_, held = modules_, context = mirror_->context()](
-                        const lys_module* module) -> std::shared_ptr<const lyd_node> {
+  const ContextPtr& context = dispatcher_.mirror()->context();
+  const auto load = [datastore = datastore_, held = modules_,
+                     context](const lys_module* module) -> std::shared_ptr<const lyd_node> {
     if (held.contains(module->name)) return nullptr;
     const DataTreePtr data = datastore->ReadRunning({module->name}, context);
     return {data, data->first()};
   };
-  return mirror_->TakeSnapshot(load);
+  return dispatcher_.TakeSnapshot(load);
 }
 
 }  // namespace vxconfd

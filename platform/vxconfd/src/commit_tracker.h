@@ -8,16 +8,15 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include <vxmw/event.h>
 
+#include "platform/vxconfd/src/commit_dispatcher.h"
 #include "platform/vxconfd/src/data_tree.h"
 #include "platform/vxconfd/src/datastore.h"
 #include "platform/vxconfd/src/log.h"
-#include "platform/vxconfd/src/mirror.h"
 #include "platform/vxconfd/src/subscription.h"
 
 namespace vxconfd {
@@ -29,8 +28,11 @@ struct WatchedPaths {
 };
 
 struct TrackerCalls {
-  // A difference of the running data that the mirror has made already.
-  std::function<void(const lyd_node* difference)> deliver;
+  // A difference of the running data that the mirror has made already. False when the delivery was
+  // given up, since the process is to end.
+  std::function<bool(const lyd_node* difference)> deliver;
+  // Commits wait to be delivered, or, with false, all have been.
+  std::function<void(bool waiting)> waiting;
   // The datastore is lost. The owner disconnects, and connects again later.
   std::function<void(const std::string& reason)> lost;
 };
@@ -41,10 +43,11 @@ struct TrackerCalls {
 // data is read and compared with the mirror, and what differs is delivered in the same way.
 //
 // A fresh copy may hold a commit whose event is still to come. Until a comparison finds nothing
-// new, an event is therefore not applied, but makes the tracker compare again.
+// new, an event is therefore not applied, but makes the tracker compare again: at once, or when all
+// that waits has been delivered. It does so, too, after commits for which the queue had no room.
 class CommitTracker {
  public:
-  CommitTracker(vxmw_t* mw, const Log& log, TrackerCalls calls);
+  CommitTracker(vxmw_t* mw, const Log& log, TrackerCalls calls, DispatcherLimits limits = {});
 
   // Throws DatastoreError. The mirror holds the running data from the first time on; later it keeps
   // what was delivered before the connection was lost, for DeliverMissed.
@@ -53,6 +56,9 @@ class CommitTracker {
 
   // Delivers what changed while there was no connection. Throws DatastoreError.
   void DeliverMissed();
+
+  // To be called often while a commit is delivered: takes others, so that nobody waits for it.
+  void TakeWaiting();
 
   // Of the running database: what has been delivered. REQUIRES: connected.
   std::shared_ptr<confd::Snapshot> TakeSnapshot(cdb_db_type database);
@@ -67,12 +73,12 @@ class CommitTracker {
   void Subscribe(const WatchedPaths& watched);
   void OnCommit(const lyd_node* diff);
   void OnMissed(bool more_to_come);
-  bool ApplyAndDeliver(const lyd_node* diff);
+  void OnIdle();
+  bool Take(const lyd_node* diff);
 
   Fresh Compare();
   void CatchUp();
   void Adopt(const Fresh& fresh);
-  void Deliver(const lyd_node* difference);
   void ReportMissed(const lyd_node* difference);
 
   void Check();
@@ -81,14 +87,13 @@ class CommitTracker {
   void Verify();
   void FollowModels();
   DataTreePtr CarryOver(const ContextPtr& context) const;
-  std::shared_ptr<confd::Snapshot> TakeRunningSnapshot();
 
   vxmw_t* const mw_;
   const Log& log_;
   const TrackerCalls calls_;
   Modules modules_;
   std::shared_ptr<Datastore> datastore_;
-  std::optional<Mirror> mirror_;
+  CommitDispatcher dispatcher_;
   std::uint32_t models_id_ = 0;
   std::unique_ptr<Subscription> subscription_;
 
@@ -99,8 +104,7 @@ class CommitTracker {
   std::string logged_;      // the latest failure, so that it is written once
   std::string failure_;     // of the subscription
   std::chrono::steady_clock::time_point next_verification_;
-  bool delivering_ = false;
-  std::shared_ptr<confd::Snapshot> shared_;  // by the sessions of one delivery
+  std::chrono::steady_clock::time_point next_taking_;
   vxmw::TimerSource timer_;
 };
 

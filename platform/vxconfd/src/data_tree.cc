@@ -112,6 +112,14 @@ DataTreePtr Difference(const DataTree& from, const DataTree& to) {
   return difference;
 }
 
+std::size_t CountNodes(const lyd_node* siblings) {
+  std::size_t count = 0;
+  for (const lyd_node* node = siblings; node != nullptr; node = node->next) {
+    count += 1 + CountNodes(lyd_child(node));
+  }
+  return count;
+}
+
 int CountChanges(const lyd_node* difference) {
   int count = 0;
   for (const lyd_node* node = difference; node != nullptr; node = node->next) {

@@ -5,6 +5,7 @@
 
 #include <libyang/libyang.h>
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
@@ -58,6 +59,9 @@ DataTreePtr CopyKnownData(const ContextPtr& context, const lyd_node* siblings);
 // What turns `from` into `to`, default flags included. Both are of one context. Throws
 // DatastoreError.
 DataTreePtr Difference(const DataTree& from, const DataTree& to);
+
+// Number of nodes of siblings and all below them.
+std::size_t CountNodes(const lyd_node* siblings);
 
 // Number of changes in a difference; what is created or deleted with its parent is not counted.
 int CountChanges(const lyd_node* difference);

@@ -30,19 +30,25 @@ void Delivery::RunInitialPhases() {
   for (ConfigHandler* handler : handlers_) handler->ApplyInitialConfig();
 }
 
-void Delivery::Deliver(const lyd_node* difference) {
-  const auto log_skipped = [this](const std::string& text) { log_.Error(text); };
-  for (ConfigHandler* handler : handlers_) {
-    const auto& points = handler->GetSubscriptionPoints();
-    if (std::none_of(points.begin(), points.end(), [&](const SubscriptionPoint& point) {
-          return HasChanges(difference, point);
-        })) {
-      continue;
-    }
-    handler->StartCommit();
-    for (const SubscriptionPoint& point : points) WalkChanges(difference, point, log_skipped);
-    handler->ApplyCommitConfig();
+bool Delivery::Deliver(const lyd_node* difference) {
+  return std::all_of(handlers_.begin(), handlers_.end(),
+                     [&](ConfigHandler* handler) { return DeliverTo(handler, difference); });
+}
+
+bool Delivery::DeliverTo(ConfigHandler* handler, const lyd_node* difference) const {
+  const WalkCalls calls = {.skipped = [this](const std::string& text) { log_.Error(text); },
+                           .go_on = go_on_};
+  const auto& points = handler->GetSubscriptionPoints();
+  if (std::none_of(points.begin(), points.end(),
+                   [&](const auto& point) { return HasChanges(difference, point); })) {
+    return true;
   }
+  handler->StartCommit();
+  for (const SubscriptionPoint& point : points) {
+    if (!WalkChanges(difference, point, calls)) return false;
+  }
+  handler->ApplyCommitConfig();
+  return true;
 }
 
 }  // namespace vxconfd

@@ -3,6 +3,8 @@
 #ifndef PLATFORM_VXCONFD_SRC_DELIVERY_H_
 #define PLATFORM_VXCONFD_SRC_DELIVERY_H_
 
+#include <functional>
+#include <utility>
 #include <vector>
 
 #include <vxconfd/vxconfd.h>
@@ -15,7 +17,8 @@ namespace vxconfd {
 // Handlers are served in the order in which they were added. An exception of theirs goes through.
 class Delivery {
  public:
-  explicit Delivery(const Log& log) : log_(log) {}
+  // `go_on` is asked before each callback; false gives the delivery up.
+  Delivery(const Log& log, std::function<bool()> go_on) : log_(log), go_on_(std::move(go_on)) {}
 
   void Add(ConfigHandler* handler) { handlers_.push_back(handler); }
 
@@ -26,11 +29,15 @@ class Delivery {
   void ReportDisconnected();
   void RunInitialPhases();
 
-  // One commit, to the handlers that watch something of it.
-  void Deliver(const lyd_node* difference);
+  // One commit, to the handlers that watch something of it. False when it was given up: a handler
+  // that had begun with the commit does not apply it.
+  bool Deliver(const lyd_node* difference);
 
  private:
+  bool DeliverTo(ConfigHandler* handler, const lyd_node* difference) const;
+
   const Log& log_;
+  const std::function<bool()> go_on_;
   std::vector<ConfigHandler*> handlers_;
 };
 

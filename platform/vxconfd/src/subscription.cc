@@ -57,7 +57,17 @@ bool Subscription::IsGone() const {
   return fstat(pipe_, &status) != 0 || status.st_nlink == 0;
 }
 
+void Subscription::TakeWaiting() {
+  if (!processing_ && HasWaiting()) ProcessEvents();
+}
+
 void Subscription::ProcessEvents() {
+  struct Processing {
+    explicit Processing(bool& flag) : processing(flag) { processing = true; }
+    ~Processing() { processing = false; }
+    bool& processing;
+  };
+  const Processing guard(processing_);
   const int announced = CountAnnounced();
   taken_ = 0;
   // A module's commits come one after the other: each waits for its subscribers.

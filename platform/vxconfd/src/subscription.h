@@ -35,6 +35,9 @@ class Subscription {
   Subscription(const Subscription&) = delete;
   Subscription& operator=(const Subscription&) = delete;
 
+  // Takes the commits that are announced, if any. Does nothing while one is being taken.
+  void TakeWaiting();
+
   // True while commits are announced that were not taken yet.
   bool HasWaiting() const { return CountAnnounced() > 0; }
 
@@ -55,6 +58,7 @@ class Subscription {
   SubscriptionCalls calls_;
   int modules_;
   int taken_ = 0;  // commits, since events are being processed
+  bool processing_ = false;
   std::exception_ptr exception_;
   SessionPtr session_;
   std::unique_ptr<sr_subscription_ctx_t, Deleter> subscription_;

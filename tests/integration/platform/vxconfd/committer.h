@@ -16,6 +16,7 @@ class Committer {
  public:
   Committer();
 
+  // Edits, like those below, are of the next commit.
   void Set(const std::string& path, const std::string& value);
   void Delete(const std::string& path);  // of what is there
 

@@ -93,15 +93,6 @@ class LostDatastoreTest : public ::testing::Test {
     });
   }
 
-  static void WipeSharedMemory() {
-    const std::string prefix = std::getenv("SYSREPO_SHM_PREFIX") + std::string("_");
-    const std::string subscriptions = std::getenv("SYSREPO_SHM_PREFIX") + std::string("sub_");
-    for (const auto& file : fs::directory_iterator("/dev/shm")) {
-      const std::string name = file.path().filename();
-      if (name.starts_with(prefix) || name.starts_with(subscriptions)) fs::remove(file.path());
-    }
-  }
-
   fs::path Repository() const { return repository_.directory() / "sysrepo"; }
 
   std::string Faults() const {
@@ -128,7 +119,7 @@ TEST_F(LostDatastoreTest, ConnectsAnewWhenSharedMemoryWasWiped) {
   Start(Interfaces(Interface(1, 10)));
   Commit(Interfaces(Interface(1, 11) + "," + Interface(2, 20)));
   handler_.events.clear();
-  WipeSharedMemory();
+  tests::PrivateRepository::RemoveSharedMemory();
   EXPECT_TRUE(RunUntilHeard("apply"));
   // Running data is gone with the shared memory; what the datastore starts with is left.
   EXPECT_THAT(handler_.events,
@@ -144,7 +135,7 @@ TEST_F(LostDatastoreTest, ConnectsAnewWhenSharedMemoryWasWiped) {
 // looks.
 TEST_F(LostDatastoreTest, DeliversWhatOthersCommittedAfterSharedMemoryWasWiped) {
   Start(Interfaces(Interface(1, 10)));
-  WipeSharedMemory();
+  tests::PrivateRepository::RemoveSharedMemory();
   repository_.Edit(Interfaces(Interface(2, 20)));
   EXPECT_TRUE(RunUntilHeard("apply"));
   EXPECT_THAT(handler_.events, ElementsAre("disconnected", "connected", "2=20", "load", "apply"));
@@ -155,7 +146,7 @@ TEST_F(LostDatastoreTest, DeliversWhatOthersCommittedAfterSharedMemoryWasWiped) 
 TEST_F(LostDatastoreTest, SaysSoWhileTheRepositoryIsGoneAndMakesNone) {
   Start(Interfaces(Interface(1, 10)));
   fs::remove_all(Repository());
-  WipeSharedMemory();
+  tests::PrivateRepository::RemoveSharedMemory();
   EXPECT_TRUE(RunUntilHeard("disconnected"));
   EXPECT_FALSE(adapter_.connected());
   EXPECT_FALSE(vxmw::ConfigReady(mw_.get()));
@@ -167,7 +158,7 @@ TEST_F(LostDatastoreTest, SaysSoWhileTheRepositoryIsGoneAndMakesNone) {
 TEST_F(LostDatastoreTest, DeliversWhatIsDifferentInARepositoryThatTookThePlaceOfTheLost) {
   Start(Interfaces(Interface(1, 10) + "," + Interface(2, 20)));
   fs::remove_all(Repository());
-  WipeSharedMemory();
+  tests::PrivateRepository::RemoveSharedMemory();
   EXPECT_TRUE(RunUntilHeard("disconnected"));
   handler_.events.clear();
   repository_.InstallModelsWithConfiguration(Interfaces(Interface(1, 12) + "," + Interface(3, 30)));
