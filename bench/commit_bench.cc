@@ -1,6 +1,7 @@
 // A user of the datastore that commits on demand, from one session that stays open. It reads
-// commands from standard input, a line each, and answers each with the nanoseconds that every
-// commit took, on a line:
+// commands from standard input, a line each, and answers each with two numbers for every commit, on
+// a line: the nanoseconds until it returned, and those until the manager held all of it, which is
+// the same while no daemon is connected.
 //
 //   leaf COUNT        COUNT commits, each of one option of instance relay-1
 //   vlan COUNT        COUNT commits, each of the VLAN of one interface, 1
@@ -19,10 +20,16 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <thread>
+
+#include "base/runtime_directory.h"
+#include "protocol/control/client.h"
 
 namespace {
 
 using std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds kStatusInterval{1};
 
 constexpr int kVlans = 4094;
 
@@ -55,7 +62,7 @@ class Committer {
     const std::string l3 = "/vx-config:config/vx-interface:interface/l3[name='" + name + "']";
     const std::string relay =
         "/vx-config:config/vx-dhcp-relay:dhcp/relay[name='relay-" + name + "']";
-    SetVlan(number, number);
+    SetVlan(number, 1 + (number - 1) % kVlans);
     Set(l3 + "/ipv4/address/ip",
         "172." + std::to_string(16 + number / 256) + "." + std::to_string(number % 256) + ".1/24");
     Set(relay + "/interface[name='l3-" + name + "']", "");
@@ -67,11 +74,7 @@ class Committer {
     Check(sr_delete_item(session_, "/vx-config:config/vx-interface:interface/l3", 0), "delete");
   }
 
-  long long Commit() {
-    const auto start = steady_clock::now();
-    Check(sr_apply_changes(session_, 0), "sr_apply_changes");
-    return std::chrono::nanoseconds(steady_clock::now() - start).count();
-  }
+  void Commit() { Check(sr_apply_changes(session_, 0), "sr_apply_changes"); }
 
  private:
   struct Disconnect {
@@ -87,6 +90,16 @@ class Committer {
   sr_session_ctx_t* session_ = nullptr;
 };
 
+// Returns once the manager holds everything that the daemon was told; at once without a daemon.
+void WaitForManager() {
+  while (true) {
+    // A connection each time: the manager answers it after what the daemon has sent before.
+    const auto status = dhcp_relay::control::Connection(base::RuntimeDirectory()).Status();
+    if (status.in_sync() || !status.connected()) return;
+    std::this_thread::sleep_for(kStatusInterval);
+  }
+}
+
 // No two commits in a row set the same.
 class Bench {
  public:
@@ -100,7 +113,7 @@ class Bench {
     if (!words) throw std::runtime_error("cannot understand '" + line + "'");
     for (int i = 0; i < count; ++i, ++turn_) {
       Edit(what, last);
-      std::printf("%lld ", committer_.Commit());
+      Measure();
       if (what == "import") Clear();
     }
     std::puts("");
@@ -123,11 +136,23 @@ class Bench {
     }
   }
 
+  void Measure() {
+    const auto start = steady_clock::now();
+    const auto elapsed = [start] {
+      return static_cast<long long>(std::chrono::nanoseconds(steady_clock::now() - start).count());
+    };
+    committer_.Commit();
+    const long long returned = elapsed();
+    WaitForManager();
+    std::printf("%lld %lld ", returned, elapsed());
+  }
+
   void SetVlan(int interface) { committer_.SetVlan(interface, 1 + (interface + turn_) % kVlans); }
 
   void Clear() {
     committer_.RemoveAll();
     committer_.Commit();
+    WaitForManager();
   }
 
   Committer committer_;
