@@ -1,10 +1,7 @@
 #include "platform/vxconfd/src/datastore.h"
 
 #include <libyang/libyang.h>
-#include <sys/stat.h>
 
-#include <filesystem>
-#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -26,23 +23,6 @@ sr_datastore_t ToSysrepo(cdb_db_type database) {
       break;
   }
   return SR_DS_RUNNING;
-}
-
-// The library makes a datastore where there is none, which then hides the one that was meant.
-void RequireRepository(const std::string& what_failed) {
-  std::error_code error;
-  const auto models = std::filesystem::path(sr_get_repo_path()) / "yang";
-  if (!std::filesystem::is_directory(models, error)) {
-    throw DatastoreError(what_failed + ": there is none");
-  }
-}
-
-ConnectionPtr Connect() {
-  const std::string what = std::string("cannot connect to the datastore in ") + sr_get_repo_path();
-  RequireRepository(what);
-  sr_conn_ctx_t* connection = nullptr;
-  Check(sr_connect(SR_CONN_DEFAULT, &connection), what);
-  return ConnectionPtr(connection);
 }
 
 // The installed models, held as long as this lives.
@@ -82,15 +62,9 @@ const lyd_node* TreeOf(const DataPtr& data) { return data ? data->tree : nullptr
 
 }  // namespace
 
-Datastore::Datastore()
-    : connection_(Connect()), shared_memory_(SharedMemory()), session_(OpenSession()) {}
+Datastore::Datastore() : session_(OpenSession()) {}
 
-SessionPtr Datastore::OpenSession() const {
-  sr_session_ctx_t* session = nullptr;
-  Check(sr_session_start(connection_.get(), SR_DS_RUNNING, &session),
-        "cannot open a datastore session");
-  return SessionPtr(session);
-}
+SessionPtr Datastore::OpenSession() const { return connection_.OpenSession(SR_DS_RUNNING); }
 
 std::string Datastore::ModuleOf(const char* path) const {
   const Models models(connection_.get());
@@ -151,14 +125,5 @@ std::shared_ptr<confd::Snapshot> Datastore::TakeSnapshot(cdb_db_type database) {
       std::shared_ptr<const ly_ctx>(owner, LYD_CTX(owner->tree)),
       std::shared_ptr<const lyd_node>(owner, owner->tree));
 }
-
-std::optional<Datastore::FileId> Datastore::SharedMemory() {
-  const std::string path = std::string(sr_get_shm_path()) + "/" + sr_get_shm_prefix() + "_main";
-  struct stat status = {};
-  if (stat(path.c_str(), &status) != 0) return std::nullopt;
-  return FileId{status.st_dev, status.st_ino};
-}
-
-bool Datastore::IsGone() const { return SharedMemory() != shared_memory_; }
 
 }  // namespace vxconfd

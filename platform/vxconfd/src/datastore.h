@@ -3,34 +3,24 @@
 #ifndef PLATFORM_VXCONFD_SRC_DATASTORE_H_
 #define PLATFORM_VXCONFD_SRC_DATASTORE_H_
 
-#include <sys/types.h>
 #include <sysrepo.h>
 
+#include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include <confd/session.h>
 #include <confd_cdb.h>
 
+#include "datastore/connection.h"
 #include "platform/vxconfd/src/access.h"
 #include "platform/vxconfd/src/data_tree.h"
 #include "platform/vxconfd/src/datastore_error.h"
 
 namespace vxconfd {
 
-struct ConnectionDeleter {
-  void operator()(sr_conn_ctx_t* connection) const { sr_disconnect(connection); }
-};
-struct SessionDeleter {
-  void operator()(sr_session_ctx_t* session) const { sr_session_stop(session); }
-};
-struct DataDeleter {
-  void operator()(sr_data_t* data) const { sr_release_data(data); }
-};
-using ConnectionPtr = std::unique_ptr<sr_conn_ctx_t, ConnectionDeleter>;
-using SessionPtr = std::unique_ptr<sr_session_ctx_t, SessionDeleter>;
-using DataPtr = std::unique_ptr<sr_data_t, DataDeleter>;
+using datastore::DataPtr;
+using datastore::SessionPtr;
 
 // Used by one thread. Throws DatastoreError.
 class Datastore : public std::enable_shared_from_this<Datastore> {
@@ -65,20 +55,12 @@ class Datastore : public std::enable_shared_from_this<Datastore> {
   std::shared_ptr<confd::Snapshot> TakeSnapshot(cdb_db_type database);
 
   // True when the shared memory of the datastore is not the one that was connected to.
-  bool IsGone() const;
+  bool IsGone() const { return connection_.IsGone(); }
 
  private:
-  struct FileId {
-    dev_t device;
-    ino_t inode;
-    bool operator==(const FileId&) const = default;
-  };
-
-  static std::optional<FileId> SharedMemory();
   DataPtr Read(sr_datastore_t database, const std::string& xpath, sr_get_options_t options);
 
-  ConnectionPtr connection_;
-  std::optional<FileId> shared_memory_;
+  datastore::Connection connection_;
   SessionPtr session_;
 };
 

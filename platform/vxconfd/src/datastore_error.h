@@ -1,24 +1,14 @@
-// The one place where failures of the datastore become exceptions.
+// Failures of the datastore, under the adapter's own names.
 
 #ifndef PLATFORM_VXCONFD_SRC_DATASTORE_ERROR_H_
 #define PLATFORM_VXCONFD_SRC_DATASTORE_ERROR_H_
 
-#include <sysrepo.h>
-
-#include <stdexcept>
-#include <string>
+#include "datastore/error.h"
 
 namespace vxconfd {
 
-// A call of the datastore failed: what it was for, and the datastore's own text about it.
-class DatastoreError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
-// Throws DatastoreError unless `code` is SR_ERR_OK. The text of the session's latest error is
-// preferred to the general one of the code.
-void Check(int code, const std::string& what_failed, sr_session_ctx_t* session = nullptr);
+using DatastoreError = datastore::Error;
+using datastore::Check;
 
 }  // namespace vxconfd
 

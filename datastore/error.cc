@@ -1,6 +1,6 @@
-#include "platform/vxconfd/src/datastore_error.h"
+#include "datastore/error.h"
 
-namespace vxconfd {
+namespace datastore {
 namespace {
 
 std::string Describe(int code, sr_session_ctx_t* session) {
@@ -15,7 +15,7 @@ std::string Describe(int code, sr_session_ctx_t* session) {
 }  // namespace
 
 void Check(int code, const std::string& what_failed, sr_session_ctx_t* session) {
-  if (code != SR_ERR_OK) throw DatastoreError(what_failed + ": " + Describe(code, session));
+  if (code != SR_ERR_OK) throw Error(what_failed + ": " + Describe(code, session));
 }
 
-}  // namespace vxconfd
+}  // namespace datastore
