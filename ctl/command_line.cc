@@ -24,13 +24,15 @@ constexpr char kUsage[] =
     "show counters    print the outcomes of the messages received, by interface\n"
     "show servers     print requests sent to each server and replies received from it\n"
     "clear counters   set all counters to zero; for root and the manager's user only\n"
-    "status           print whether the daemon is connected and the table is in sync with it;\n"
-    "                 the exit status is 1 while it is not in sync\n"
+    "status           print whether the daemon is connected and the table is in sync with it, and\n"
+    "                 whether commits are saved; the exit status is 1 while it is not in sync,\n"
+    "                 else 3 while commits are not saved\n"
     "\n"
     "  --json             print one line of JSON\n"
     "  --wait SECONDS     wait for the table to be in sync, at most SECONDS\n"
     "  --runtime-dir DIR  directory of the manager's sockets; default $DHCP_MANAGER_DIR, else\n"
-    "                     /run/dhcp-manager\n"
+    "                     /run/dhcp-manager; the saver's is $DHCP_RELAY_SAVED_DIR, else\n"
+    "                     /run/dhcp-relay-saved\n"
     "  --help, --version\n";
 
 constexpr std::array<option, 6> kOptions{{{"runtime-dir", required_argument, nullptr, 'r'},

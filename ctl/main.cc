@@ -4,14 +4,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <optional>
 #include <string>
 #include <thread>
 
 #include "base/packet_socket.h"
 #include "ctl/command_line.h"
 #include "ctl/render_state.h"
+#include "ctl/render_status.h"
 #include "ctl/render_table.h"
 #include "protocol/control/client.h"
+#include "protocol/saving/save_status.h"
 
 namespace {
 
@@ -23,6 +26,9 @@ using std::chrono::seconds;
 using std::chrono::steady_clock;
 
 constexpr milliseconds kStatusInterval{20};
+
+// Exit status while the relay is in sync but commits are not saved.
+constexpr int kNotSaved = 3;
 
 void Print(const CommandLine& line, const std::string& json, const std::string& text) {
   std::fputs((line.json ? json + "\n" : text).c_str(), stdout);
@@ -77,11 +83,21 @@ dhcp_relay::control::Status WaitForSync(const CommandLine& line) {
   }
 }
 
+// The manager is not asked whether commits are saved: that is to be seen also while it is away.
 int Status(const CommandLine& line) {
   if (!line.topic.empty()) Refuse("unexpected argument '" + line.topic + "'");
-  const auto status = WaitForSync(line);
-  Print(line, relayctl::StatusAsJson(status), relayctl::StatusAsText(status));
-  return status.in_sync() ? EXIT_SUCCESS : EXIT_FAILURE;
+  std::optional<dhcp_relay::control::Status> status;
+  std::exception_ptr error;
+  try {
+    status = WaitForSync(line);
+  } catch (const base::ConnectionError&) {
+    error = std::current_exception();
+  }
+  const auto commits = dhcp_relay::saving::ReadSaveStatus(dhcp_relay::saving::RuntimeDirectory());
+  Print(line, relayctl::StatusAsJson(status, commits), relayctl::StatusAsText(status, commits));
+  if (error) std::rethrow_exception(error);
+  if (!status->in_sync()) return EXIT_FAILURE;
+  return commits.good() ? EXIT_SUCCESS : kNotSaved;
 }
 
 int Run(const CommandLine& line) {

@@ -101,20 +101,4 @@ std::string TableAsText(const std::vector<control::Instance>& table) {
   return text;
 }
 
-std::string StatusAsJson(const control::Status& status) {
-  return Dump({{"connected", status.connected()},
-               {"in_sync", status.in_sync()},
-               {"calls", status.calls()},
-               {"dumps", status.dumps()}});
-}
-
-std::string StatusAsText(const control::Status& status) {
-  std::string text = "daemon: ";
-  text.append(status.connected() ? "connected" : "not connected");
-  text.append(status.in_sync() ? ", in sync" : ", not in sync");
-  text.append("; ").append(std::to_string(status.calls())).append(" calls and ");
-  text.append(std::to_string(status.dumps())).append(" dumps so far\n");
-  return text;
-}
-
 }  // namespace relayctl

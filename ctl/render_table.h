@@ -1,4 +1,4 @@
-// How the command prints the relay table and the status of the DHCP manager.
+// How the command prints the relay table.
 
 #ifndef CTL_RENDER_TABLE_H_
 #define CTL_RENDER_TABLE_H_
@@ -15,9 +15,6 @@ std::string TableAsJson(const std::vector<dhcp_relay::control::Instance>& table)
 
 // For people.
 std::string TableAsText(const std::vector<dhcp_relay::control::Instance>& table);
-
-std::string StatusAsJson(const dhcp_relay::control::Status& status);
-std::string StatusAsText(const dhcp_relay::control::Status& status);
 
 }  // namespace relayctl
 

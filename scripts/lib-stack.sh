@@ -1,4 +1,4 @@
-# The datastore of a stack. Needs root, the top of the tree; yang, the models; dir, the stack's directory; die; and the
+# The datastore of a stack. Needs root, the top of the tree; yang, the models; dir, the stack's directory; save_timeout, in seconds; die; and the
 # environment that names the datastore.
 # shellcheck shell=bash disable=SC2154 # set by scripts/stack
 
@@ -45,4 +45,17 @@ make_datastore() {
     echo "stack: the models have changed and refuse the saved configuration ($2): $errors" >&2
     return 1
   fi
+}
+
+# save_configuration: what a saver that was killed has not saved. Shared memory that a kill or an operator has damaged holds nobody up.
+save_configuration() {
+  ls "/dev/shm/${SYSREPO_SHM_PREFIX}"_* >/dev/null 2>&1 || return 0
+  timeout -s KILL "$save_timeout" dhcp-relay-saved --once >>"$dir/saver.log" 2>&1 ||
+    echo "stack: what shared memory held could not be saved; see $dir/saver.log" >&2
+}
+
+# recover_configuration: what was saved but not yet brought to the startup datastore. Nobody else uses the datastore yet.
+recover_configuration() {
+  timeout -s KILL "$save_timeout" dhcp-relay-saved --recover >>"$dir/saver.log" 2>&1 ||
+    die "the configuration that was saved last cannot be restored; see $dir/saver.log"
 }

@@ -9,7 +9,7 @@ import unittest
 from documentation import CODE, ROOT, files
 
 PAGE = (ROOT / "docs" / "architecture.md").read_text()
-TOPS = ("src", "platform", "protocol", "base", "datastore", "dhcp_manager", "state", "ctl", "yang")
+TOPS = ("src", "platform", "protocol", "base", "datastore", "dhcp_manager", "save", "state", "ctl", "yang")
 
 
 def section(title):

@@ -134,11 +134,11 @@ class Down(unittest.TestCase):
         stack = Stack(self)
         programs = stack.directory / "bin"
         programs.mkdir()
-        for program in ("dhcp-relay-app", "dhcp-manager", "dhcp-relay-stated", "dhcp-relayctl"):
+        for program in ("dhcp-relay-app", "dhcp-manager", "dhcp-relay-stated", "dhcp-relay-saved", "dhcp-relayctl"):
             shutil.copy(BIN / program, programs)
         with unittest.mock.patch.dict(os.environ, VX_BIN_DIR=str(programs)):
             stack.up(config=configuration(relay("r1")))
-            pids = [stack.pid(name) for name in ("daemon", "manager", "state")]
+            pids = [stack.pid(name) for name in ("daemon", "manager", "state", "saver")]
             for program in programs.iterdir():
                 shutil.copy(program, programs / "new")
                 (programs / "new").rename(program)

@@ -19,6 +19,7 @@ class Programs:
         self.directory = make_directory(KIND)
         self.addCleanup(shutil.rmtree, self.directory)
         self.environment = dict(os.environ, DHCP_MANAGER_DIR=str(self.directory / "run"),
+                                DHCP_RELAY_SAVED_DIR=str(self.directory / "saver"),
                                 VXMW_STATE_DIR=str(self.directory))
 
     def start(self, *arguments):
@@ -31,7 +32,7 @@ class Programs:
 
     def start_and_wait(self, *arguments):
         process = self.start(*arguments)
-        wait_until(lambda: self.relayctl("status", "--json").stdout, "the manager answers")
+        wait_until(lambda: self.relayctl("show").returncode == 0, "the manager answers")
         return process
 
     def manager(self, *arguments):

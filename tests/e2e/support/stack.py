@@ -97,15 +97,16 @@ class Stack:
         return int((self.directory / f"{name}.pid").read_text())
 
     def kill(self, name):
-        """Kills the daemon or the manager with SIGKILL and waits until it is gone."""
+        """Kills a process of the stack with SIGKILL and waits until it is gone."""
         pid = self.pid(name)
         os.kill(pid, signal.SIGKILL)
         wait_until(lambda: not is_running(pid), f"{name} is gone")
 
     def start(self, name):
-        """Starts the daemon or the manager again, as the stack had it."""
+        """Starts the daemon, the manager or the saver again, as the stack had it."""
         command = {
             "daemon": [BIN / "dhcp-relay-app"],
+            "saver": [BIN / "dhcp-relay-saved"],
             "manager": [BIN / "dhcp-manager", "--runtime-dir", self.directory / "run",
                         "--journal", self.directory / "journal", *self._manager_user(),
                         *self.manager_options.split()],

@@ -90,18 +90,4 @@ TEST(TableAsText, IsForPeople) {
             "  settings: check -, trusted -, option -, policy -\n");
 }
 
-TEST(Status, TellsConnectionAndSync) {
-  control::Status status;
-  EXPECT_EQ(relayctl::StatusAsText(status),
-            "daemon: not connected, not in sync; 0 calls and 0 dumps so far\n");
-  status.set_connected(true);
-  status.set_in_sync(true);
-  status.set_calls(26);
-  status.set_dumps(1);
-  EXPECT_EQ(relayctl::StatusAsText(status),
-            "daemon: connected, in sync; 26 calls and 1 dumps so far\n");
-  EXPECT_EQ(relayctl::StatusAsJson(status),
-            R"({"connected":true,"in_sync":true,"calls":26,"dumps":1})");
-}
-
 }  // namespace
