@@ -59,6 +59,14 @@ void RemoveDurably(const fs::path& path) {
   Require(errno == ENOENT, "remove", path);
 }
 
+void RequireRoom(const fs::path& path, std::size_t bytes) {
+  const base::Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, kMode));
+  Require(static_cast<bool>(file), "open", path);
+  const int error = posix_fallocate(file.get(), 0, static_cast<off_t>(bytes));
+  unlink(path.c_str());
+  if (error != 0) base::ThrowSystemError("no room for " + std::to_string(bytes) + " bytes", error);
+}
+
 void Sync(const fs::path& path) {
   const base::Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
   Require(static_cast<bool>(file), "open", path);

@@ -3,6 +3,7 @@
 #ifndef SAVE_DURABLE_FILE_H_
 #define SAVE_DURABLE_FILE_H_
 
+#include <cstddef>
 #include <filesystem>
 #include <string>
 
@@ -17,6 +18,10 @@ void RemoveDurably(const std::filesystem::path& path);
 
 // Brings to the disk what a file, or the names in a directory, hold now. Throws std::system_error.
 void Sync(const std::filesystem::path& path);
+
+// Throws std::system_error unless a new file at `path` can have that many bytes. There is no file at
+// `path` afterwards.
+void RequireRoom(const std::filesystem::path& path, std::size_t bytes);
 
 }  // namespace save
 

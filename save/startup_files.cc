@@ -2,6 +2,7 @@
 
 #include <sysrepo.h>
 
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -18,6 +19,10 @@ namespace fs = std::filesystem;
 
 constexpr char kSuffix[] = ".startup";
 constexpr char kModels[] = "sysrepo.startup";  // what is installed; written with the models only
+
+constexpr char kProbe[] = "dhcp-relay-saved.room";
+// More than it takes: the files have every default written out and marked.
+constexpr std::size_t kBytesPerByte = 4;
 
 fs::path Directory() { return fs::path(sr_get_repo_path()) / "data"; }
 
@@ -47,6 +52,12 @@ void Reset(const fs::path& path) {
 }
 
 }  // namespace
+
+void RequireRoomForStartupFiles(std::size_t bytes) {
+  std::error_code error;
+  if (!fs::is_directory(Directory(), error)) return;
+  RequireRoom(Directory() / kProbe, kBytesPerByte * bytes);
+}
 
 void SyncStartupFiles() {
   const std::vector<fs::path> files = StartupFiles();

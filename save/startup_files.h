@@ -7,7 +7,12 @@
 #ifndef SAVE_STARTUP_FILES_H_
 #define SAVE_STARTUP_FILES_H_
 
+#include <cstddef>
+
 namespace save {
+
+// Throws std::system_error when the disk has no room for a configuration of that many bytes.
+void RequireRoomForStartupFiles(std::size_t bytes);
 
 // Brings them to the disk. Throws std::system_error.
 void SyncStartupFiles();

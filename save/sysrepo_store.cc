@@ -11,8 +11,6 @@
 namespace save {
 namespace {
 
-using datastore::Check;
-
 constexpr char kTimes[] =
     "/sysrepo-monitoring:sysrepo-state/module/datastore[name='ietf-datastores:running']/"
     "last-modified";
@@ -23,12 +21,6 @@ struct TextDeleter {
 struct TreeDeleter {
   void operator()(lyd_node* tree) const { lyd_free_all(tree); }
 };
-
-datastore::DataPtr Get(sr_session_ctx_t* session, const char* xpath, sr_get_options_t options) {
-  sr_data_t* data = nullptr;
-  Check(sr_get_data(session, xpath, 0, 0, options, &data), "cannot read the datastore", session);
-  return datastore::DataPtr(data);
-}
 
 // Defaults that nobody has set are left out.
 std::string Print(const lyd_node* tree) {
@@ -46,7 +38,7 @@ class Models {
  public:
   explicit Models(sr_conn_ctx_t* connection)
       : connection_(connection), context_(sr_acquire_context(connection)) {
-    if (context_ == nullptr) Check(SR_ERR_LY, "cannot get the datastore's models");
+    if (context_ == nullptr) datastore::Check(SR_ERR_LY, "cannot get the datastore's models");
   }
   ~Models() { sr_release_context(connection_); }
   Models(const Models&) = delete;
@@ -104,13 +96,26 @@ void SysrepoStore::RequirePresence() const {
   }
 }
 
+// A datastore that is lost while it is used fails in many ways.
+void SysrepoStore::Check(int code, const char* what_failed, sr_session_ctx_t* session) const {
+  if (code != SR_ERR_OK) RequirePresence();
+  datastore::Check(code, what_failed, session);
+}
+
+datastore::DataPtr SysrepoStore::Get(sr_session_ctx_t* session, const char* xpath,
+                                     sr_get_options_t options) const {
+  sr_data_t* data = nullptr;
+  Check(sr_get_data(session, xpath, 0, 0, options, &data), "cannot read the datastore", session);
+  return datastore::DataPtr(data);
+}
+
 std::string SysrepoStore::LastModified() {
   RequirePresence();
   const datastore::DataPtr data = Get(operational_.get(), kTimes, 0);
   return std::to_string(sr_get_content_id(connection_.get())) + (data ? Print(data->tree) : "");
 }
 
-std::string SysrepoStore::Read(sr_session_ctx_t* session) {
+std::string SysrepoStore::Read(sr_session_ctx_t* session) const {
   const datastore::DataPtr data = Get(session, "/*", SR_GET_NO_FILTER);
   std::string text = Print(data ? data->tree : nullptr);
   RequirePresence();
@@ -140,6 +145,7 @@ void SysrepoStore::SetRunning(const std::string& configuration) {
 }
 
 void SysrepoStore::SetStartup(const std::string& configuration) {
+  RequireRoomForStartupFiles(configuration.size());
   if (startup_suspect_) ResetDamagedStartupFiles();
   startup_suspect_ = true;
   Replace(startup_.get(), configuration, "cannot write the startup datastore");

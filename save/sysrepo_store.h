@@ -23,7 +23,10 @@ class SysrepoStore : public ConfigStore {
   void SetStartup(const std::string& configuration) override;
 
  private:
-  std::string Read(sr_session_ctx_t* session);
+  void Check(int code, const char* what_failed, sr_session_ctx_t* session) const;
+  datastore::DataPtr Get(sr_session_ctx_t* session, const char* xpath,
+                         sr_get_options_t options) const;
+  std::string Read(sr_session_ctx_t* session) const;
   void Replace(sr_session_ctx_t* session, const std::string& configuration, const char* what);
   void RequirePresence() const;
 

@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <system_error>
 
 #include "tests/unit/save/temporary_directory.h"
 
@@ -52,6 +54,13 @@ TEST_F(StartupFilesTest, TouchesNothingElse) {
   Write("vx-config.running.perm", "");
   EXPECT_EQ(save::ResetDamagedStartupFiles(), 0);
   EXPECT_EQ(tests::Content(Path("sysrepo.startup")), "");
+}
+
+TEST_F(StartupFilesTest, NeedRoom) {
+  save::RequireRoomForStartupFiles(1000);
+  EXPECT_TRUE(fs::is_empty(directory_.path() / "data"));
+  EXPECT_THROW(save::RequireRoomForStartupFiles(std::size_t{1} << 60U), std::system_error);
+  EXPECT_TRUE(fs::is_empty(directory_.path() / "data"));
 }
 
 TEST_F(StartupFilesTest, AreSyncedAlsoWhereThereAreNone) {
