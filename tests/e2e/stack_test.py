@@ -59,7 +59,7 @@ class Up(unittest.TestCase):
     def test_leaves_its_files_in_the_directory(self):
         stack = Stack(self)
         stack.up(config=configuration())
-        for name in ("daemon.log", "manager.log", "journal", "daemon.pid", "manager.pid"):
+        for name in ("daemon.log", "manager.log", "saver.log", "journal", "daemon.pid", "manager.pid", "saver.pid"):
             self.assertTrue((stack.directory / name).exists(), name)
 
     def test_without_trace_logs_nothing_of_the_dump(self):
@@ -146,10 +146,10 @@ class Down(unittest.TestCase):
             self.assertEqual(stack.script("down").returncode, 0)
         self.assertEqual([pid for pid in pids if is_running(pid)], [])
 
-    def test_daemon_and_manager_end_with_status_0_on_sigterm(self):
+    def test_processes_end_with_status_0_on_sigterm(self):
         stack = Stack(self)
         stack.up(config=configuration())
-        for name in ("daemon", "manager"):
+        for name in ("daemon", "manager", "saver"):
             stack.kill(name)
             process = stack.start(name)
             stack.wait_in_sync()
@@ -157,6 +157,70 @@ class Down(unittest.TestCase):
             self.assertEqual(process.wait(timeout=LIMIT), 0, name)
             stack.start(name)
             stack.wait_in_sync()
+
+
+class Saved(unittest.TestCase):
+    """A commit that has returned survives whatever ends afterwards."""
+
+    PROCESSES = ("daemon", "manager", "state", "saver")
+
+    def setUp(self):
+        self.stack = Stack(self)
+        self.stack.up(config=configuration(relay("r1", vrf="red"), vrfs={"red": 7}))
+
+    def commit(self):
+        self.stack.edit(configuration(relay("r2", vrf="blue"), vrfs={"blue": 8}))
+
+    def kill_everything(self):
+        for name in self.PROCESSES:
+            self.stack.kill(name)
+
+    def remove_shared_memory(self):
+        for name in self.stack.shared_memory():
+            os.unlink(f"/dev/shm/{name}")
+
+    def is_on_the_disk(self):
+        repository = self.stack.directory / "sysrepo"
+        files = [repository / "dhcp-relay-saved.pending", repository / "data" / "vx-config.startup"]
+        return any('"r2"' in file.read_text() for file in files if file.exists())
+
+    def assert_next_up_has_all(self):
+        self.stack.up()
+        self.assertEqual(self.stack.instance_names(), ["r1", "r2"])
+        self.assertEqual([entry["vrf"] for entry in self.stack.table()], ["0x01000007", "0x01000008"])
+
+    def test_survives_a_power_cut_once_it_is_on_the_disk(self):
+        self.commit()
+        wait_until(self.is_on_the_disk, "the commit is on the disk")
+        self.kill_everything()
+        self.remove_shared_memory()
+        self.assert_next_up_has_all()
+
+    def test_survives_a_kill_of_everything_at_once(self):
+        self.commit()
+        self.kill_everything()
+        self.assert_next_up_has_all()
+
+    def test_survives_a_saver_that_was_killed_before(self):
+        self.stack.kill("saver")
+        self.commit()
+        self.assertEqual(self.stack.script("down").returncode, 0)
+        self.assert_next_up_has_all()
+
+    def test_survives_a_wipe_of_shared_memory_and_the_down_after_it(self):
+        self.commit()
+        wait_until(self.is_on_the_disk, "the commit is on the disk")
+        self.remove_shared_memory()
+        self.assertEqual(self.stack.script("down").returncode, 0)
+        self.assert_next_up_has_all()
+
+    def test_does_not_keep_up_from_starting_when_shared_memory_is_damaged(self):
+        self.commit()
+        self.assertEqual(self.stack.script("down").returncode, 0)
+        prefix = self.stack.environment()["SYSREPO_SHM_PREFIX"]
+        with open(f"/dev/shm/{prefix}_main", "wb") as file:
+            file.write(os.urandom(1000))
+        self.assert_next_up_has_all()
 
 
 class Status(unittest.TestCase):
@@ -168,6 +232,19 @@ class Status(unittest.TestCase):
         stack.kill("daemon")
         wait_until(lambda: stack.script("status").returncode != 0, "status tells of the dead daemon")
         self.assertIn("dhcp-relay-app: not running", stack.script("status").stdout)
+
+    def test_tells_that_commits_are_not_saved(self):
+        stack = Stack(self)
+        stack.up(config=configuration())
+        stack.kill("saver")
+        self.assertEqual(stack.tool("dhcp-relayctl", "status", check=False).returncode, 3)
+        result = stack.script("status")
+        self.assertNotEqual(result.returncode, 0)
+        self.assertIn("dhcp-relay-saved: not running", result.stdout)
+        self.assertIn("commits: not saved: dhcp-relay-saved does not run", result.stdout)
+        stack.start("saver")
+        wait_until(lambda: stack.status()["commits"]["state"] == "saved", "commits are saved again")
+        self.assertEqual(stack.tool("dhcp-relayctl", "status").returncode, 0)
 
 
 class TwoStacks(unittest.TestCase):

@@ -91,7 +91,9 @@ class Stack:
                                      if entry["name"] == interface], f"{interface} is {state}")
 
     def wait_in_sync(self):
-        self.tool("dhcp-relayctl", "status", "--wait", LIMIT)
+        """Waits until the manager holds the configuration, and until a saver that has only just started runs."""
+        wait_until(lambda: self.tool("dhcp-relayctl", "status", "--wait", LIMIT, check=False).returncode == 0,
+                   "the manager is in sync and commits are saved")
 
     def pid(self, name):
         return int((self.directory / f"{name}.pid").read_text())
