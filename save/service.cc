@@ -18,10 +18,10 @@ using std::chrono::steady_clock;
 constexpr base::RetryDelays kRetryDelays = {
     .first = milliseconds(100), .longest = milliseconds(5000), .patience = milliseconds(400)};
 
-// Between two looks. A commit is on the disk within a second, so the longer one leaves time for a
-// save; but while a large configuration changes all the time, most of the time is others'.
+// Between two looks. With what is gathered and the save itself, a commit is on the disk within a
+// second. While a large configuration changes all the time, most of the time is the committers'.
 constexpr milliseconds kShortestInterval{200};
-constexpr milliseconds kLongestInterval{500};
+constexpr milliseconds kLongestInterval{400};
 constexpr int kIdleShare = 2;
 
 }  // namespace
@@ -37,35 +37,51 @@ Service::Service(vxmw_t* mw, dhcp_relay::saving::StatusFile& status)
 }
 
 void Service::Work() {
-  const auto start = steady_clock::now();
   try {
-    Look();
+    const milliseconds pause = failed_ ? Repair() : Look();
+    retry_.Succeeded();
+    failed_ = false;
+    timer_.Arm(pause);
   } catch (const DatastoreLost& error) {
     Lose(error.what());
-    return;
   } catch (const std::exception& error) {
     retry_.Failed(error.what());
-    return;
   }
-  retry_.Succeeded();
-  failed_ = false;
-  Publish({SaveState::kSaved, {}});
-  const auto spent = std::chrono::duration_cast<milliseconds>(steady_clock::now() - start);
-  timer_.Arm(std::clamp(kIdleShare * spent, kShortestInterval, kLongestInterval));
 }
 
-void Service::Look() {
+Connected& Service::Datastore() {
   if (!datastore_) datastore_ = std::make_unique<Connected>(pending_);
-  Saver& saver = datastore_->saver();
-  const std::string modified = datastore_->store().LastModified();
-  const bool changed = modified != seen_;
-  if (!changed && saver.settled()) return;
-  if (changed && !failed_) Publish({SaveState::kSaving, {}});
-  const bool saved = saver.Save();
-  seen_ = modified;
-  // A commit that followed the last one at once is seen only by reading again; hence the second
-  // save before settling. After a failure all is tried.
-  if (failed_ || (!changed && !saved)) saver.Settle();
+  return *datastore_;
+}
+
+milliseconds Service::Look() {
+  using Task = ChangeWatch::Task;
+  const Task task = watch_.Look(Datastore().store().LastModified(), steady_clock::now());
+  if (task == Task::kGather) {
+    Publish({SaveState::kSaving, {}});
+    return ChangeWatch::kGatherTime;
+  }
+  const milliseconds pause = task == Task::kSave ? Save() : kShortestInterval;
+  if (task == Task::kSettle) datastore_->saver().Settle();
+  Publish({SaveState::kSaved, {}});
+  return pause;
+}
+
+milliseconds Service::Save() {
+  const auto start = steady_clock::now();
+  datastore_->saver().Save();
+  const auto end = steady_clock::now();
+  watch_.Saved(end);
+  const auto spent = std::chrono::duration_cast<milliseconds>(end - start);
+  return std::clamp(kIdleShare * spent, kShortestInterval, kLongestInterval);
+}
+
+milliseconds Service::Repair() {
+  Datastore().saver().Save();
+  datastore_->saver().Settle();
+  watch_.Forget();
+  Publish({SaveState::kSaved, {}});
+  return kShortestInterval;
 }
 
 void Service::Fail(const std::string& reason) {
@@ -82,7 +98,7 @@ void Service::Fail(const std::string& reason) {
 void Service::Lose(const std::string& reason) {
   ReportFault(reason + "; connecting anew");
   datastore_.reset();
-  seen_.clear();
+  watch_.Forget();
   retry_.Failed(reason);
 }
 

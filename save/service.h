@@ -11,6 +11,7 @@
 
 #include "base/service/retry.h"
 #include "protocol/saving/save_status.h"
+#include "save/change_watch.h"
 #include "save/connected.h"
 #include "save/pending_file.h"
 
@@ -28,7 +29,11 @@ class Service {
 
  private:
   void Work();
-  void Look();
+  Connected& Datastore();
+  // Each returns the time until the next look, and throws what Saver throws.
+  std::chrono::milliseconds Look();
+  std::chrono::milliseconds Save();
+  std::chrono::milliseconds Repair();  // tries everything, after a failure
   void SaveAll();
   void Lose(const std::string& reason);
   void Fail(const std::string& reason);
@@ -37,7 +42,7 @@ class Service {
   dhcp_relay::saving::StatusFile& status_;
   const PendingFile pending_;
   std::unique_ptr<Connected> datastore_;
-  std::string seen_;     // LastModified before the latest save
+  ChangeWatch watch_;
   bool failed_ = false;  // an operator has been told so
   base::Retry retry_;
   vxmw::TimerSource timer_;

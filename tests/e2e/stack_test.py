@@ -153,6 +153,7 @@ class Down(unittest.TestCase):
             stack.kill(name)
             process = stack.start(name)
             stack.wait_in_sync()
+            stack.wait_saved()
             process.send_signal(signal.SIGTERM)
             self.assertEqual(process.wait(timeout=LIMIT), 0, name)
             stack.start(name)
@@ -243,7 +244,7 @@ class Status(unittest.TestCase):
         self.assertIn("dhcp-relay-saved: not running", result.stdout)
         self.assertIn("commits: not saved: dhcp-relay-saved does not run", result.stdout)
         stack.start("saver")
-        wait_until(lambda: stack.status()["commits"]["state"] == "saved", "commits are saved again")
+        stack.wait_saved()
         self.assertEqual(stack.tool("dhcp-relayctl", "status").returncode, 0)
 
 
