@@ -19,8 +19,8 @@ void RemoveDurably(const std::filesystem::path& path);
 // Brings to the disk what a file, or the names in a directory, hold now. Throws std::system_error.
 void Sync(const std::filesystem::path& path);
 
-// Throws std::system_error unless a new file at `path` can have that many bytes. There is no file at
-// `path` afterwards.
+// Throws std::system_error unless a new file at `path` can have that many bytes. Leaves no file at
+// `path`.
 void RequireRoom(const std::filesystem::path& path, std::size_t bytes);
 
 }  // namespace save

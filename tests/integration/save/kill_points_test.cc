@@ -58,12 +58,16 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char kOlder[] =
-    R"({"metacli-internal:internal":{"vrf-config":{"stringTOindex":[{"name":"red","vrf-idx":7}]}},)"
-    R"("vx-config:config":{"vx-dhcp-relay:dhcp":{"relay":[{"name":"r1","vrf":"red"}]}}})";
-constexpr char kNewer[] =
-    R"({"metacli-internal:internal":{"vrf-config":{"stringTOindex":[{"name":"blue","vrf-idx":8}]}},)"
-    R"("vx-config:config":{"vx-dhcp-relay:dhcp":{"relay":[{"name":"r2","vrf":"blue"}]}}})";
+// Two modules, which belong together.
+std::string Configuration(const std::string& relay, const std::string& vrf, int index) {
+  return R"({"metacli-internal:internal":{"vrf-config":{"stringTOindex":[{"name":")" + vrf +
+         R"(","vrf-idx":)" + std::to_string(index) +
+         R"(}]}},"vx-config:config":{"vx-dhcp-relay:dhcp":{"relay":[{"name":")" + relay +
+         R"(","vrf":")" + vrf + R"("}]}}})";
+}
+
+const std::string kOlder = Configuration("r1", "red", 7);
+const std::string kNewer = Configuration("r2", "blue", 8);
 
 enum class End { kDone, kKilled, kFailed };
 
