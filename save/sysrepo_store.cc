@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <string_view>
 
 #include "save/startup_files.h"
 
@@ -51,6 +52,36 @@ class Models {
   const ly_ctx* context_;
 };
 
+bool HasConfiguration(const lys_module& module) {
+  if (module.implemented == 0 || std::string_view(module.name) == "sysrepo") return false;
+  for (const lysc_node* node = module.compiled->data; node != nullptr; node = node->next) {
+    if ((node->flags & LYS_CONFIG_W) != 0) return true;
+  }
+  return false;
+}
+
+void RequireAccess(sr_conn_ctx_t* connection, const char* module) {
+  for (const sr_datastore_t database : {SR_DS_RUNNING, SR_DS_STARTUP}) {
+    int read = 0;
+    int write = 0;
+    datastore::Check(sr_check_module_ds_access(connection, module, database, &read, &write),
+                     std::string("cannot find out the rights on the module ") + module);
+    if (read == 0 || write == 0) {
+      throw datastore::Error(std::string("this account may not read and write the module ") +
+                             module);
+    }
+  }
+}
+
+// The datastore leaves out what an account may not read, as if it were not there.
+void RequireAccessToAll(sr_conn_ctx_t* connection) {
+  const Models models(connection);
+  std::uint32_t index = 0;
+  while (const lys_module* module = ly_ctx_get_module_iter(models.get(), &index)) {
+    if (HasConfiguration(*module)) RequireAccess(connection, module->name);
+  }
+}
+
 // libyang writes what it refuses to standard error if it is not told otherwise.
 class QuietYang {
  public:
@@ -82,6 +113,7 @@ SysrepoStore::SysrepoStore()
       startup_(connection_.OpenSession(SR_DS_STARTUP)),
       operational_(connection_.OpenSession(SR_DS_OPERATIONAL)) {
   RequirePresence();
+  RequireAccessToAll(connection_.get());
 }
 
 std::string SysrepoStore::Generation() const {

@@ -143,15 +143,23 @@ class SavesOnce(SavedDatastore, unittest.TestCase):
             self.assertIn("cannot read the datastore", result.stderr)
         self.assertEqual(self.files(), before)
 
-    def test_tells_that_it_may_not(self):
+    def test_saves_nothing_when_it_may_not_read_all(self):
         self.datastore.edit(configuration("red", 7))
+        everything = [self.repository, *(f"/dev/shm/{name}" for name in self.shared_memory())]
+        run("chown", "-R", "nobody", self.datastore.directory, *everything)
+        private = [*(self.repository / "data").glob("metacli-internal.*"),
+                   f"/dev/shm/{self.environment['SYSREPO_SHM_PREFIX']}_metacli-internal.running"]
+        run("chown", "root", *private)
+        run("chmod", "600", *private)
         before = self.files()
-        self.environment["DHCP_RELAY_SAVED_DIR"] = "/tmp/" + self.datastore.directory.name + ".saver"
-        self.addCleanup(run, "rm", "-rf", self.environment["DHCP_RELAY_SAVED_DIR"])
-        result = self.saver("--once", prefix=("setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"))
+        result = self.saver("--once", prefix=("setpriv", "--reuid=nobody", "--clear-groups"))
         self.assertEqual(result.returncode, 1)
-        self.assertIn("cannot", result.stderr)
+        self.assertIn("this account may not read and write the module metacli-internal", result.stderr)
         self.assertEqual(self.files(), before)
+        run("chown", "nobody", *private)
+        result = self.saver("--once", prefix=("setpriv", "--reuid=nobody", "--clear-groups"))
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertTrue(self.in_step())
 
 
 class Recovers(SavedDatastore, unittest.TestCase):
