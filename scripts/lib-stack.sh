@@ -1,5 +1,5 @@
-# The datastore of a stack. Needs root, the top of the tree; yang, the models; dir, the stack's directory; save_timeout, in seconds; die; and the
-# environment that names the datastore.
+# The datastore of a stack. Needs root, the top of the tree; yang, the models; dir, the stack's directory; save_timeout,
+# in seconds; die; and the environment that names the datastore.
 # shellcheck shell=bash disable=SC2154 # set by scripts/stack
 
 remove_shared_memory() { rm -rf "/dev/shm/$SYSREPO_SHM_PREFIX"_* "/dev/shm/${SYSREPO_SHM_PREFIX}sub_"*; }
@@ -47,7 +47,7 @@ make_datastore() {
   fi
 }
 
-# save_configuration: what a saver that was killed has not saved. Shared memory that a kill or an operator has damaged holds nobody up.
+# save_configuration: what a saver that was killed has not saved. Shared memory that is damaged holds nobody up.
 save_configuration() {
   ls "/dev/shm/${SYSREPO_SHM_PREFIX}"_* >/dev/null 2>&1 || return 0
   timeout -s KILL "$save_timeout" dhcp-relay-saved --once >>"$dir/saver.log" 2>&1 ||
