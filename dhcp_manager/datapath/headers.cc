@@ -43,12 +43,19 @@ std::uint64_t PseudoHeader(const std::uint8_t* ip, std::size_t udp_size) {
          htons(static_cast<std::uint16_t>(udp_size));
 }
 
-// Where the UDP header of a whole, unfragmented datagram begins, and how many bytes follow from
-// there on; nothing when the IPv4 header is not one of those.
+// Where the UDP header begins, and how many bytes follow from there on.
 struct UdpPart {
   std::size_t position;
   std::size_t size;
 };
+
+// A packet socket sees packets before the kernel checks their headers. The sum is there even where
+// that of UDP is left to the device: the kernel makes it for each packet that it sends itself.
+bool IsHeaderSumRight(const std::uint8_t* packet, std::size_t header_size) {
+  return Fold(Sum(packet, header_size, 0)) == 0xFFFF;
+}
+
+// Nothing when the IPv4 header is not that of a whole, unfragmented datagram.
 std::optional<UdpPart> FindUdp(const std::uint8_t* packet, std::size_t size) {
   if (size < kIpSize + kUdpSize) return std::nullopt;
   ip header{};
@@ -57,7 +64,7 @@ std::optional<UdpPart> FindUdp(const std::uint8_t* packet, std::size_t size) {
   const std::size_t total = ntohs(header.ip_len);
   if (header.ip_v != IPVERSION || header_size < kIpSize || total > size ||
       total < header_size + kUdpSize || header.ip_p != IPPROTO_UDP ||
-      (ntohs(header.ip_off) & kFragmentBits) != 0) {
+      (ntohs(header.ip_off) & kFragmentBits) != 0 || !IsHeaderSumRight(packet, header_size)) {
     return std::nullopt;
   }
   return UdpPart{.position = header_size, .size = total - header_size};

@@ -26,7 +26,8 @@ struct UdpPayload {
 nettypes::IPv4Addr DestinationOf(const std::uint8_t* packet);
 
 // The payload of a whole, unfragmented UDP datagram for port 67 that begins with its IPv4 header;
-// nothing when the headers are invalid or, where `verify` asks for it, the checksum is wrong.
+// nothing when the headers are invalid, the IPv4 header's checksum is wrong or, where `verify` asks
+// for it, that of UDP.
 std::optional<UdpPayload> ParseUdp(std::uint8_t* packet, std::size_t size, bool verify);
 
 // Writes the headers of a datagram from port 67 of `source` to port 68 of `destination` into the

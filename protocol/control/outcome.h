@@ -18,7 +18,7 @@ namespace dhcp_relay::control {
 // A request that came in through a relay interface.
 #define DHCP_RELAY_REQUEST_OUTCOMES(X)                                        \
   X(kRelayed)          /* to one server at least */                           \
-  X(kMalformed)        /* message, headers or checksum */                     \
+  X(kMalformed)        /* message, headers or a checksum */                   \
   X(kTooManyHops)      /* RFC 1542 section 4.1.1 */                           \
   X(kOwnGiaddr)        /* a loop, or a forgery */                             \
   X(kUntrustedOption)  /* option 82 from a client; RFC 3046 section 2.1.1 */  \

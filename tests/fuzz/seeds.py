@@ -104,6 +104,8 @@ def frames():
     yield "no-checksum", b"\1" + datagram(b"message", has_checksum=False)
     yield "wrong-checksum", b"\1" + datagram(b"message")[:-1] + b"E"
     yield "unverified", b"\0" + datagram(b"message")[:-1] + b"E"
+    yield "wrong-header-checksum", b"\1" + datagram(b"message")[:8] + b"?" + datagram(b"message")[9:]
+    yield "header-checksum-made-right", b"\3" + datagram(b"message")[:8] + b"?" + datagram(b"message")[9:]
     yield "other-port", b"\1" + datagram(b"message", port=68)
 
 

@@ -1,5 +1,6 @@
 // Fuzzes the parser of clients' datagrams and the writer of the datagrams for clients. Input: bit 0
-// whether the checksum is verified, then the bytes.
+// whether the checksum is verified, bit 1 whether the header's checksum is made right first, which
+// no fuzzer would guess; then the bytes.
 
 #include <algorithm>
 #include <cstddef>
@@ -41,6 +42,16 @@ Bytes Checked(const Bytes& packet) {
   return bytes;
 }
 
+void SumHeader(Bytes& packet) {
+  if (packet.empty() || packet.size() < std::size_t{4} * (packet[0] & 0x0F)) return;
+  Bytes header(packet.begin(), packet.begin() + 4 * (packet[0] & 0x0F));
+  if (header.size() < kIpSize) return;
+  header[10] = header[11] = 0;
+  const std::uint32_t sum = ~Checksum(header);
+  packet[10] = static_cast<std::uint8_t>(sum >> 8);
+  packet[11] = static_cast<std::uint8_t>(sum);
+}
+
 void CheckParse(Bytes packet, bool verify) {
   const Bytes before = packet;
   const auto payload = dhcp_manager::ParseUdp(packet.data(), packet.size(), verify);
@@ -49,6 +60,8 @@ void CheckParse(Bytes packet, bool verify) {
   Require(payload->data >= packet.data() + kHeadersSize &&
               payload->data + payload->size <= packet.data() + packet.size(),
           "the payload lies in the packet, behind its headers");
+  Require(Checksum(Bytes(packet.begin(), packet.begin() + 4 * (packet[0] & 0x0F))) == 0xFFFF,
+          "the header's checksum was right");
   dhcp_manager::DestinationOf(packet.data());
 }
 
@@ -71,7 +84,8 @@ void CheckWrite(const Bytes& payload) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size < 1 || size > kMaxSize) return 0;
-  const Bytes bytes(data + 1, data + size);
+  Bytes bytes(data + 1, data + size);
+  if ((data[0] & 2) != 0) SumHeader(bytes);
   CheckParse(bytes, data[0] % 2 == 1);
   CheckWrite(bytes);
   return 0;

@@ -53,7 +53,19 @@ inline Bytes Message(std::uint8_t op, const std::string& giaddr) {
 inline Bytes Request(const std::string& giaddr = "0.0.0.0") { return Message(1, giaddr); }
 inline Bytes Reply(const std::string& giaddr) { return Message(2, giaddr); }
 
-// The IPv4 packet of a UDP datagram from port 68 to port 67, without a checksum.
+// Writes the checksum of an IPv4 header without options.
+inline void SumHeader(Bytes& packet) {
+  packet[10] = packet[11] = 0;
+  std::uint32_t sum = 0;
+  for (std::size_t i = 0; i < 20; i += 2) {
+    sum += static_cast<std::uint32_t>(packet[i] << 8U) + packet[i + 1];
+  }
+  while (sum > 0xFFFF) sum = (sum & 0xFFFFU) + (sum >> 16U);
+  packet[10] = static_cast<std::uint8_t>(~sum >> 8U);
+  packet[11] = static_cast<std::uint8_t>(~sum);
+}
+
+// The IPv4 packet of a UDP datagram from port 68 to port 67, without a checksum of UDP.
 inline Bytes ToServerPort(const Bytes& payload, const std::string& destination) {
   const auto high = [](std::size_t size) { return static_cast<std::uint8_t>(size >> 8); };
   const auto low = [](std::size_t size) { return static_cast<std::uint8_t>(size); };
@@ -63,6 +75,7 @@ inline Bytes ToServerPort(const Bytes& payload, const std::string& destination) 
   for (int shift = 24; shift >= 0; shift -= 8) {
     packet.push_back(static_cast<std::uint8_t>(to >> shift));
   }
+  SumHeader(packet);
   packet.insert(packet.end(), {0, 68, 0, 67, high(size + 8), low(size + 8), 0, 0});
   packet.insert(packet.end(), payload.begin(), payload.end());
   return packet;

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <string>
@@ -32,6 +33,15 @@ std::uint16_t Sum(const std::uint8_t* data, std::size_t size, std::uint32_t sum 
   return static_cast<std::uint16_t>(sum);
 }
 
+// Makes the IPv4 header's checksum right again, for the header that the packet says it has.
+void SumHeader(Bytes& packet) {
+  packet[10] = packet[11] = 0;
+  const std::size_t size = std::min(std::size_t{4} * (packet[0] & 0x0FU), packet.size());
+  const std::uint16_t sum = Sum(packet.data(), size);
+  packet[10] = static_cast<std::uint8_t>(~sum >> 8U);
+  packet[11] = static_cast<std::uint8_t>(~sum);
+}
+
 TEST(ParseUdpTest, GivesThePayload) {
   Bytes packet = Datagram();
   const auto payload = ParseUdp(packet.data(), packet.size(), true);
@@ -53,6 +63,7 @@ TEST(ParseUdpTest, SkipsIpOptions) {
   packet.insert(packet.begin() + 20, {1, 1, 1, 0});
   packet[0] = 0x46;
   packet[3] = 34;
+  SumHeader(packet);
   const auto payload = ParseUdp(packet.data(), packet.size(), true);
   ASSERT_TRUE(payload);
   EXPECT_EQ(payload->data[0], 'a');
@@ -63,6 +74,25 @@ TEST(ParseUdpTest, RefusesAWrongChecksumWhereNobodyHasLooked) {
   packet[29] ^= 1U;
   EXPECT_FALSE(ParseUdp(packet.data(), packet.size(), true));
   EXPECT_TRUE(ParseUdp(packet.data(), packet.size(), false));
+}
+
+TEST(ParseUdpTest, RefusesAWrongHeaderChecksumAlways) {
+  for (std::size_t at = 0; at < 20; ++at) {
+    Bytes packet = Datagram();
+    packet[at] ^= 0x10U;
+    EXPECT_FALSE(ParseUdp(packet.data(), packet.size(), true)) << at;
+    EXPECT_FALSE(ParseUdp(packet.data(), packet.size(), false)) << at;
+  }
+}
+
+TEST(ParseUdpTest, TheHeaderChecksumCoversIpOptions) {
+  Bytes packet = Datagram();
+  packet.insert(packet.begin() + 20, {1, 1, 1, 0});
+  packet[0] = 0x46;
+  packet[3] = 34;
+  SumHeader(packet);
+  packet[22] = 2;
+  EXPECT_FALSE(ParseUdp(packet.data(), packet.size(), true));
 }
 
 TEST(ParseUdpTest, TakesAnAbsentChecksum) {
@@ -85,6 +115,7 @@ TEST(ParseUdpTest, RefusesBrokenHeaders) {
         Break{"UDP beyond the packet", 25, 11}}) {
     Bytes packet = Datagram();
     packet[broken.at] = broken.value;
+    SumHeader(packet);
     EXPECT_FALSE(ParseUdp(packet.data(), packet.size(), false)) << broken.what;
   }
 }

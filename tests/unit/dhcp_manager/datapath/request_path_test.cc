@@ -123,6 +123,17 @@ TEST_F(RequestPathTest, BrokenHeadersAreMalformed) {
   EXPECT_TRUE(server_socket_.sent.empty());
 }
 
+TEST_F(RequestPathTest, AWrongHeaderChecksumIsMalformedWhateverTheKernelVouchesFor) {
+  Bytes packet = BroadcastRequest();
+  packet[8] = 63;  // a hop that is missing from the sum
+  ASSERT_TRUE(kernel_.Write(packet, {.link = kLink, .status = TP_STATUS_CSUM_VALID, .cut = 0}));
+  ASSERT_TRUE(kernel_.Write(packet, {.link = kLink, .status = TP_STATUS_CSUMNOTREADY, .cut = 0}));
+  Write(BroadcastRequest());
+  Relay();
+  EXPECT_EQ(Count(RequestOutcome::kMalformed), 2U);
+  EXPECT_EQ(Count(RequestOutcome::kRelayed), 1U);
+}
+
 TEST_F(RequestPathTest, AWrongChecksumIsMalformedUnlessTheKernelVouchesForIt) {
   Bytes packet = BroadcastRequest();
   packet[26] = packet[27] = 1;
