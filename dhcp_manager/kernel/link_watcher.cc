@@ -16,7 +16,13 @@ LinkWatcher::LinkWatcher(vxmw_t* mw, const VrfDevices& vrf_devices, Changed chan
 LinkWatcher::LinkWatcher(vxmw_t* mw, OpenCache open_cache, Changed changed)
     : mw_(mw), open_cache_(std::move(open_cache)), changed_(std::move(changed)) {
   Open();
-  links_ = cache_->Read();
+  links_ = Read({});
+}
+
+Links LinkWatcher::Read(const Links& before) const {
+  Links links = cache_->Read();
+  links.SortAddresses(before);
+  return links;
 }
 
 void LinkWatcher::Open() {
@@ -29,11 +35,13 @@ void LinkWatcher::Open() {
 }
 
 void LinkWatcher::OnReadable() {
-  if (const auto reason = cache_->TakeEvents()) {
+  const auto reason = cache_->TakeEvents();
+  if (reason) {
     base::LogError("events of the kernel's links were lost, reading all links anew: " + *reason);
     Open();
   }
-  Links now = cache_->Read();
+  // A new cache has the kernel's own order.
+  Links now = Read(reason ? Links() : links_);
   if (now == links_) return;
   links_ = std::move(now);
   changed_();

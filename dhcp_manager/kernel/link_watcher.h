@@ -31,6 +31,8 @@ class LinkWatcher {
  private:
   void Open();
   void OnReadable();
+  // What the cache holds, in order after `before`.
+  Links Read(const Links& before) const;
 
   vxmw_t* const mw_;
   const OpenCache open_cache_;

@@ -33,17 +33,27 @@ struct Link {
 struct LinkAddress {
   int link = 0;
   nettypes::IPv4Addr address;
-  nettypes::IPv4Addr broadcast;  // of its subnet; unspecified when it has none
+  nettypes::IPv4Addr broadcast;  // as it was set; unspecified when it was not
+  unsigned prefix_length = 32;
+  bool secondary = false;  // another address of the same subnet came first (IFA_F_SECONDARY)
 
   auto operator<=>(const LinkAddress&) const = default;
+
+  // The highest address of its subnet (RFC 919, section 7); unspecified when the prefix has no room
+  // for one (RFC 3021).
+  nettypes::IPv4Addr DirectedBroadcast() const;
 };
 
 // A snapshot: what the watcher saw last.
 struct Links {
   std::map<int, Link> links;           // by index
-  std::vector<LinkAddress> addresses;  // in the kernel's order: a subnet's primary address first
+  std::vector<LinkAddress> addresses;  // secondary ones behind all others, else the oldest first
 
   bool operator==(const Links&) const = default;
+
+  // Puts the addresses in order: those that `before` holds as they are there, then the others as
+  // they are here. An address whose lifetime is refreshed is reported anew, and must not fall back.
+  void SortAddresses(const Links& before);
 
   // The device of the VRF whose routing table is `table`; nothing when there is none.
   std::optional<VrfIfindex> FindVrf(std::uint32_t table) const;

@@ -1,6 +1,7 @@
 #include "dhcp_manager/kernel/netlink_links.h"
 
 #include <linux/if.h>
+#include <linux/if_addr.h>
 #include <netlink/cache.h>
 #include <netlink/route/addr.h>
 #include <netlink/route/link.h>
@@ -66,9 +67,12 @@ void AddLink(rtnl_link* link, const VrfDevices& vrf_devices, Links& links) {
 
 void AddAddress(rtnl_addr* address, Links& links) {
   if (rtnl_addr_get_family(address) != AF_INET) return;
-  links.addresses.push_back({.link = rtnl_addr_get_ifindex(address),
-                             .address = ToIPv4(rtnl_addr_get_local(address)),
-                             .broadcast = ToIPv4(rtnl_addr_get_broadcast(address))});
+  links.addresses.push_back(
+      {.link = rtnl_addr_get_ifindex(address),
+       .address = ToIPv4(rtnl_addr_get_local(address)),
+       .broadcast = ToIPv4(rtnl_addr_get_broadcast(address)),
+       .prefix_length = static_cast<unsigned>(rtnl_addr_get_prefixlen(address)),
+       .secondary = (rtnl_addr_get_flags(address) & IFA_F_SECONDARY) != 0});
 }
 
 template <typename Object, typename Visit>

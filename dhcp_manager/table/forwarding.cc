@@ -1,6 +1,7 @@
 #include "dhcp_manager/table/forwarding.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <limidmgr/limidmgr.h>
 
@@ -101,20 +102,25 @@ void Forwarding::Attach(RelayInterface& interface, const Links& links) {
   interface.link = link.index;
   interface.link_name = link.name;
   interface.broadcast = owned->broadcast;
+  interface.directed_broadcast = owned->DirectedBroadcast();
   interface.relay.relay_agent_information =
       MakeRelayAgentInformation(interface.name, interface.vlan, link.mac);
 }
 
 const LinkAddress* Forwarding::FindOwner(const RelayInterface& interface,
                                          const Links& links) const {
+  const auto rank = [](const Link& link) { return std::pair(!link.up, link.index); };
+  const LinkAddress* owner = nullptr;
   const auto [first, last] = owners_.equal_range(interface.relay.giaddr.host_order());
-  const auto owner = std::find_if(first, last, [&](const auto& entry) {
-    return links.VrfOf(links.links.at(entry.second->link)) == interface.instance->vrf;
-  });
-  return owner == last ? nullptr : owner->second;
+  for (auto entry = first; entry != last; ++entry) {
+    const Link& link = links.links.at(entry->second->link);
+    if (links.VrfOf(link) != interface.instance->vrf) continue;
+    if (owner == nullptr || rank(link) < rank(links.links.at(owner->link))) owner = entry->second;
+  }
+  return owner;
 }
 
-// A link's interfaces in the order of its addresses, so that its primary address comes first.
+// A link's interfaces in the order of its addresses: the oldest first, secondary ones last.
 void Forwarding::IndexByLink(const Links& links) {
   for (const LinkAddress& address : links.addresses) {
     const auto link = links.links.find(address.link);
@@ -131,7 +137,11 @@ const RelayInterface* Forwarding::FindByLink(int link, nettypes::IPv4Addr destin
   const RelayInterface& first = interfaces_[found->second.front()];
   if (found->second.size() == 1) return &first;
   const RelayInterface* const addressed = FindByAddress(first.instance->vrf, destination);
-  return addressed != nullptr && addressed->link == link ? addressed : &first;
+  if (addressed != nullptr && addressed->link == link) return addressed;
+  const auto in_subnet = std::ranges::find_if(found->second, [&](InterfaceIndex index) {
+    return interfaces_[index].IsBroadcast(destination);
+  });
+  return in_subnet == found->second.end() ? &first : &interfaces_[*in_subnet];
 }
 
 const RelayInterface* Forwarding::FindByAddress(VrfIfindex vrf, nettypes::IPv4Addr giaddr) const {
@@ -146,7 +156,7 @@ const AddressSet& Forwarding::OwnAddresses(VrfIfindex vrf) const {
 }
 
 bool Forwarding::IsForUs(const RelayInterface& interface, nettypes::IPv4Addr destination) const {
-  return destination.host_order() == INADDR_BROADCAST || destination == interface.broadcast ||
+  return destination.host_order() == INADDR_BROADCAST || interface.IsBroadcast(destination) ||
          OwnAddresses(interface.instance->vrf).contains(destination.host_order());
 }
 

@@ -43,10 +43,17 @@ struct RelayInterface {
   InterfaceState state = InterfaceState::kMissing;
   int link = 0;           // index of its kernel interface; 0 for none
   std::string link_name;  // empty for none
+  // Of its subnet: as the kernel has it, and by its prefix; unspecified for none.
   nettypes::IPv4Addr broadcast;
+  nettypes::IPv4Addr directed_broadcast;
 
   // Whether the interface relays whenever its link is up.
   bool usable() const { return state == InterfaceState::kUp || state == InterfaceState::kDown; }
+  // Whether everybody in its subnet is addressed by that.
+  bool IsBroadcast(nettypes::IPv4Addr destination) const {
+    return !destination.is_unspecified() &&
+           (destination == broadcast || destination == directed_broadcast);
+  }
 };
 
 using InterfaceIndex = std::uint32_t;
@@ -65,7 +72,8 @@ class Forwarding {
   const std::deque<RelayInstance>& instances() const { return instances_; }
 
   // The interface of a request that came in through `link` for `destination`: the one of that
-  // address, or the one of the link's first address. Null when the link relays for nobody.
+  // address or of that subnet's broadcast, else the one of the link's first address. Null when the
+  // link relays for nobody.
   const RelayInterface* FindByLink(int link, nettypes::IPv4Addr destination) const;
   // The interface of a reply in `vrf`.
   const RelayInterface* FindByAddress(VrfIfindex vrf, nettypes::IPv4Addr giaddr) const;
@@ -87,7 +95,8 @@ class Forwarding {
                     const Instance& instance, const Links& links);
   // Finds the interface's kernel interface, or the reason why it has none.
   void Attach(RelayInterface& interface, const Links& links);
-  // The kernel's address that is the interface's, in its VRF; null when there is none.
+  // The kernel's address that is the interface's, in its VRF: on a link that is up rather than on
+  // one that is down, then on the one with the lowest index. Null when there is none.
   const LinkAddress* FindOwner(const RelayInterface& interface, const Links& links) const;
   void IndexByLink(const Links& links);
 

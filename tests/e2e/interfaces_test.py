@@ -70,6 +70,32 @@ class Address(unittest.TestCase):
         wait_until(lambda: "192.168.55." in leases.read_text(), "there is a lease at the new address")
         self.assertEqual(top.stack.interface("l3-5")["vlan"], 50)
 
+    def test_stays_the_giaddr_when_its_lifetime_is_refreshed(self):
+        top = Topology(self)
+        top.network.run("relay", "ip", "addr", "add", "192.168.55.1/24", "dev", "vlan5")
+        top.network.dnsmasq("server", dhcp_range(5), dhcp_range(55))
+        top.up(instance(interfaces=["l3-5", "l3-55", "l3-6"]), interfaces=[l3(5), l3(55), l3(6)])
+        top.network.run("relay", "ip", "addr", "change", "192.168.5.1/24", "dev", "vlan5", "valid_lft", "5000",
+                        "preferred_lft", "4000")
+        # The kernel reports the refreshed address before the new one.
+        top.add_clients(6)
+        top.stack.wait_state("l3-6", "up")
+        lease = top.lease()
+        self.assertIsNotNone(lease, top.server_log())
+        self.assertRegex(lease[0], r"^192\.168\.5\.")
+        self.assertEqual(top.counters("l3-55")["requests"]["received"], 0)
+
+    def test_that_two_interfaces_have_is_served_where_it_is_up(self):
+        top = Topology(self)
+        top.add_clients(6)
+        top.network.run("relay", "ip", "addr", "add", "192.168.5.1/24", "dev", "vlan6")
+        top.network.dnsmasq("server", dhcp_range(5))
+        top.up()
+        self.assertEqual(top.stack.interface("l3-5")["link"], "vlan5")
+        top.network.run("relay", "ip", "link", "set", "vlan5", "down")
+        wait_until(lambda: top.stack.interface("l3-5")["link"] == "vlan6", "the other interface is used")
+        self.assertIsNotNone(top.lease(6), top.server_log())
+
     def test_moves_to_another_interface(self):
         top = Topology(self)
         top.add_clients(6)

@@ -12,6 +12,7 @@
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <vxmw/vxmw.h>
 
@@ -78,6 +79,20 @@ class LinkWatcherTest : public ::testing::Test {
     kernel_.links.links[index] = {
         .index = index, .name = "a" + std::to_string(index), .vrf_table = std::nullopt};
   }
+  void AddAddress(const std::string& address, bool secondary = false) {
+    kernel_.links.addresses.push_back({.link = 1,
+                                       .address = *nettypes::IPv4Addr::parse(address),
+                                       .broadcast = {},
+                                       .prefix_length = 24,
+                                       .secondary = secondary});
+  }
+  std::vector<std::string> Addresses() const {
+    std::vector<std::string> addresses;
+    for (const auto& entry : watcher_->links().addresses) {
+      addresses.push_back(entry.address.to_string());
+    }
+    return addresses;
+  }
   // An event of the kernel, which the watcher takes.
   void Event() {
     ++events_;
@@ -142,6 +157,66 @@ TEST_F(LinkWatcherTest, LostEventsThatChangeNothingAreNotReported) {
   Event();
   ASSERT_TRUE(RunUntil([this] { return kernel_.caches_opened == 2; }));
   EXPECT_EQ(changes_, 0);
+}
+
+TEST_F(LinkWatcherTest, AnAddressThatIsReportedAnewKeepsItsPlace) {
+  AddAddress("192.168.5.1");
+  AddAddress("192.168.55.1");
+  Watch();
+  // The refresh of a lifetime moves the address to the end of libnl's cache.
+  std::swap(kernel_.links.addresses[0], kernel_.links.addresses[1]);
+  Event();
+  ASSERT_TRUE(RunUntil([this] { return Taken(); }));
+  EXPECT_EQ(changes_, 0);
+  EXPECT_EQ(Addresses(), (std::vector<std::string>{"192.168.5.1", "192.168.55.1"}));
+}
+
+TEST_F(LinkWatcherTest, ANewAddressFollowsThoseThatWereThere) {
+  AddAddress("192.168.5.1");
+  Watch();
+  AddAddress("192.168.55.1");
+  std::swap(kernel_.links.addresses[0], kernel_.links.addresses[1]);
+  Event();
+  ASSERT_TRUE(RunUntil([this] { return changes_ > 0; }));
+  EXPECT_EQ(Addresses(), (std::vector<std::string>{"192.168.5.1", "192.168.55.1"}));
+}
+
+TEST_F(LinkWatcherTest, AnAddressThatWasRemovedHasLostItsPlace) {
+  AddAddress("192.168.5.1");
+  AddAddress("192.168.55.1");
+  Watch();
+  kernel_.links.addresses.erase(kernel_.links.addresses.begin());
+  Event();
+  ASSERT_TRUE(RunUntil([this] { return changes_ == 1; }));
+  AddAddress("192.168.5.1");
+  Event();
+  ASSERT_TRUE(RunUntil([this] { return changes_ == 2; }));
+  EXPECT_EQ(Addresses(), (std::vector<std::string>{"192.168.55.1", "192.168.5.1"}));
+}
+
+TEST_F(LinkWatcherTest, SecondaryAddressesAreBehindAllOthers) {
+  AddAddress("192.168.5.2", true);
+  AddAddress("192.168.5.1");
+  Watch();
+  EXPECT_EQ(Addresses(), (std::vector<std::string>{"192.168.5.1", "192.168.5.2"}));
+  // The primary one goes, and the kernel promotes the other.
+  kernel_.links.addresses = {kernel_.links.addresses[0]};
+  kernel_.links.addresses[0].secondary = false;
+  AddAddress("192.168.5.1", true);
+  Event();
+  ASSERT_TRUE(RunUntil([this] { return changes_ > 0; }));
+  EXPECT_EQ(Addresses(), (std::vector<std::string>{"192.168.5.2", "192.168.5.1"}));
+}
+
+TEST_F(LinkWatcherTest, AfterLostEventsTheOrderIsTheKernels) {
+  AddAddress("192.168.5.1");
+  AddAddress("192.168.55.1");
+  Watch();
+  std::swap(kernel_.links.addresses[0], kernel_.links.addresses[1]);
+  kernel_.lost = "Out of memory";
+  Event();
+  ASSERT_TRUE(RunUntil([this] { return changes_ > 0; }));
+  EXPECT_EQ(Addresses(), (std::vector<std::string>{"192.168.55.1", "192.168.5.1"}));
 }
 
 TEST_F(LinkWatcherTest, AKernelThatRefusesIsAnError) {

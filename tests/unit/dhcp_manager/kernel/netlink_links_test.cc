@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #include <linux/if.h>
+#include <linux/if_addr.h>
 #include <netlink/cache.h>
 #include <netlink/route/addr.h>
 #include <netlink/route/link.h>
@@ -60,11 +61,12 @@ class NetlinkLinksTest : public ::testing::Test {
   }
   void AddLink(int index, const std::string& name) { Add(MakeLink(index, name)); }
   void AddAddress(int link, const std::string& local, const std::string& broadcast = {},
-                  int family = AF_INET) {
+                  int family = AF_INET, unsigned flags = 0) {
     const Netlink<rtnl_addr> address(rtnl_addr_alloc());
     rtnl_addr_set_ifindex(address.get(), link);
     rtnl_addr_set_family(address.get(), family);
     rtnl_addr_set_local(address.get(), Address(local, family).get());
+    rtnl_addr_set_flags(address.get(), flags);
     if (!broadcast.empty()) {
       rtnl_addr_set_broadcast(address.get(), Address(broadcast, family).get());
     }
@@ -172,6 +174,24 @@ TEST_F(NetlinkLinksTest, AddressesKeepTheKernelsOrder) {
       (LinkAddress{.link = 5, .address = Ip("192.168.9.1"), .broadcast = Ip("192.168.9.255")}));
   EXPECT_EQ(links.addresses[1],
             (LinkAddress{.link = 5, .address = Ip("192.168.5.1"), .broadcast = {}}));
+}
+
+TEST_F(NetlinkLinksTest, AnAddressHasItsPrefixAndWhetherItIsSecondary) {
+  AddAddress(5, "192.168.5.1/24");
+  AddAddress(5, "192.168.5.2/24", {}, AF_INET, IFA_F_SECONDARY);
+  AddAddress(5, "192.168.6.1/30", {}, AF_INET, IFA_F_PERMANENT);
+  const Links links = Read();
+  ASSERT_EQ(links.addresses.size(), 3U);
+  EXPECT_EQ(
+      links.addresses[0],
+      (LinkAddress{.link = 5, .address = Ip("192.168.5.1"), .broadcast = {}, .prefix_length = 24}));
+  EXPECT_EQ(links.addresses[1], (LinkAddress{.link = 5,
+                                             .address = Ip("192.168.5.2"),
+                                             .broadcast = {},
+                                             .prefix_length = 24,
+                                             .secondary = true}));
+  EXPECT_EQ(links.addresses[2].prefix_length, 30U);
+  EXPECT_FALSE(links.addresses[2].secondary);
 }
 
 TEST_F(NetlinkLinksTest, OtherFamiliesAreLeftOut) {

@@ -49,8 +49,12 @@ class ForwardingTest : public ::testing::Test {
     AddLink(index, "vrf" + std::to_string(table));
     links_.links[index].vrf_table = table;
   }
-  void AddAddress(int link, const std::string& address, const std::string& broadcast = "0.0.0.0") {
-    links_.addresses.push_back({.link = link, .address = Ip(address), .broadcast = Ip(broadcast)});
+  void AddAddress(int link, const std::string& address, const std::string& broadcast = "0.0.0.0",
+                  unsigned prefix_length = 32) {
+    links_.addresses.push_back({.link = link,
+                                .address = Ip(address),
+                                .broadcast = Ip(broadcast),
+                                .prefix_length = prefix_length});
   }
   Forwarding Make() const { return {table_, links_}; }
   InterfaceState StateOf(const std::string& name) const {
@@ -207,6 +211,40 @@ TEST_F(ForwardingTest, ForUsAreBroadcastsAndOwnAddresses) {
   for (const char* address : {"10.0.0.1", "192.168.5.2", "10.0.0.255", "0.0.0.0"}) {
     EXPECT_FALSE(forwarding.IsForUs(interface, Ip(address))) << address;
   }
+}
+
+TEST_F(ForwardingTest, ADirectedBroadcastIsKnownByThePrefix) {
+  AddLink(2, "vlan5");
+  AddAddress(2, "192.168.5.1", "0.0.0.0", 24);
+  AddAddress(2, "192.168.7.1", "192.168.7.127", 25);
+  AddAddress(2, "192.168.8.0", "0.0.0.0", 31);
+  AddInterface("r1", "l3-5", "192.168.5.1");
+  AddInterface("r1", "l3-7", "192.168.7.1");
+  AddInterface("r1", "l3-8", "192.168.8.0");
+  const Forwarding forwarding = Make();
+  const auto of = [&](const std::string& destination) {
+    const RelayInterface* const interface = forwarding.FindByLink(2, Ip(destination));
+    return forwarding.IsForUs(*interface, Ip(destination)) ? interface->name : "";
+  };
+  EXPECT_EQ(of("192.168.5.255"), "l3-5");
+  EXPECT_EQ(of("192.168.7.127"), "l3-7");
+  for (const char* address : {"192.168.7.255", "192.168.8.1", "0.0.0.0"}) {
+    EXPECT_EQ(of(address), "") << address;
+  }
+}
+
+TEST_F(ForwardingTest, OfTwoLinksWithTheAddressTheOneThatIsUpIsTaken) {
+  AddLink(4, "vlan5", false);
+  AddLink(7, "spare");
+  AddLink(9, "other");
+  for (const int link : {9, 4, 7}) AddAddress(link, "192.168.5.1");
+  AddInterface("r1", "l3-5", "192.168.5.1");
+  EXPECT_EQ(Make().interfaces().at(0).link, 7);
+  links_.links[4].up = true;
+  EXPECT_EQ(Make().interfaces().at(0).link, 4);
+  EXPECT_EQ(Make().FindByLink(7, Ip("255.255.255.255")), nullptr);
+  for (auto& [index, link] : links_.links) link.up = false;
+  EXPECT_EQ(Make().interfaces().at(0).link, 4);
 }
 
 TEST_F(ForwardingTest, AnAddressOfNoLinkIsPassedOver) {
