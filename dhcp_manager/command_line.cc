@@ -19,7 +19,8 @@ namespace {
 
 constexpr char kUsage[] =
     "usage: dhcp-manager [--runtime-dir DIR] [--journal FILE] [--user USER]\n"
-    "                    [--flood-guard RATE[:BURST]] [--vrf-device TABLE=DEVICE]...\n"
+    "                    [--flood-guard RATE[:BURST]] [--servers-only]\n"
+    "                    [--drop-foreign-giaddr] [--vrf-device TABLE=DEVICE]...\n"
     "\n"
     "Relays DHCP as dhcp-relay-app configures it.\n"
     "\n"
@@ -30,6 +31,9 @@ constexpr char kUsage[] =
     "  --flood-guard RATE[:BURST]\n"
     "                     take at most RATE requests a second from each interface, and BURST at\n"
     "                     once (default: RATE)\n"
+    "  --servers-only     take replies of an instance's configured servers only\n"
+    "  --drop-foreign-giaddr\n"
+    "                     drop requests of other relays on interfaces that are not trusted\n"
     "  --vrf-device TABLE=DEVICE\n"
     "                     let DEVICE stand for the VRF of routing table TABLE, where the\n"
     "                     kernel has no VRF devices\n"
@@ -74,14 +78,16 @@ void AddVrfDevice(std::string_view text, VrfDevices& devices) {
   devices[ParseNumber("routing table", text.substr(0, equals), 1)] = text.substr(equals + 1);
 }
 
-constexpr std::array<option, 8> kOptions{{{"runtime-dir", required_argument, nullptr, 'r'},
-                                          {"journal", required_argument, nullptr, 'j'},
-                                          {"user", required_argument, nullptr, 'u'},
-                                          {"flood-guard", required_argument, nullptr, 'f'},
-                                          {"vrf-device", required_argument, nullptr, 'd'},
-                                          {"help", no_argument, nullptr, 'h'},
-                                          {"version", no_argument, nullptr, 'v'},
-                                          {nullptr, 0, nullptr, 0}}};
+constexpr std::array<option, 10> kOptions{{{"runtime-dir", required_argument, nullptr, 'r'},
+                                           {"journal", required_argument, nullptr, 'j'},
+                                           {"user", required_argument, nullptr, 'u'},
+                                           {"flood-guard", required_argument, nullptr, 'f'},
+                                           {"servers-only", no_argument, nullptr, 's'},
+                                           {"drop-foreign-giaddr", no_argument, nullptr, 'g'},
+                                           {"vrf-device", required_argument, nullptr, 'd'},
+                                           {"help", no_argument, nullptr, 'h'},
+                                           {"version", no_argument, nullptr, 'v'},
+                                           {nullptr, 0, nullptr, 0}}};
 
 [[noreturn]] void Print(const char* text) {
   std::fputs(text, stdout);
@@ -99,6 +105,12 @@ void Apply(int chosen, const char* argument, CommandLine& line) {
       break;
     case 'u':
       line.user = argument;
+      break;
+    case 's':
+      line.trust.servers_only = true;
+      break;
+    case 'g':
+      line.trust.drop_foreign_giaddr = true;
       break;
     case 'f':
       line.flood_guard = ParseRateLimit(argument);

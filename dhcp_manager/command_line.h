@@ -9,6 +9,7 @@
 
 #include "base/token_bucket.h"
 #include "dhcp_manager/kernel/link_watcher.h"
+#include "dhcp_manager/table/trust.h"
 
 namespace dhcp_manager {
 
@@ -17,6 +18,7 @@ struct CommandLine {
   std::string journal;  // empty: none
   std::string user;     // to run as; empty: the caller
   std::optional<base::RateLimit> flood_guard;
+  Trust trust;
   VrfDevices vrf_devices;
 };
 

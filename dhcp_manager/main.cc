@@ -36,7 +36,8 @@ int Serve(vxmw_t* mw, const dhcp_manager::CommandLine& line) {
   dhcp_manager::Sockets sockets;
   BecomeUser(line);
   dhcp_manager::Resync resync;
-  dhcp_manager::Relay relay(mw, std::move(sockets), resync, line.vrf_devices, line.flood_guard);
+  dhcp_manager::Relay relay(mw, std::move(sockets), resync, line.vrf_devices, line.flood_guard,
+                            line.trust);
   const dhcp_manager::ControlServer control_server(mw, line.runtime_directory, resync, relay);
   const dhcp_manager::ConfigServer config_server(mw, line.runtime_directory, resync, journal);
   return base::RunLoop(mw);

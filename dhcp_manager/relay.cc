@@ -16,10 +16,12 @@ constexpr milliseconds kMaxDelay{50};
 }  // namespace
 
 Relay::Relay(vxmw_t* mw, Sockets sockets, Resync& resync, const VrfDevices& vrf_devices,
-             std::optional<base::RateLimit> flood_limit)
+             std::optional<base::RateLimit> flood_limit, const Trust& trust)
     : resync_(resync),
+      trust_(trust),
       sockets_(std::move(sockets)),
-      packets_(mw, sockets_, counters_, flood_limit),
+      routes_(mw, OpenRouteQuery()),
+      packets_(mw, sockets_, counters_, routes_, flood_limit),
       settled_(mw, [this] { Rebuild(); }),
       links_(mw, vrf_devices, [this] { ScheduleRebuild(); }) {
   resync_.OnChange([this](Resync::Change change) {
@@ -46,7 +48,8 @@ void Relay::Rebuild() {
   if (resync_.dumps() == 0) return;
   // This may drop counters that packets_ points to: Apply makes it drop those pointers.
   counters_.Synchronise(resync_.table());
-  packets_.Apply(Forwarding(resync_.table(), links_.links()));
+  routes_.Forget();
+  packets_.Apply(Forwarding(resync_.table(), links_.links(), trust_));
 }
 
 }  // namespace dhcp_manager

@@ -13,9 +13,11 @@
 #include "dhcp_manager/datapath/packet_relay.h"
 #include "dhcp_manager/datapath/sockets.h"
 #include "dhcp_manager/kernel/link_watcher.h"
+#include "dhcp_manager/kernel/route_cache.h"
 #include "dhcp_manager/table/counters.h"
 #include "dhcp_manager/table/relay_state.h"
 #include "dhcp_manager/table/resync.h"
+#include "dhcp_manager/table/trust.h"
 
 namespace dhcp_manager {
 
@@ -24,7 +26,7 @@ class Relay final : public RelayState {
   // `resync` must outlive the relay, and reports its changes to it. No packet is received before
   // the first dump is complete. Throws std::runtime_error when the kernel's links cannot be read.
   Relay(vxmw_t* mw, Sockets sockets, Resync& resync, const VrfDevices& vrf_devices,
-        std::optional<base::RateLimit> flood_limit);
+        std::optional<base::RateLimit> flood_limit, const Trust& trust);
   ~Relay() override;
   Relay(const Relay&) = delete;
   Relay& operator=(const Relay&) = delete;
@@ -40,8 +42,10 @@ class Relay final : public RelayState {
   void Rebuild();
 
   Resync& resync_;
+  const Trust trust_;
   Sockets sockets_;
   Counters counters_;
+  RouteCache routes_;
   PacketRelay packets_;
   vxmw::TimerSource settled_;
   std::optional<Clock::time_point> first_change_;  // since the latest rebuild

@@ -32,10 +32,16 @@ LimitedLog::LimitedLog(double burst, std::chrono::seconds interval)
                Clock::now()) {}
 
 void LimitedLog::Error(const std::string& text, Clock::time_point now, const SourceLine& where) {
-  if (!allowed_.Take(now)) {
-    ++left_out_;
-    return;
-  }
+  if (Allows(now)) Write(text, where);
+}
+
+bool LimitedLog::Allows(Clock::time_point now) {
+  const bool allowed = allowed_.Take(now);
+  if (!allowed) ++left_out_;
+  return allowed;
+}
+
+void LimitedLog::Write(const std::string& text, const SourceLine& where) {
   const std::string more =
       left_out_ == 0 ? "" : " (" + std::to_string(left_out_) + " more of these not logged)";
   left_out_ = 0;

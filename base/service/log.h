@@ -46,8 +46,18 @@ class LimitedLog {
 
   void Error(const std::string& text, Clock::time_point now = Clock::now(),
              const SourceLine& where = SourceLine::Current());
+  // The text is what `make_text` returns, which is called only for a line that is written.
+  template <typename MakeText>
+  void ErrorOf(MakeText make_text, Clock::time_point now = Clock::now(),
+               const SourceLine& where = SourceLine::Current()) {
+    if (Allows(now)) Write(make_text(), where);
+  }
 
  private:
+  // Whether a line may be written; counts it when not.
+  bool Allows(Clock::time_point now);
+  void Write(const std::string& text, const SourceLine& where);
+
   TokenBucket allowed_;
   std::uint64_t left_out_ = 0;
 };

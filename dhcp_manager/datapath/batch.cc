@@ -1,6 +1,23 @@
 #include "dhcp_manager/datapath/batch.h"
 
+#include <cstring>
+
 namespace dhcp_manager {
+namespace {
+
+// The link of IP_PKTINFO, which the relay's sockets ask for: it is the first and only control
+// message.
+int LinkOf(const msghdr& header) {
+  const cmsghdr* const control = CMSG_FIRSTHDR(&header);
+  if (control == nullptr || control->cmsg_level != IPPROTO_IP || control->cmsg_type != IP_PKTINFO) {
+    return 0;
+  }
+  in_pktinfo info{};
+  std::memcpy(&info, CMSG_DATA(control), sizeof(info));
+  return info.ipi_ifindex;
+}
+
+}  // namespace
 
 Inbox::Inbox() : buffers_(std::make_unique<std::array<Buffer, kBatch>>()) {
   for (std::size_t i = 0; i < kBatch; ++i) {
@@ -10,11 +27,15 @@ Inbox::Inbox() : buffers_(std::make_unique<std::array<Buffer, kBatch>>()) {
     header.msg_iov = &vectors_[i];
     header.msg_iovlen = 1;
     header.msg_name = &buffer.from;
+    header.msg_control = buffer.control.data();
   }
 }
 
 std::size_t Inbox::Receive(BatchSocket& socket) {
-  for (mmsghdr& header : headers_) header.msg_hdr.msg_namelen = sizeof(sockaddr_in);
+  for (mmsghdr& header : headers_) {
+    header.msg_hdr.msg_namelen = sizeof(sockaddr_in);
+    header.msg_hdr.msg_controllen = sizeof(Buffer::control);
+  }
   return socket.Receive(headers_);
 }
 
@@ -25,6 +46,7 @@ Inbox::Message Inbox::Get(std::size_t index) {
           .size = headers_[index].msg_len,
           .capacity = kSize,
           .from = &buffer.from,
+          .link = LinkOf(header),
           .truncated = (header.msg_flags & MSG_TRUNC) != 0};
 }
 

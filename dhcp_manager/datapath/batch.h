@@ -35,6 +35,7 @@ class Inbox {
     std::size_t size;
     std::size_t capacity;
     const sockaddr_in* from;
+    int link;  // index of the link it came in through; 0 when the socket does not tell
     bool truncated;
   };
 
@@ -49,6 +50,7 @@ class Inbox {
   struct Buffer {
     alignas(64) std::array<std::uint8_t, kHeadroom + kSize> bytes;
     sockaddr_in from;
+    alignas(cmsghdr) std::array<std::uint8_t, CMSG_SPACE(sizeof(in_pktinfo))> control;
   };
 
   std::unique_ptr<std::array<Buffer, kBatch>> buffers_;

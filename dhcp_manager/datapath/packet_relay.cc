@@ -4,11 +4,11 @@
 
 namespace dhcp_manager {
 
-PacketRelay::PacketRelay(vxmw_t* mw, SocketOpener& opener, Counters& counters,
+PacketRelay::PacketRelay(vxmw_t* mw, SocketOpener& opener, Counters& counters, RouteLookup& routes,
                          std::optional<base::RateLimit> flood_limit)
     : table_(counters, flood_limit),
       requests_(table_),
-      replies_(table_),
+      replies_(table_, routes),
       sockets_(mw, opener,
                {.on_requests =
                     [this] {

@@ -16,6 +16,7 @@
 #include "dhcp_manager/datapath/reply_path.h"
 #include "dhcp_manager/datapath/request_path.h"
 #include "dhcp_manager/datapath/sockets.h"
+#include "dhcp_manager/kernel/route_lookup.h"
 #include "dhcp_manager/table/counters.h"
 #include "dhcp_manager/table/forwarding.h"
 
@@ -23,9 +24,9 @@ namespace dhcp_manager {
 
 class PacketRelay {
  public:
-  // `opener` and `counters` must outlive the relay. `flood_limit` limits the requests of each
-  // interface. Nothing is received before the first Apply.
-  PacketRelay(vxmw_t* mw, SocketOpener& opener, Counters& counters,
+  // `opener`, `counters` and `routes` must outlive the relay. `flood_limit` limits the requests of
+  // each interface. Nothing is received before the first Apply.
+  PacketRelay(vxmw_t* mw, SocketOpener& opener, Counters& counters, RouteLookup& routes,
               std::optional<base::RateLimit> flood_limit);
   PacketRelay(const PacketRelay&) = delete;
   PacketRelay& operator=(const PacketRelay&) = delete;

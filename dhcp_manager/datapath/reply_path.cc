@@ -16,6 +16,8 @@ namespace {
 static_assert(kBatch <= Outbox::kCapacity);
 static_assert(kHeadersSize <= Inbox::kHeadroom);
 
+constexpr int kUnknownLink = 0;
+
 sockaddr_ll ClientAddress(int link, const base::MacAddress& mac) {
   sockaddr_ll address{};
   address.sll_family = AF_PACKET;
@@ -26,11 +28,12 @@ sockaddr_ll ClientAddress(int link, const base::MacAddress& mac) {
   return address;
 }
 
-void CountServer(const std::vector<ServerDatapath>& servers, const sockaddr_in& from) {
+const ServerDatapath* FindServer(const std::vector<ServerDatapath>& servers,
+                                 const sockaddr_in& from) {
   const auto server = std::ranges::find_if(servers, [&from](const ServerDatapath& candidate) {
     return candidate.address.sin_addr.s_addr == from.sin_addr.s_addr;
   });
-  if (server != servers.end()) ++server->counters->replies;
+  return server == servers.end() ? nullptr : &*server;
 }
 
 }  // namespace
@@ -60,10 +63,47 @@ void ReplyPath::Take(VrfIfindex vrf, const Inbox::Message& packet, Outbox& clien
     return;
   }
   const InterfaceDatapath& datapath = table_.Of(*interface);
+  const ServerDatapath* const server = FindServer(*datapath.servers, *packet.from);
+  if (const auto refusal = RefusalOf(*interface, server, packet)) {
+    CountRefusal(*refusal, *interface, packet);
+    return;
+  }
   ++datapath.counters->replies;
-  CountServer(*datapath.servers, *packet.from);
+  if (server != nullptr) ++server->counters->replies;
   const Outcome outcome = Forward(*interface, datapath, packet, clients);
   if (outcome != Outcome::kRelayed) datapath.counters->Count(outcome);
+}
+
+// A client could else send leases into the network of another: giaddr and option 82 are no secret,
+// and the sender's address may be borrowed. Where the packet came in is not up to the sender.
+std::optional<ReplyPath::Outcome> ReplyPath::RefusalOf(const RelayInterface& interface,
+                                                       const ServerDatapath* server,
+                                                       const Inbox::Message& packet) {
+  const Forwarding& forwarding = table_.forwarding();
+  if (packet.link != kUnknownLink && !forwarding.ServesClients(packet.link)) {
+    const bool refused = server == nullptr && forwarding.trust().servers_only;
+    return refused ? std::optional(Outcome::kUnknownServer) : std::nullopt;
+  }
+  const bool expected_here =
+      server != nullptr &&
+      routes_.LeadsTo(interface.instance->vrf, nettypes::IPv4Addr(server->address.sin_addr),
+                      packet.link);
+  return expected_here ? std::nullopt : std::optional(Outcome::kClientSide);
+}
+
+// What came in from clients counts where they are, so that the counter leads to the sender.
+void ReplyPath::CountRefusal(Outcome refusal, const RelayInterface& interface,
+                             const Inbox::Message& packet) {
+  const RelayInterface* const arrival = table_.forwarding().FindByLink(packet.link, {});
+  const RelayInterface& counting = arrival == nullptr ? interface : *arrival;
+  InterfaceCounters& counters = *table_.Of(counting).counters;
+  ++counters.replies;
+  counters.Count(refusal);
+  refusals_.ErrorOf([&] {
+    return "refused a reply of " + nettypes::IPv4Addr(packet.from->sin_addr).to_string() +
+           " for the clients of " + interface.name + ", counted as " + Name(refusal) + " of " +
+           counting.name;
+  });
 }
 
 ReplyPath::Outcome ReplyPath::Forward(const RelayInterface& interface,

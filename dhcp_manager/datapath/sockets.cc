@@ -109,6 +109,9 @@ std::unique_ptr<BatchSocket> Sockets::OpenVrfSocket(const std::string& vrf_devic
   if (!socket) base::ThrowSystemError("cannot open a UDP socket");
   AttachFilter(socket, filter::kServerDatagrams);
   constexpr int kOn = 1;
+  // The link that a reply came in through decides who may have sent it. In a VRF that is the link
+  // itself and not the VRF's device (Linux 4.7).
+  SetOption(socket, IPPROTO_IP, IP_PKTINFO, kOn, "ask for the interface of replies");
   // The sockets of several VRFs share the port.
   SetOption(socket, SOL_SOCKET, SO_REUSEADDR, kOn, "share port 67");
   if (!vrf_device.empty()) BindToDevice(socket, vrf_device);

@@ -32,7 +32,7 @@ class SocketOpener {
   virtual ClientSocket OpenClientSocket() = 0;
 
   // The servers' side of a VRF: UDP port 67 on the VRF device, or of the default VRF when
-  // `vrf_device` is empty; BOOTREPLYs only.
+  // `vrf_device` is empty; BOOTREPLYs only, each with the link it came in through.
   virtual std::unique_ptr<BatchSocket> OpenVrfSocket(const std::string& vrf_device) = 0;
 
  protected:

@@ -32,6 +32,7 @@ struct RelayParameters {
   nettypes::IPv4Addr giaddr;
   bool check = false;
   bool trusted = false;
+  bool drop_foreign_giaddr = false;  // unless trusted
   bool option = false;
   dhcp_relay::wire::Policy policy = dhcp_relay::wire::Policy::kKeep;
   // Our option 82 without its code and length, 255 bytes at most.

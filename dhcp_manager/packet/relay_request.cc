@@ -99,8 +99,11 @@ RequestOutcome Check(const RelayParameters& interface, const AddressSet& own_add
     return refused ? RequestOutcome::kUntrustedOption : RequestOutcome::kRelayed;
   }
   // RFC 3046, section 2.1.1: a giaddr of ours in what we receive is forged, or the packet loops.
-  return own_addresses.contains(giaddr.host_order()) ? RequestOutcome::kOwnGiaddr
-                                                     : RequestOutcome::kRelayed;
+  if (own_addresses.contains(giaddr.host_order())) return RequestOutcome::kOwnGiaddr;
+  // RFC 3046, section 2.1: no relay stands behind an untrusted circuit. Others do rely on it, so
+  // that this is dropped only where it was asked for.
+  return interface.drop_foreign_giaddr && !interface.trusted ? RequestOutcome::kForeignGiaddr
+                                                             : RequestOutcome::kRelayed;
 }
 
 // Inserts our option 82 before End. False, with the message unchanged, when there is no room.

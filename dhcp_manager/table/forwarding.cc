@@ -35,7 +35,8 @@ std::optional<VrfIfindex> FindVrf(const std::optional<limid_t>& vrf, const Links
 
 }  // namespace
 
-Forwarding::Forwarding(const RelayTable& table, const Links& links) {
+Forwarding::Forwarding(const RelayTable& table, const Links& links, const Trust& trust)
+    : trust_(trust) {
   for (const LinkAddress& address : links.addresses) {
     const auto link = links.links.find(address.link);
     if (link == links.links.end()) continue;
@@ -71,6 +72,7 @@ void Forwarding::AddInterface(const RelayInstance& relay_instance, const std::st
   interface.name = name;
   interface.vlan = configured.vlan;
   interface.relay.giaddr = configured.address.value_or(nettypes::IPv4Addr());
+  interface.relay.drop_foreign_giaddr = trust_.drop_foreign_giaddr;
   SetSettings(instance.settings,
               override != instance.overrides.end() ? override->second : Settings(),
               interface.relay);

@@ -18,6 +18,7 @@
 #include "dhcp_manager/kernel/links.h"
 #include "dhcp_manager/packet/relay_packet.h"
 #include "dhcp_manager/table/relay_table.h"
+#include "dhcp_manager/table/trust.h"
 #include "protocol/control/interface_state.h"
 
 namespace dhcp_manager {
@@ -61,7 +62,7 @@ using InterfaceIndex = std::uint32_t;
 class Forwarding {
  public:
   Forwarding() = default;
-  Forwarding(const RelayTable& table, const Links& links);
+  Forwarding(const RelayTable& table, const Links& links, const Trust& trust = {});
   Forwarding(Forwarding&&) noexcept = default;
   Forwarding& operator=(Forwarding&&) noexcept = default;
   Forwarding(const Forwarding&) = delete;
@@ -70,11 +71,14 @@ class Forwarding {
   // By instance, then by name.
   const std::vector<RelayInterface>& interfaces() const { return interfaces_; }
   const std::deque<RelayInstance>& instances() const { return instances_; }
+  const Trust& trust() const { return trust_; }
 
   // The interface of a request that came in through `link` for `destination`: the one of that
   // address or of that subnet's broadcast, else the one of the link's first address. Null when the
   // link relays for nobody.
   const RelayInterface* FindByLink(int link, nettypes::IPv4Addr destination) const;
+  // Whether the link relays for somebody.
+  bool ServesClients(int link) const { return by_link_.contains(link); }
   // The interface of a reply in `vrf`.
   const RelayInterface* FindByAddress(VrfIfindex vrf, nettypes::IPv4Addr giaddr) const;
 
@@ -100,6 +104,7 @@ class Forwarding {
   const LinkAddress* FindOwner(const RelayInterface& interface, const Links& links) const;
   void IndexByLink(const Links& links);
 
+  Trust trust_;
   std::deque<RelayInstance> instances_;
   std::vector<RelayInterface> interfaces_;
   std::unordered_map<int, std::vector<InterfaceIndex>> by_link_;

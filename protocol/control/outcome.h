@@ -21,6 +21,7 @@ namespace dhcp_relay::control {
   X(kMalformed)        /* message, headers or a checksum */                   \
   X(kTooManyHops)      /* RFC 1542 section 4.1.1 */                           \
   X(kOwnGiaddr)        /* a loop, or a forgery */                             \
+  X(kForeignGiaddr)    /* another relay, refused here; RFC 3046 section 2.1 */\
   X(kUntrustedOption)  /* option 82 from a client; RFC 3046 section 2.1.1 */  \
   X(kPolicyDrop)       /* option 82 and policy "drop" */                      \
   X(kFlood)            /* over the flood guard's rate */                      \
@@ -30,6 +31,8 @@ namespace dhcp_relay::control {
 // A reply to a relay interface's address.
 #define DHCP_RELAY_REPLY_OUTCOMES(X)                                          \
   X(kRelayed)                                                                 \
+  X(kClientSide)       /* came in from clients, and not from their server */  \
+  X(kUnknownServer)    /* from no server of the instance, where asked for */  \
   X(kMalformed)                                                               \
   X(kNoOption)         /* checked, and our option 82 is missing */            \
   X(kForeignOption)    /* checked, and the option 82 is not ours */           \

@@ -15,7 +15,7 @@ sys.path.insert(0, str(HERE.parent / "unit" / "dhcp_manager" / "packet"))
 import matrix  # noqa: E402
 from matrix import CLIENT_ID, END, OVERLOAD, PAD, PARAMETERS, TYPE, US, Message  # noqa: E402
 
-CHECK, TRUSTED, OPTION, KEEP, REPLACE, DROP, REPLY = 1, 2, 4, 8, 16, 0, 32
+CHECK, TRUSTED, OPTION, KEEP, REPLACE, DROP, REPLY, FOREIGN_DROPPED = 1, 2, 4, 8, 16, 0, 32, 64
 NAME_LENGTH, VLAN, MAC = 4, b":4094", bytes([2, 0, 0, 0, 0, 5])
 CIRCUIT = b"x" * NAME_LENGTH + VLAN
 OURS = bytes([1, len(CIRCUIT)]) + CIRCUIT + bytes([2, 6]) + MAC
@@ -58,6 +58,9 @@ def packets():
     for room in (0, 24):
         settings = bytes([TRUSTED | OPTION | REPLACE, room, NAME_LENGTH])
         yield f"request-room-{room}", settings + messages["theirs"].bytes()
+    for trusted in (0, TRUSTED):
+        settings = bytes([FOREIGN_DROPPED | OPTION | trusted, 200, NAME_LENGTH])
+        yield f"request-foreign-giaddr-{trusted}", settings + messages["theirs-relayed"].bytes()
     yield "request-long-name", bytes([OPTION, 255, 255]) + messages["plain"].bytes()
 
     replies = {

@@ -41,6 +41,8 @@ TEST(CommandLineTest, HasDefaults) {
   EXPECT_EQ(line.journal, "");
   EXPECT_EQ(line.user, "");
   EXPECT_FALSE(line.flood_guard);
+  EXPECT_FALSE(line.trust.servers_only);
+  EXPECT_FALSE(line.trust.drop_foreign_giaddr);
   EXPECT_EQ(line.vrf_devices, VrfDevices());
 }
 
@@ -73,6 +75,13 @@ TEST(CommandLineTest, TakesSeveralVrfDevices) {
             (VrfDevices{{7, "red"}, {8, "blue=x"}}));
 }
 
+TEST(CommandLineTest, TakesWhoIsTrusted) {
+  EXPECT_TRUE(Parse({"--servers-only"}).trust.servers_only);
+  EXPECT_FALSE(Parse({"--servers-only"}).trust.drop_foreign_giaddr);
+  EXPECT_TRUE(Parse({"--drop-foreign-giaddr"}).trust.drop_foreign_giaddr);
+  EXPECT_FALSE(Parse({"--drop-foreign-giaddr"}).trust.servers_only);
+}
+
 TEST(CommandLineDeathTest, RefusesAFloodGuardThatIsNoRate) {
   for (const char* text : {"", "0", "-1", "x", "1x", "5:", "5:0", ":5", "5:1:2", "4294967296"}) {
     EXPECT_EXIT(Parse({"--flood-guard", text}), ExitedWithCode(kUsageError),
@@ -103,7 +112,8 @@ TEST(CommandLineDeathTest, RefusesWhatItDoesNotKnow) {
 
 TEST(CommandLineDeathTest, HelpNamesEveryOptionAndEndsWithStatus0) {
   for (const char* option :
-       {"--runtime-dir", "--journal", "--user", "--flood-guard", "--vrf-device", "--version"}) {
+       {"--runtime-dir", "--journal", "--user", "--flood-guard", "--servers-only",
+        "--drop-foreign-giaddr", "--vrf-device", "--version"}) {
     EXPECT_EXIT(ParseLoudly({"--help"}), ExitedWithCode(EXIT_SUCCESS), option);
   }
 }

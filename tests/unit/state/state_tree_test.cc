@@ -160,13 +160,14 @@ TEST_F(StateTreeTest, HoldsEveryCounter) {
   relay_.unmatched.set_received(300);
   FillOutcomes(control::UnmatchedOutcomes(), 301, *relay_.unmatched.mutable_outcomes());
   Make();
-  EXPECT_THAT(Values("instance/interface/requests/*"),
-              ElementsAre("100", "101", "102", "103", "104", "105", "106", "107", "108", "109"));
+  EXPECT_THAT(
+      Values("instance/interface/requests/*"),
+      ElementsAre("100", "101", "102", "103", "104", "105", "106", "107", "108", "109", "110"));
   EXPECT_THAT(Values("instance/interface/requests/too-many-hops"), ElementsAre("103"));
   EXPECT_THAT(Values("instance/interface/option-left-out"), ElementsAre("150"));
   EXPECT_THAT(Values("instance/interface/replies/*"),
-              ElementsAre("200", "201", "202", "203", "204", "205"));
-  EXPECT_THAT(Values("instance/interface/replies/send-failed"), ElementsAre("205"));
+              ElementsAre("200", "201", "202", "203", "204", "205", "206", "207"));
+  EXPECT_THAT(Values("instance/interface/replies/send-failed"), ElementsAre("207"));
   EXPECT_THAT(Values("other/*"), ElementsAre("300", "301", "302", "303", "304"));
 }
 

@@ -1,5 +1,6 @@
 // Fuzzes the packet rules with messages. Input: settings (bit 0 check, 1 trusted, 2 option,
-// 3 and 4 policy, 5 a reply), room behind the message, length of the interface's name, message.
+// 3 and 4 policy, 5 a reply, 6 another relay's giaddr is dropped), room behind the message, length
+// of the interface's name, message.
 
 #include <algorithm>
 #include <cstddef>
@@ -46,6 +47,7 @@ Input Take(const std::uint8_t* data, std::size_t size) {
   input.interface.option = bit(2);
   input.interface.policy = static_cast<Policy>((data[0] >> 3 & 3) % 3);
   input.is_reply = bit(5);
+  input.interface.drop_foreign_giaddr = bit(6);
   input.interface.relay_agent_information = MakeRelayAgentInformation(
       std::string(data[2], 'x'), data[2] % 2 == 0 ? std::optional(kVlan) : std::nullopt, kMac);
   input.message.assign(data + kSettings, data + size);
@@ -77,7 +79,9 @@ class Memory {
 void CheckNextRelay(const Input& input, const Bytes& relayed) {
   if (input.interface.option && input.interface.policy == Policy::kDrop) return;
   Memory next(relayed, std::max(input.capacity, relayed.size()));
-  const RequestVerdict verdict = RelayRequest(input.interface, {}, next.buffer());
+  RelayParameters interface = input.interface;
+  interface.drop_foreign_giaddr = false;
+  const RequestVerdict verdict = RelayRequest(interface, {}, next.buffer());
   if (relayed[3] > 16) {
     Require(verdict.outcome == RequestOutcome::kTooManyHops, "the seventeenth relay drops it");
     return;

@@ -170,6 +170,9 @@ ModelledRequest ModelRequest(const RelayParameters& interface,
   if (bytes[3] > 16) return {{RequestOutcome::kTooManyHops}, {}};
   const bool first = giaddr == Bytes(4);
   if (!first && own_addresses.contains(Number(giaddr))) return {{RequestOutcome::kOwnGiaddr}, {}};
+  if (!first && interface.drop_foreign_giaddr && !interface.trusted) {
+    return {{RequestOutcome::kForeignGiaddr}, {}};
+  }
   const bool there = message->HasRelayAgentInformation();
   if (there && first && !interface.trusted) return {{RequestOutcome::kUntrustedOption}, {}};
   if (there && interface.option && interface.policy == Policy::kDrop)

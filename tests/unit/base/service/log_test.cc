@@ -83,6 +83,18 @@ TEST_F(LogTest, ALimitedLogWritesItsBurstThenOneLineAnInterval) {
   EXPECT_THAT(Zlog::Get().lines, SizeIs(3));
 }
 
+TEST_F(LogTest, ALimitedLogMakesTheTextOnlyOfALineThatItWrites) {
+  base::LimitedLog log(1, seconds(10));
+  const auto now = base::LimitedLog::Clock::now();
+  int made = 0;
+  const auto text = [&made] { return "refused " + std::to_string(++made); };
+  for (int i = 0; i < 4; ++i) log.ErrorOf(text, now);
+  log.ErrorOf(text, now + seconds(11));
+  EXPECT_THAT(
+      Zlog::Get().Texts(),
+      ElementsAre("12 TestBody: refused 1", "12 TestBody: refused 2 (3 more of these not logged)"));
+}
+
 TEST_F(LogTest, ALimitedLogSaysHowManyLinesItLeftOut) {
   base::LimitedLog log(1, seconds(10));
   const auto now = base::LimitedLog::Clock::now();

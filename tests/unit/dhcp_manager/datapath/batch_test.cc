@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <net/if.h>
 #include <poll.h>
 
 #include <string>
@@ -147,6 +148,21 @@ TEST_F(LoopbackTest, PacketsArriveInOrderWithTheirSender) {
   EXPECT_EQ(inbox_.Get(2).from->sin_port, AddressOf(sender_.fd()).sin_port);
   EXPECT_EQ(inbox_.Get(2).from->sin_addr.s_addr, tests::Ip("127.0.0.1").to_in_addr().s_addr);
   EXPECT_FALSE(inbox_.Get(2).truncated);
+}
+
+TEST_F(LoopbackTest, APacketTellsItsLinkWhereTheSocketWasAskedTo) {
+  Send({{1}});
+  ASSERT_EQ(Receive(), 1U);
+  EXPECT_EQ(inbox_.Get(0).link, 0);
+  constexpr int kOn = 1;
+  ASSERT_EQ(setsockopt(receiver_.fd(), IPPROTO_IP, IP_PKTINFO, &kOn, sizeof(kOn)), 0);
+  for (int i = 0; i < 2; ++i) {
+    Send({{1}, {2}});
+    ASSERT_EQ(Receive(), 2U);
+    for (const std::size_t index : {0U, 1U}) {
+      EXPECT_EQ(inbox_.Get(index).link, static_cast<int>(if_nametoindex("lo")));
+    }
+  }
 }
 
 TEST_F(LoopbackTest, WithoutAPacketNothingIsReceived) { EXPECT_EQ(inbox_.Receive(receiver_), 0U); }

@@ -115,10 +115,11 @@ struct Configuration {
     links.addresses.push_back({.link = index, .address = Ip(address), .broadcast = {}});
   }
 
-  dhcp_manager::Forwarding MakeForwarding() const { return {table, links}; }
+  dhcp_manager::Forwarding MakeForwarding() const { return {table, links, trust}; }
 
   dhcp_manager::RelayTable table;
   dhcp_manager::Links links;
+  dhcp_manager::Trust trust;
 };
 
 class DatapathTest : public ::testing::Test {

@@ -13,6 +13,7 @@
 #include "tests/support/loop.h"
 #include "tests/unit/dhcp_manager/datapath/datapath_fixture.h"
 #include "tests/unit/dhcp_manager/datapath/scripted_opener.h"
+#include "tests/unit/dhcp_manager/datapath/scripted_routes.h"
 
 namespace {
 
@@ -57,8 +58,9 @@ class PacketRelayTest : public ::testing::Test {
   tests::Configuration configuration_;
   tests::ScriptedOpener opener_;
   dhcp_manager::Counters counters_;
+  tests::ScriptedRoutes routes_;
   std::unique_ptr<PacketRelay> relay_ =
-      std::make_unique<PacketRelay>(mw_, opener_, counters_, std::nullopt);
+      std::make_unique<PacketRelay>(mw_, opener_, counters_, routes_, std::nullopt);
 };
 
 TEST_F(PacketRelayTest, RelaysRequestsAndRepliesOfEveryVrf) {
@@ -96,6 +98,23 @@ TEST_F(PacketRelayTest, RelaysUnderLoadByPolling) {
     return false;
   }));
   ReplyArrives("", "192.168.5.1");
+  EXPECT_TRUE(RunUntil([this] { return opener_.client.socket.sent.size() == 1; }));
+}
+
+TEST_F(PacketRelayTest, AsksTheRoutesOfTheSocketsVrf) {
+  Apply();
+  tests::ScriptedSocket& servers = opener_.vrfs["red"].socket;
+  const auto arrives = [&] {
+    servers.incoming.push_back(
+        {.bytes = tests::Reply("192.168.6.1"), .from = Ip("10.0.0.1"), .link = kRedLink});
+    opener_.vrfs["red"].Set();
+  };
+  routes_.routes = {{0, Ip("10.0.0.1"), kRedLink}};
+  arrives();
+  ASSERT_TRUE(RunUntil([this] { return routes_.questions == 1; }));
+  EXPECT_TRUE(opener_.client.socket.sent.empty());
+  routes_.routes = {{tests::kRedVrf, Ip("10.0.0.1"), kRedLink}};
+  arrives();
   EXPECT_TRUE(RunUntil([this] { return opener_.client.socket.sent.size() == 1; }));
 }
 

@@ -9,6 +9,7 @@
 
 #include "dhcp_manager/datapath/headers.h"
 #include "tests/unit/dhcp_manager/datapath/datapath_fixture.h"
+#include "tests/unit/dhcp_manager/datapath/scripted_routes.h"
 
 namespace {
 
@@ -37,7 +38,7 @@ class ReplyPathTest : public tests::DatapathTest {
   std::size_t Relay(dhcp_manager::VrfIfindex vrf = kDefaultVrf) {
     if (!path_) {
       Apply();
-      path_.emplace(*table_);
+      path_.emplace(*table_, routes_);
     }
     const std::size_t count = path_->Relay(vrf, server_socket_, clients_);
     ExpectCountersAddUp();
@@ -53,6 +54,7 @@ class ReplyPathTest : public tests::DatapathTest {
             bytes.begin() + static_cast<std::ptrdiff_t>(to)};
   }
 
+  tests::ScriptedRoutes routes_;
   tests::ScriptedSocket client_socket_;
   dhcp_manager::Outbox clients_{client_socket_};
   std::optional<dhcp_manager::ReplyPath> path_;
@@ -138,6 +140,117 @@ TEST_F(ReplyPathTest, AServerThatIsNotConfiguredIsRelayedButNotCounted) {
   Relay();
   EXPECT_EQ(Count(ReplyOutcome::kRelayed), 1U);
   EXPECT_EQ(Server("10.0.0.1").replies, 0U);
+}
+
+// A second VLAN of the instance, whose clients are the victims of those of the first.
+class ReplyTrustTest : public ReplyPathTest {
+ protected:
+  static constexpr int kVictimLink = 4;
+
+  ReplyTrustTest() {
+    configuration_.AddInterface("r1", "l3-7", "192.168.7.1");
+    configuration_.AddLink(kVictimLink, "vlan7", "192.168.7.1", 0);
+    routes_.routes = {{kDefaultVrf, Ip("10.0.0.1"), tests::kUplink}};
+  }
+
+  void ArrivesThrough(int link, const std::string& from, const Bytes& reply) {
+    server_socket_.incoming.push_back({.bytes = reply, .from = Ip(from), .link = link});
+  }
+  void ArrivesThrough(int link, const std::string& from) {
+    ArrivesThrough(link, from, Reply("192.168.7.1"));
+  }
+  const dhcp_manager::InterfaceCounters& Victim() { return Interface("r1", "l3-7"); }
+  std::uint64_t CountOfVictim(ReplyOutcome outcome) {
+    return Victim().reply_outcomes[static_cast<std::size_t>(outcome)];
+  }
+};
+
+TEST_F(ReplyTrustTest, AClientCannotAnswerForAServer) {
+  ArrivesThrough(kLink, "192.168.5.66");
+  ArrivesThrough(kVictimLink, "192.168.7.66");
+  Relay();
+  EXPECT_TRUE(client_socket_.sent.empty());
+  EXPECT_EQ(Count(ReplyOutcome::kClientSide), 1U) << "counted where it came in";
+  EXPECT_EQ(CountOfVictim(ReplyOutcome::kClientSide), 1U);
+  EXPECT_EQ(Victim().replies, 1U);
+}
+
+TEST_F(ReplyTrustTest, ABorrowedAddressDoesNotHelp) {
+  ArrivesThrough(kLink, "10.0.0.1");
+  Relay();
+  EXPECT_TRUE(client_socket_.sent.empty());
+  EXPECT_EQ(Count(ReplyOutcome::kClientSide), 1U);
+  EXPECT_EQ(Server("10.0.0.1").replies, 0U);
+}
+
+TEST_F(ReplyTrustTest, AForgedOption82DoesNotHelp) {
+  configuration_.table.Apply(tests::FlagCall(tests::wire::SET_OPTION, "r1", true));
+  configuration_.table.Apply(tests::FlagCall(tests::wire::SET_CHECK, "r1", true));
+  Apply();
+  path_.emplace(*table_, routes_);
+  const auto* const victim = table_->forwarding().FindByAddress(kDefaultVrf, Ip("192.168.7.1"));
+  const Bytes option = victim->relay.relay_agent_information;
+  Bytes reply = Reply("192.168.7.1");
+  reply.resize(240);
+  reply.insert(reply.end(), {82, static_cast<std::uint8_t>(option.size())});
+  reply.insert(reply.end(), option.begin(), option.end());
+  reply.push_back(255);
+  ArrivesThrough(kLink, "10.0.0.1", reply);
+  ArrivesThrough(tests::kUplink, "10.0.0.1", reply);
+  Relay();
+  EXPECT_EQ(Count(ReplyOutcome::kClientSide), 1U);
+  EXPECT_EQ(CountOfVictim(ReplyOutcome::kRelayed), 1U) << "the option was right";
+}
+
+TEST_F(ReplyTrustTest, AServerAmongClientsAnswersThroughTheLinkThatItsRouteNames) {
+  routes_.routes = {{kDefaultVrf, Ip("10.0.0.1"), kLink}};
+  ArrivesThrough(kLink, "10.0.0.1");
+  ArrivesThrough(kVictimLink, "10.0.0.1");
+  Relay();
+  EXPECT_EQ(CountOfVictim(ReplyOutcome::kRelayed), 1U);
+  EXPECT_EQ(CountOfVictim(ReplyOutcome::kClientSide), 1U);
+  EXPECT_EQ(client_socket_.sent.size(), 1U);
+  EXPECT_EQ(Server("10.0.0.1").replies, 1U);
+}
+
+TEST_F(ReplyTrustTest, AServerOfAnotherInstanceIsNone) {
+  configuration_.AddInterface("r2", "l3-9", "192.168.9.1");
+  configuration_.AddServer("r2", "10.0.0.9");
+  routes_.routes = {{kDefaultVrf, Ip("10.0.0.9"), kLink}};
+  ArrivesThrough(kLink, "10.0.0.9");
+  Relay();
+  EXPECT_EQ(Count(ReplyOutcome::kClientSide), 1U);
+  EXPECT_TRUE(client_socket_.sent.empty());
+}
+
+TEST_F(ReplyTrustTest, WithoutALinkNothingIsTaken) {
+  ArrivesThrough(0, "10.0.0.1");
+  Relay();
+  EXPECT_EQ(CountOfVictim(ReplyOutcome::kClientSide), 1U);
+  EXPECT_TRUE(client_socket_.sent.empty());
+}
+
+TEST_F(ReplyTrustTest, RoutesAreAskedOnlyForServersOnLinksThatServeClients) {
+  ArrivesThrough(tests::kUplink, "10.0.0.1");
+  ArrivesThrough(tests::kUplink, "10.0.0.99");
+  ArrivesThrough(kLink, "10.0.0.99");
+  Relay();
+  EXPECT_EQ(routes_.questions, 0U);
+  ArrivesThrough(kLink, "10.0.0.1");
+  Relay();
+  EXPECT_EQ(routes_.questions, 1U);
+}
+
+TEST_F(ReplyTrustTest, WithServersOnlyAnotherSenderIsUnknown) {
+  configuration_.trust.servers_only = true;
+  ArrivesThrough(tests::kUplink, "10.0.0.99");
+  ArrivesThrough(tests::kUplink, "10.0.0.1");
+  ArrivesThrough(kLink, "10.0.0.99");
+  Relay();
+  EXPECT_EQ(CountOfVictim(ReplyOutcome::kUnknownServer), 1U);
+  EXPECT_EQ(CountOfVictim(ReplyOutcome::kRelayed), 1U);
+  EXPECT_EQ(Count(ReplyOutcome::kClientSide), 1U);
+  EXPECT_EQ(client_socket_.sent.size(), 1U);
 }
 
 TEST_F(ReplyPathTest, WhatTheSocketRefusesHasFailed) {

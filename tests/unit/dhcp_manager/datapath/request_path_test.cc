@@ -164,6 +164,22 @@ TEST_F(RequestPathTest, WhatTheRulesDropIsCountedByItsReason) {
   EXPECT_TRUE(server_socket_.sent.empty());
 }
 
+TEST_F(RequestPathTest, AForeignGiaddrIsDroppedWhereAskedForUnlessTrusted) {
+  configuration_.trust.drop_foreign_giaddr = true;
+  configuration_.AddInterface("r2", "l3-7", "192.168.7.1");
+  configuration_.AddServer("r2", "10.0.0.1");
+  configuration_.AddLink(4, "vlan7", "192.168.7.1", 0);
+  configuration_.table.Apply(tests::FlagCall(tests::wire::SET_TRUSTED, "r2", true));
+  for (const int link : {kLink, 4}) {
+    Write(BroadcastRequest("10.9.9.9"), link);
+    Write(BroadcastRequest(), link);
+  }
+  Relay();
+  EXPECT_EQ(Count(RequestOutcome::kForeignGiaddr), 1U);
+  EXPECT_EQ(Count(RequestOutcome::kRelayed), 1U);
+  EXPECT_EQ(Interface("r2", "l3-7").request_outcomes[0], 2U);
+}
+
 TEST_F(RequestPathTest, AnAddressOfAnotherVrfIsNotOurOwn) {
   Write(BroadcastRequest("192.168.6.1"));
   Relay();

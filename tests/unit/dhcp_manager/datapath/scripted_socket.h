@@ -24,12 +24,16 @@ using Bytes = std::vector<std::uint8_t>;
 
 inline nettypes::IPv4Addr Ip(const std::string& text) { return *nettypes::IPv4Addr::parse(text); }
 
+// The link that leads to the servers and serves no clients.
+inline constexpr int kUplink = 8;
+
 class ScriptedSocket final : public dhcp_manager::BatchSocket {
  public:
   struct Datagram {
     Bytes bytes;
     nettypes::IPv4Addr from;
     bool truncated = false;
+    int link = kUplink;  // it came in through; 0 for a socket that does not tell
   };
   struct Sent {
     Bytes bytes;
@@ -78,6 +82,22 @@ class ScriptedSocket final : public dhcp_manager::BatchSocket {
     from.sin_family = AF_INET;
     from.sin_addr = datagram.from.to_in_addr();
     std::memcpy(message.msg_hdr.msg_name, &from, sizeof(from));
+    FillLink(datagram.link, message.msg_hdr);
+  }
+
+  static void FillLink(int link, msghdr& header) {
+    if (link == 0) {
+      header.msg_controllen = 0;
+      return;
+    }
+    cmsghdr* const control = CMSG_FIRSTHDR(&header);
+    control->cmsg_level = IPPROTO_IP;
+    control->cmsg_type = IP_PKTINFO;
+    control->cmsg_len = CMSG_LEN(sizeof(in_pktinfo));
+    in_pktinfo info{};
+    info.ipi_ifindex = link;
+    std::memcpy(CMSG_DATA(control), &info, sizeof(info));
+    header.msg_controllen = CMSG_SPACE(sizeof(info));
   }
 
   static Sent Read(const msghdr& header) {

@@ -7,8 +7,8 @@ documentation have them; nothing is taken from what the relay computes. One case
   request NAME GIADDR SETTINGS POLICY INFORMATION OWN CAPACITY MESSAGE RESULT OUTPUT
   reply   NAME GIADDR SETTINGS POLICY INFORMATION -   CAPACITY MESSAGE RESULT OUTPUT
 
-SETTINGS holds the letters c(heck), t(rusted), o(ption) that are on, else '-'; messages are in hexadecimal; OUTPUT is
-'-' where nothing comes out.
+SETTINGS holds the letters c(heck), t(rusted), o(ption), f(oreign giaddr dropped) that are on, else '-'; messages are
+in hexadecimal; OUTPUT is '-' where nothing comes out.
 """
 
 import itertools
@@ -119,14 +119,16 @@ def requests():
                 output = relayed(message, options=with_ours(message.options) if added else message.options)
             case("request", f"Giaddr{name}Option{'On' if option else 'Off'}", message, result, output, settings=option)
 
-    for there, trusted, option, policy, giaddr in itertools.product(
-            (False, True), ("", "t"), ("", "o"), ("keep", "replace", "drop"), ("0.0.0.0", "10.9.9.9")):
+    for there, trusted, option, policy, giaddr, drop in itertools.product(
+            (False, True), ("", "t"), ("", "o"), ("keep", "replace", "drop"), ("0.0.0.0", "10.9.9.9"), ("", "f")):
         options = [TYPE, CLIENT_ID] + ([(INFORMATION, THEIRS)] if there else []) + [PARAMETERS, END]
         message = Message(options=options, giaddr=giaddr)
         first_hop = giaddr == "0.0.0.0"
         result, output = "relay", relayed(message)
         if there and first_hop and not trusted:
             result, output = "untrusted", None
+        elif not first_hop and drop and not trusted:
+            result, output = "foreign-giaddr", None
         elif there and option and policy == "drop":
             result, output = "policy", None
         elif there and option and policy == "replace":
@@ -134,8 +136,9 @@ def requests():
         elif not there and option and first_hop:
             output = relayed(message, options=with_ours(options))
         case("request", f"Matrix{'There' if there else 'Absent'}{'Trusted' if trusted else 'Untrusted'}"
-             f"Option{'On' if option else 'Off'}{policy.capitalize()}{'FirstHop' if first_hop else 'Relayed'}",
-             message, result, output, settings=trusted + option, policy=policy)
+             f"Option{'On' if option else 'Off'}{policy.capitalize()}{'FirstHop' if first_hop else 'Relayed'}"
+             f"{'ForeignDropped' if drop else ''}",
+             message, result, output, settings=trusted + option + drop, policy=policy)
 
     theirs = (INFORMATION, THEIRS)
     for name, options in (("First", [theirs, TYPE, PARAMETERS, END]), ("Middle", [TYPE, theirs, PARAMETERS, END]),
@@ -260,6 +263,11 @@ def requests():
             ("OwnGiaddrBeforePolicy", Message(giaddr=US, options=[theirs, END]), "own-giaddr"),
             ("UntrustedBeforePolicy", Message(options=[theirs, END]), "untrusted")):
         case("request", name, message, result, settings="o", policy="drop")
+    for name, message, result in (
+            ("HopsBeforeForeignGiaddr", Message(hops=17, giaddr="10.9.9.9"), "hops"),
+            ("OwnGiaddrIsNotForeign", Message(giaddr=US), "own-giaddr"),
+            ("MalformedBeforeForeignGiaddr", Message(giaddr="10.9.9.9", options=broken), "malformed")):
+        case("request", name, message, result, settings="of")
 
     for hlen, result in ((0, "relay"), (16, "relay"), (17, "malformed"), (255, "malformed")):
         message = Message(hlen=hlen)

@@ -78,6 +78,7 @@ RelayParameters InterfaceOf(const Case& item) {
   interface.giaddr = Address(item.giaddr);
   interface.check = item.settings.find('c') != std::string::npos;
   interface.trusted = item.settings.find('t') != std::string::npos;
+  interface.drop_foreign_giaddr = item.settings.find('f') != std::string::npos;
   interface.option = item.settings.find('o') != std::string::npos;
   interface.policy = policies.at(item.policy);
   interface.relay_agent_information = FromHex(item.relay_agent_information);
@@ -95,9 +96,13 @@ dhcp_manager::AddressSet OwnOf(const Case& item) {
 
 std::string RelayRequestOf(const Case& item, MessageBuffer& message) {
   const std::map<RequestOutcome, std::string> names{
-      {RequestOutcome::kRelayed, "relay"},     {RequestOutcome::kMalformed, "malformed"},
-      {RequestOutcome::kTooManyHops, "hops"},  {RequestOutcome::kOwnGiaddr, "own-giaddr"},
-      {RequestOutcome::kPolicyDrop, "policy"}, {RequestOutcome::kUntrustedOption, "untrusted"}};
+      {RequestOutcome::kRelayed, "relay"},
+      {RequestOutcome::kMalformed, "malformed"},
+      {RequestOutcome::kTooManyHops, "hops"},
+      {RequestOutcome::kOwnGiaddr, "own-giaddr"},
+      {RequestOutcome::kPolicyDrop, "policy"},
+      {RequestOutcome::kUntrustedOption, "untrusted"},
+      {RequestOutcome::kForeignGiaddr, "foreign-giaddr"}};
   const RequestVerdict verdict = RelayRequest(InterfaceOf(item), OwnOf(item), message);
   if (!verdict.option_left_out) return names.at(verdict.outcome);
   EXPECT_EQ(verdict.outcome, RequestOutcome::kRelayed);

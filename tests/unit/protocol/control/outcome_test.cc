@@ -44,7 +44,8 @@ TEST(OutcomeName, IsInTheListOnceForEachEnumerator) {
               SizeIs(dhcp_relay::control::kRequestOutcomes));
   EXPECT_EQ(dhcp_relay::control::RequestOutcomes().back(), Name(RequestOutcome::kSendFailed));
   EXPECT_THAT(dhcp_relay::control::ReplyOutcomes(),
-              ElementsAre("relayed", "malformed", "no-option", "foreign-option", "send-failed"));
+              ElementsAre("relayed", "client-side", "unknown-server", "malformed", "no-option",
+                          "foreign-option", "send-failed"));
   EXPECT_THAT(dhcp_relay::control::UnmatchedOutcomes(),
               ElementsAre("no-interface", "not-for-us", "unknown-giaddr", "malformed"));
 }

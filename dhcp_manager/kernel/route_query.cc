@@ -1,0 +1,132 @@
+#include "dhcp_manager/kernel/route_query.h"
+
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
+#include <netlink/attr.h>
+#include <netlink/errno.h>
+#include <netlink/msg.h>
+#include <netlink/netlink.h>
+#include <netlink/route/route.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+
+#include "base/socket_buffers.h"
+
+namespace dhcp_manager {
+namespace {
+
+struct NetlinkDeleter {
+  void operator()(nl_sock* socket) const { nl_socket_free(socket); }
+  void operator()(nl_msg* message) const { nlmsg_free(message); }
+  void operator()(rtnl_route* route) const { rtnl_route_put(route); }
+  void operator()(unsigned char* bytes) const { std::free(bytes); }
+};
+template <typename Object>
+using Netlink = std::unique_ptr<Object, NetlinkDeleter>;
+
+void Check(int result, const char* what) {
+  if (result < 0) {
+    throw std::runtime_error(std::string("cannot ") + what + ": " + nl_geterror(result));
+  }
+}
+
+Netlink<nl_sock> OpenSocket() {
+  Netlink<nl_sock> socket(nl_socket_alloc());
+  if (!socket) throw std::bad_alloc();
+  nl_socket_disable_auto_ack(socket.get());
+  Check(nl_connect(socket.get(), NETLINK_ROUTE), "ask for the kernel's routes");
+  Check(nl_socket_set_nonblocking(socket.get()), "ask for the kernel's routes");
+  return socket;
+}
+
+// The first change is all that matters, so there is room for hardly more, and what does not fit is
+// no error.
+Netlink<nl_sock> OpenEventSocket() {
+  constexpr std::array kGroups{RTNLGRP_IPV4_ROUTE, RTNLGRP_IPV4_RULE, RTNLGRP_NEXTHOP, RTNLGRP_LINK,
+                               RTNLGRP_IPV4_IFADDR};
+  Netlink<nl_sock> socket = OpenSocket();
+  const int fd = nl_socket_get_fd(socket.get());
+  constexpr int kOn = 1;
+  if (setsockopt(fd, SOL_NETLINK, NETLINK_NO_ENOBUFS, &kOn, sizeof(kOn)) != 0) {
+    throw std::runtime_error("cannot watch the kernel's routes");
+  }
+  base::SetReceiveBuffer(fd, 1);
+  for (const int group : kGroups) {
+    Check(nl_socket_add_membership(socket.get(), group), "watch the kernel's routes");
+  }
+  return socket;
+}
+
+// Asks for the entry of the routing table, which names every next hop. With the index of a VRF's
+// device, the kernel looks in the VRF's table.
+Netlink<nl_msg> MakeRequest(VrfIfindex vrf, nettypes::IPv4Addr address) {
+  constexpr unsigned char kAddressBits = 32;
+  Netlink<nl_msg> message(nlmsg_alloc_simple(RTM_GETROUTE, NLM_F_REQUEST));
+  if (!message) throw std::bad_alloc();
+  rtmsg header{};
+  header.rtm_family = AF_INET;
+  header.rtm_dst_len = kAddressBits;
+  header.rtm_flags = RTM_F_FIB_MATCH;
+  Check(nlmsg_append(message.get(), &header, sizeof(header), NLMSG_ALIGNTO), "make a request");
+  const in_addr destination = address.to_in_addr();
+  Check(nla_put(message.get(), RTA_DST, sizeof(destination), &destination), "make a request");
+  if (vrf != kDefaultVrf) {
+    Check(nla_put_u32(message.get(), RTA_OIF, static_cast<std::uint32_t>(vrf)), "make a request");
+  }
+  return message;
+}
+
+std::vector<int> LinksOf(nlmsghdr* answer) {
+  std::vector<int> links;
+  rtnl_route* parsed = nullptr;
+  if (answer->nlmsg_type != RTM_NEWROUTE || rtnl_route_parse(answer, &parsed) < 0) return links;
+  const Netlink<rtnl_route> route(parsed);
+  if (rtnl_route_get_type(route.get()) != RTN_UNICAST) return links;
+  rtnl_route_foreach_nexthop(
+      route.get(),
+      [](rtnl_nexthop* hop, void* found) {
+        static_cast<std::vector<int>*>(found)->push_back(rtnl_route_nh_get_ifindex(hop));
+      },
+      &links);
+  return links;
+}
+
+class NetlinkRouteQuery final : public RouteQuery {
+ public:
+  int fd() const override { return nl_socket_get_fd(events_.get()); }
+
+  void Arm() override {
+    // Changes may come faster than they are read: what is left counts as a new one.
+    constexpr int kMaxEvents = 64;
+    char byte = 0;
+    for (int i = 0; i < kMaxEvents; ++i) {
+      if (recv(fd(), &byte, sizeof(byte), MSG_DONTWAIT | MSG_TRUNC) < 0) break;
+    }
+  }
+
+  std::optional<std::vector<int>> Find(VrfIfindex vrf, nettypes::IPv4Addr address) override {
+    const Netlink<nl_msg> request = MakeRequest(vrf, address);
+    if (nl_send_auto(socket_.get(), request.get()) < 0) return std::nullopt;
+    sockaddr_nl sender{};
+    unsigned char* received = nullptr;
+    const int size = nl_recv(socket_.get(), &sender, &received, nullptr);
+    const Netlink<unsigned char> bytes(received);
+    auto* const answer = reinterpret_cast<nlmsghdr*>(received);
+    if (size <= 0 || nlmsg_ok(answer, size) == 0) return std::nullopt;
+    return LinksOf(answer);
+  }
+
+ private:
+  Netlink<nl_sock> events_ = OpenEventSocket();
+  Netlink<nl_sock> socket_ = OpenSocket();
+};
+
+}  // namespace
+
+std::unique_ptr<RouteQuery> OpenRouteQuery() { return std::make_unique<NetlinkRouteQuery>(); }
+
+}  // namespace dhcp_manager
