@@ -18,7 +18,7 @@ namespace dhcp_manager {
 namespace {
 
 constexpr char kUsage[] =
-    "usage: dhcp-manager [--runtime-dir DIR] [--journal FILE] [--user USER]\n"
+    "usage: dhcp-manager [--runtime-dir DIR] [--journal FILE] [--user USER | --keep-rights]\n"
     "                    [--flood-guard RATE[:BURST]] [--servers-only]\n"
     "                    [--drop-foreign-giaddr] [--vrf-device TABLE=DEVICE]...\n"
     "\n"
@@ -27,7 +27,9 @@ constexpr char kUsage[] =
     "  --runtime-dir DIR  where its sockets are; default $DHCP_MANAGER_DIR, else\n"
     "                     /run/dhcp-manager\n"
     "  --journal FILE     append every call received to FILE, one line each\n"
-    "  --user USER        give up all rights but those that relaying needs, and run as USER\n"
+    "  --user USER        run as USER\n"
+    "  --keep-rights      keep the rights it was started with; without this option it gives up\n"
+    "                     all but those that relaying needs\n"
     "  --flood-guard RATE[:BURST]\n"
     "                     take at most RATE requests a second from each interface, and BURST at\n"
     "                     once (default: RATE)\n"
@@ -78,9 +80,10 @@ void AddVrfDevice(std::string_view text, VrfDevices& devices) {
   devices[ParseNumber("routing table", text.substr(0, equals), 1)] = text.substr(equals + 1);
 }
 
-constexpr std::array<option, 10> kOptions{{{"runtime-dir", required_argument, nullptr, 'r'},
+constexpr std::array<option, 11> kOptions{{{"runtime-dir", required_argument, nullptr, 'r'},
                                            {"journal", required_argument, nullptr, 'j'},
                                            {"user", required_argument, nullptr, 'u'},
+                                           {"keep-rights", no_argument, nullptr, 'k'},
                                            {"flood-guard", required_argument, nullptr, 'f'},
                                            {"servers-only", no_argument, nullptr, 's'},
                                            {"drop-foreign-giaddr", no_argument, nullptr, 'g'},
@@ -105,6 +108,9 @@ void Apply(int chosen, const char* argument, CommandLine& line) {
       break;
     case 'u':
       line.user = argument;
+      break;
+    case 'k':
+      line.keep_rights = true;
       break;
     case 's':
       line.trust.servers_only = true;
@@ -138,6 +144,10 @@ CommandLine ParseCommandLine(int argc, char** argv) {
   }
   if (optind < argc) {
     std::fprintf(stderr, "dhcp-manager: unexpected argument '%s'\n", argv[optind]);
+    RefuseCommandLine();
+  }
+  if (line.keep_rights && !line.user.empty()) {
+    std::fputs("dhcp-manager: --user gives up the rights that --keep-rights keeps\n", stderr);
     RefuseCommandLine();
   }
   return line;

@@ -16,7 +16,8 @@ namespace dhcp_manager {
 struct CommandLine {
   std::filesystem::path runtime_directory;
   std::string journal;  // empty: none
-  std::string user;     // to run as; empty: the caller
+  std::string user;     // to run as; empty: the caller; without keep_rights
+  bool keep_rights = false;
   std::optional<base::RateLimit> flood_guard;
   Trust trust;
   VrfDevices vrf_devices;

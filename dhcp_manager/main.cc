@@ -20,8 +20,12 @@ namespace {
 constexpr char kApplication[] = "dhcp-manager";
 
 // The directory of the sockets is the user's, so that the daemon knows who answers there.
-void BecomeUser(const dhcp_manager::CommandLine& line) {
-  if (line.user.empty()) return;
+void GiveUpRights(const dhcp_manager::CommandLine& line) {
+  if (line.keep_rights) return;
+  if (line.user.empty()) {
+    dhcp_manager::GiveUpPrivileges();
+    return;
+  }
   const dhcp_manager::User user = dhcp_manager::FindUser(line.user);
   if (chown(line.runtime_directory.c_str(), user.id, user.group) != 0) {
     base::ThrowSystemError("cannot give away " + line.runtime_directory.string());
@@ -34,7 +38,7 @@ int Serve(vxmw_t* mw, const dhcp_manager::CommandLine& line) {
   dhcp_manager::Journal journal =
       line.journal.empty() ? dhcp_manager::Journal() : dhcp_manager::Journal(line.journal);
   dhcp_manager::Sockets sockets;
-  BecomeUser(line);
+  GiveUpRights(line);
   dhcp_manager::Resync resync;
   dhcp_manager::Relay relay(mw, std::move(sockets), resync, line.vrf_devices, line.flood_guard,
                             line.trust);

@@ -17,9 +17,13 @@ struct User {
 // The account of that name. Throws std::runtime_error when there is none.
 User FindUser(const std::string& name);
 
-// Becomes that user for good, with CAP_NET_RAW (packet sockets, binding to a device) and
-// CAP_NET_BIND_SERVICE (port 67) and no other capability, and so that no program it starts can gain
-// one (no_new_privs). REQUIRES: root, or both capabilities and CAP_SETUID, CAP_SETGID, CAP_SETPCAP.
+// Keeps CAP_NET_RAW (packet sockets, binding to a device) and CAP_NET_BIND_SERVICE (port 67), as
+// far as the process has them, and gives up every other capability for good; no program that it
+// starts can gain one (no_new_privs). It stays the user that it is. Throws std::runtime_error.
+void GiveUpPrivileges();
+
+// Becomes that user for good, with those two capabilities and no other, likewise. REQUIRES: root,
+// or both capabilities and CAP_SETUID, CAP_SETGID, CAP_SETPCAP.
 // Throws std::runtime_error.
 void GiveUpPrivileges(const User& user);
 

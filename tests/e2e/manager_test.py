@@ -63,7 +63,7 @@ class Manager(Programs, unittest.TestCase):
         self.assertEqual(self.manager("--help").returncode, 0)
         for arguments in (["--fast"], ["stray"], ["--journal"], ["--flood-guard", "0"], ["--flood-guard", "many"],
                           ["--flood-guard", "5:0"], ["--flood-guard", "5:"], ["--vrf-device", "7"],
-                          ["--vrf-device", "0=eth0"], ["--vrf-device", "7="]):
+                          ["--vrf-device", "0=eth0"], ["--vrf-device", "7="], ["--keep-rights", "--user", "nobody"]):
             result = self.manager(*arguments)
             self.assertEqual(result.returncode, 2, arguments)
             self.assertNotEqual(result.stderr, "", arguments)

@@ -4,7 +4,29 @@ import pathlib
 import unittest
 
 from configuration import configuration, relay
+from programs import Programs
 from topology import Topology, assert_all_answered, instance, l3
+
+
+RELAYING = f"{(1 << 13) | (1 << 10):016x}"  # CAP_NET_RAW, CAP_NET_BIND_SERVICE
+
+
+def status_of(pid):
+    return dict(line.split(":\t", 1) for line in pathlib.Path(f"/proc/{pid}/status").read_text().splitlines())
+
+
+class PrivilegesWithoutAUser(Programs, unittest.TestCase):
+    def test_are_given_up_too(self):
+        status = status_of(self.start_and_wait().pid)
+        self.assertEqual((status["CapPrm"], status["CapEff"]), (RELAYING, RELAYING))
+        for name in ("CapInh", "CapBnd", "CapAmb"):
+            self.assertEqual(int(status[name], 16), 0, name)
+        self.assertEqual(status["NoNewPrivs"], "1")
+
+    def test_stay_where_asked_for(self):
+        status, own = status_of(self.start_and_wait("--keep-rights").pid), status_of("self")
+        for name in ("CapPrm", "CapEff", "CapBnd", "NoNewPrivs"):
+            self.assertEqual(status[name], own[name], name)
 
 
 class Privileges(unittest.TestCase):
@@ -12,13 +34,11 @@ class Privileges(unittest.TestCase):
         top = Topology(self)
         top.network.answer("server")
         top.up()
-        status = dict(line.split(":\t", 1) for line in
-                      pathlib.Path(f"/proc/{top.stack.pid('manager')}/status").read_text().splitlines())
+        status = status_of(top.stack.pid("manager"))
         self.assertNotIn("0", status["Uid"].split())
         self.assertNotIn("0", status["Gid"].split())
         self.assertEqual(status["Groups"].strip(), "")
-        two = f"{(1 << 13) | (1 << 10):016x}"  # CAP_NET_RAW, CAP_NET_BIND_SERVICE
-        self.assertEqual((status["CapPrm"], status["CapEff"]), (two, two))
+        self.assertEqual((status["CapPrm"], status["CapEff"]), (RELAYING, RELAYING))
         for name in ("CapInh", "CapBnd", "CapAmb"):
             self.assertEqual(int(status[name], 16), 0, name)
         self.assertEqual(status["NoNewPrivs"], "1")

@@ -40,6 +40,7 @@ TEST(CommandLineTest, HasDefaults) {
   EXPECT_EQ(line.runtime_directory, "/run/dhcp-manager");
   EXPECT_EQ(line.journal, "");
   EXPECT_EQ(line.user, "");
+  EXPECT_FALSE(line.keep_rights);
   EXPECT_FALSE(line.flood_guard);
   EXPECT_FALSE(line.trust.servers_only);
   EXPECT_FALSE(line.trust.drop_foreign_giaddr);
@@ -82,6 +83,15 @@ TEST(CommandLineTest, TakesWhoIsTrusted) {
   EXPECT_FALSE(Parse({"--drop-foreign-giaddr"}).trust.servers_only);
 }
 
+TEST(CommandLineTest, KeepsRightsWhereAskedTo) {
+  EXPECT_TRUE(Parse({"--keep-rights"}).keep_rights);
+}
+
+TEST(CommandLineDeathTest, RefusesToKeepRightsAsAnotherUser) {
+  EXPECT_EXIT(Parse({"--keep-rights", "--user", "relay"}), ExitedWithCode(kUsageError),
+              "dhcp-manager: --user gives up the rights that --keep-rights keeps");
+}
+
 TEST(CommandLineDeathTest, RefusesAFloodGuardThatIsNoRate) {
   for (const char* text : {"", "0", "-1", "x", "1x", "5:", "5:0", ":5", "5:1:2", "4294967296"}) {
     EXPECT_EXIT(Parse({"--flood-guard", text}), ExitedWithCode(kUsageError),
@@ -112,7 +122,7 @@ TEST(CommandLineDeathTest, RefusesWhatItDoesNotKnow) {
 
 TEST(CommandLineDeathTest, HelpNamesEveryOptionAndEndsWithStatus0) {
   for (const char* option :
-       {"--runtime-dir", "--journal", "--user", "--flood-guard", "--servers-only",
+       {"--runtime-dir", "--journal", "--user", "--keep-rights", "--flood-guard", "--servers-only",
         "--drop-foreign-giaddr", "--vrf-device", "--version"}) {
     EXPECT_EXIT(ParseLoudly({"--help"}), ExitedWithCode(EXIT_SUCCESS), option);
   }

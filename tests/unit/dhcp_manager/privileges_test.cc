@@ -42,18 +42,18 @@ bool Equals(const std::string& what, const std::string& actual, const std::strin
   return actual == expected;
 }
 
-bool HasGivenUp() {
+bool HasGivenUp(const std::string& id = "65534") {
   auto status = ProcessStatus();
   std::array<char, 32> text{};
   std::snprintf(text.data(), text.size(), "%016llx",
                 1ULL << CAP_NET_RAW | 1ULL << CAP_NET_BIND_SERVICE);
   const std::string relaying = text.data();
   const std::string none(16, '0');
-  const std::string ids = "65534\t65534\t65534\t65534";
-  const std::map<std::string, std::string> expected{
-      {"Uid", ids},         {"Gid", ids},         {"Groups", ""},
-      {"CapEff", relaying}, {"CapPrm", relaying}, {"CapInh", none},
-      {"CapBnd", none},     {"CapAmb", none},     {"NoNewPrivs", "1"}};
+  const std::string ids = id + "\t" + id + "\t" + id + "\t" + id;
+  std::map<std::string, std::string> expected{
+      {"Uid", ids},     {"Gid", ids},     {"CapEff", relaying}, {"CapPrm", relaying},
+      {"CapInh", none}, {"CapBnd", none}, {"CapAmb", none},     {"NoNewPrivs", "1"}};
+  if (id != "0") expected["Groups"] = "";
   bool equal = true;
   for (const auto& [name, value] : expected) {
     // The line of the groups ends with a blank.
@@ -86,6 +86,31 @@ TEST(GiveUpPrivilegesDeathTest, LeavesTheUserWithTwoCapabilities) {
       {
         GiveUpPrivileges(kUser);
         std::exit(HasGivenUp() ? 0 : 1);
+      },
+      ExitedWithCode(0), "");
+}
+
+TEST(GiveUpPrivilegesDeathTest, WithoutAUserLeavesTwoCapabilities) {
+  ASSERT_EQ(geteuid(), 0U) << "only root has privileges to give up";
+  EXPECT_EXIT(
+      {
+        GiveUpPrivileges();
+        std::exit(HasGivenUp("0") ? 0 : 1);
+      },
+      ExitedWithCode(0), "");
+}
+
+TEST(GiveUpPrivilegesDeathTest, WithoutAUserTakesNoneThatItHasNot) {
+  EXPECT_EXIT(
+      {
+        if (geteuid() == 0 && setuid(kUser.id) != 0) std::exit(2);
+        GiveUpPrivileges();
+        auto status = ProcessStatus();
+        const std::string none(16, '0');
+        std::exit(status["CapEff"] == none && status["CapPrm"] == none &&
+                          status["NoNewPrivs"] == "1"
+                      ? 0
+                      : 1);
       },
       ExitedWithCode(0), "");
 }
