@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include "datastore/error.h"
 
@@ -26,9 +27,21 @@ ConnectionPtr Connect() {
   return ConnectionPtr(connection);
 }
 
+// The memory stays reachable, and is not used any more.
+void Abandon(sr_conn_ctx_t* connection) {
+  static auto* const abandoned = new std::vector<sr_conn_ctx_t*>;
+  abandoned->push_back(connection);
+}
+
 }  // namespace
 
 Connection::Connection() : connection_(Connect()), shared_memory_(FindSharedMemory()) {}
+
+// To disconnect from a datastore that is gone would remove files of those that have connected to
+// what took its place.
+Connection::~Connection() {
+  if (IsGone()) Abandon(connection_.release());
+}
 
 SessionPtr Connection::OpenSession(sr_datastore_t database) const {
   sr_session_ctx_t* session = nullptr;

@@ -30,6 +30,9 @@ class Connection {
  public:
   // Connects to a datastore that is there; makes none.
   Connection();
+  ~Connection();
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
 
   sr_conn_ctx_t* get() const { return connection_.get(); }
 

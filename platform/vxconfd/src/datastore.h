@@ -27,6 +27,9 @@ class Datastore : public std::enable_shared_from_this<Datastore> {
  public:
   // Connects to a datastore that is there; makes none.
   Datastore();
+  ~Datastore();
+  Datastore(const Datastore&) = delete;
+  Datastore& operator=(const Datastore&) = delete;
 
   // The module that a schema path (without keys or prefixes) begins in. Throws when the installed
   // models do not know the path.

@@ -15,13 +15,23 @@ constexpr sr_subscr_options_t kOptions = SR_SUBSCR_NO_THREAD | SR_SUBSCR_DONE_ON
 
 Subscription::Subscription(vxmw_t* mw, const Datastore& datastore, const Modules& modules,
                            std::uint32_t priority, SubscriptionCalls calls)
-    : calls_(std::move(calls)),
+    : datastore_(datastore),
+      calls_(std::move(calls)),
       modules_(static_cast<int>(modules.size())),
       session_(datastore.OpenSession()) {
   for (const std::string& module : modules) Subscribe(module, priority);
   Check(sr_get_event_pipe(subscription_.get(), &pipe_), "cannot watch for changes", session_.get());
   events_ = std::make_unique<vxmw::IoSource>(mw, pipe_, EPOLLIN,
                                              [this](std::uint32_t /*events*/) { ProcessEvents(); });
+}
+
+// In a datastore that is gone there is nothing to unsubscribe from: what took its place uses the
+// same names for the pipes of others, and a lock that a killed process held is never free.
+Subscription::~Subscription() {
+  if (!datastore_.IsGone()) return;
+  events_.reset();
+  (void)subscription_.release();
+  (void)session_.release();
 }
 
 void Subscription::Subscribe(const std::string& module, std::uint32_t priority) {
@@ -62,6 +72,10 @@ void Subscription::TakeWaiting() {
 }
 
 void Subscription::ProcessEvents() {
+  if (is_lost_) return;
+  // What the event points to may be gone, or be another datastore's.
+  is_lost_ = datastore_.IsGone();
+  if (is_lost_) return calls_.failed("the shared memory of the datastore is gone");
   struct Processing {
     explicit Processing(bool& flag) : processing(flag) { processing = true; }
     ~Processing() { processing = false; }

@@ -29,9 +29,10 @@ struct SubscriptionCalls {
 
 class Subscription {
  public:
-  // Throws DatastoreError.
+  // Throws DatastoreError. The datastore outlives this.
   Subscription(vxmw_t* mw, const Datastore& datastore, const Modules& modules,
                std::uint32_t priority, SubscriptionCalls calls);
+  ~Subscription();
   Subscription(const Subscription&) = delete;
   Subscription& operator=(const Subscription&) = delete;
 
@@ -55,10 +56,12 @@ class Subscription {
   void ProcessEvents();
   int CountAnnounced() const;
 
+  const Datastore& datastore_;
   SubscriptionCalls calls_;
   int modules_;
   int taken_ = 0;  // commits, since events are being processed
   bool processing_ = false;
+  bool is_lost_ = false;
   std::exception_ptr exception_;
   SessionPtr session_;
   std::unique_ptr<sr_subscription_ctx_t, Deleter> subscription_;

@@ -29,6 +29,16 @@ void Committer::Delete(const std::string& path) {
   Require(sr_delete_item(session_, path.c_str(), 0), path);
 }
 
+void Committer::Edit(const std::string& json) {
+  const ly_ctx* context = sr_acquire_context(connection_.get());
+  lyd_node* edit = nullptr;
+  lyd_parse_data_mem(context, json.c_str(), LYD_JSON, LYD_PARSE_ONLY | LYD_PARSE_STRICT, 0, &edit);
+  const int code = edit != nullptr ? sr_edit_batch(session_, edit, "merge") : SR_ERR_LY;
+  lyd_free_all(edit);
+  sr_release_context(connection_.get());
+  Require(code, json);
+}
+
 void Committer::Commit(std::chrono::milliseconds wait) {
   Require(sr_apply_changes(session_, static_cast<std::uint32_t>(wait.count())), "commit");
 }

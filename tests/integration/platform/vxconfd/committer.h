@@ -19,6 +19,8 @@ class Committer {
   // Edits, like those below, are of the next commit.
   void Set(const std::string& path, const std::string& value);
   void Delete(const std::string& path);  // of what is there
+  // A JSON document whose nodes may say their operation.
+  void Edit(const std::string& json);
 
   // The commit returns at the latest after `wait`, whether its subscribers took it or not.
   void Commit(std::chrono::milliseconds wait = std::chrono::seconds(5));

@@ -1,14 +1,22 @@
 // The datastore goes away, or its models change, under a running adapter.
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/ioctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <set>
+#include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <confd_cdb.h>
@@ -17,6 +25,7 @@
 #include <vxmw/event.h>
 #include <vxmw/vxmw.h>
 
+#include "tests/integration/platform/vxconfd/committer.h"
 #include "tests/support/loop.h"
 #include "tests/support/private_repository.h"
 
@@ -27,6 +36,7 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::IsSupersetOf;
 
 std::string Interfaces(const std::string& list) {
   return R"({ "vx-config:config": { "vx-interface:interface": { "l3": [ )" + list + " ] } } }";
@@ -93,6 +103,41 @@ class LostDatastoreTest : public ::testing::Test {
     });
   }
 
+  // The pipes of subscriptions, and the locks by which connections are known to live.
+  std::set<std::string> DatastoreFiles() const {
+    std::set<std::string> names;
+    for (const auto& file : fs::recursive_directory_iterator(Repository())) {
+      const std::string name = file.path().filename();
+      if (name.starts_with("sr_evpipe") || name.ends_with(".lock")) names.insert(file.path());
+    }
+    return names;
+  }
+
+  // Another process commits; it is killed while it waits until the adapter takes the commit.
+  void CommitUnservedAndKill(const std::string& json) {
+    const fs::path edit = repository_.directory() / "killed.json";
+    std::ofstream(edit) << json;
+    const pid_t child = fork();
+    if (child == 0) {
+      const std::string option = "--edit=" + edit.string();
+      execlp("sysrepocfg", "sysrepocfg", option.c_str(), "-d", "running", "-f", "json", nullptr);
+      _exit(127);
+    }
+    for (const std::string pipe = (Repository() / "sr_evpipe1").string(); !HasBytes(pipe);) {
+      std::this_thread::yield();
+    }
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+  }
+
+  static bool HasBytes(const std::string& pipe) {
+    const int fd = open(pipe.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    int bytes = 0;
+    const bool known = fd >= 0 && ioctl(fd, FIONREAD, &bytes) == 0;
+    close(fd);
+    return known && bytes > 0;
+  }
+
   fs::path Repository() const { return repository_.directory() / "sysrepo"; }
 
   std::string Faults() const {
@@ -141,6 +186,51 @@ TEST_F(LostDatastoreTest, DeliversWhatOthersCommittedAfterSharedMemoryWasWiped) 
   EXPECT_THAT(handler_.events, ElementsAre("disconnected", "connected", "2=20", "load", "apply"));
   Commit(Interfaces(Interface(3, 30)));
   EXPECT_THAT(handler_.events, Contains("3=30"));
+}
+
+// Connects before the adapter does, and so gets the names that the adapter's connection had.
+class FirstSubscriber {
+ public:
+  FirstSubscriber() {
+    const auto ignore = [](auto...) -> int { return SR_ERR_OK; };
+    if (sr_module_change_subscribe(committer_.session(), "vx-config", nullptr, ignore, nullptr, 0,
+                                   SR_SUBSCR_DONE_ONLY, &subscription_) != SR_ERR_OK) {
+      throw std::runtime_error("cannot subscribe");
+    }
+  }
+  ~FirstSubscriber() { sr_unsubscribe(subscription_); }
+  FirstSubscriber(const FirstSubscriber&) = delete;
+  FirstSubscriber& operator=(const FirstSubscriber&) = delete;
+
+  void Commit(const std::string& json) {
+    committer_.Edit(json);
+    committer_.Commit();
+  }
+
+ private:
+  tests::Committer committer_;
+  sr_subscription_ctx_t* subscription_ = nullptr;
+};
+
+TEST_F(LostDatastoreTest, LeavesTheFilesOfThoseAloneWhoConnectedBeforeIt) {
+  Start(Interfaces(Interface(1, 10)));
+  tests::PrivateRepository::RemoveSharedMemory();
+  const FirstSubscriber first;
+  const std::set<std::string> before = DatastoreFiles();
+  EXPECT_THAT(before, Contains(HasSubstr("evpipe")));
+  EXPECT_TRUE(RunUntilHeard("apply"));
+  EXPECT_THAT(DatastoreFiles(), IsSupersetOf(before));
+}
+
+// The event of a commit whose committer was killed is still there; what it points to is not.
+TEST_F(LostDatastoreTest, TakesNoEventOfTheLostDatastore) {
+  Start(Interfaces(Interface(1, 10)));
+  CommitUnservedAndKill(Interfaces(Interface(1, 11)));
+  tests::PrivateRepository::RemoveSharedMemory();
+  FirstSubscriber first;
+  first.Commit(Interfaces(Interface(2, 20)));
+  EXPECT_TRUE(RunUntilHeard("apply"));
+  EXPECT_THAT(handler_.events, ElementsAre("disconnected", "connected", "2=20", "load", "apply"));
 }
 
 TEST_F(LostDatastoreTest, SaysSoWhileTheRepositoryIsGoneAndMakesNone) {
