@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <functional>
+#include <future>
 #include <memory>
 #include <optional>
 #include <random>
@@ -32,14 +34,19 @@ const vxconfd::Modules kModules = {"vx-config"};
 constexpr char kInitial[] = R"({ "metacli-internal:internal": { "vrf-config": { "stringTOindex": [
     { "name": "red", "vrf-idx": 7 }, { "name": "blue", "vrf-idx": 12 } ] } } })";
 
-// With every default node, marked as one.
-std::string Print(const DataTree& data) {
+std::string Print(const DataTree& data, std::uint32_t defaults) {
   char* text = nullptr;
-  lyd_print_mem(&text, data.first(), LYD_JSON, LYD_PRINT_WITHSIBLINGS | LYD_PRINT_WD_ALL_TAG);
-  const std::string copy = text != nullptr ? text : "";
+  lyd_print_mem(&text, data.first(), LYD_JSON, LYD_PRINT_WITHSIBLINGS | defaults);
+  std::string copy = text != nullptr ? text : "";
   std::free(text);
   return copy;
 }
+
+// With every default node, and which of the nodes hold their default.
+std::string Print(const DataTree& data) { return Print(data, LYD_PRINT_WD_ALL_TAG); }
+
+// The same, but only what was not set counts as a default.
+std::string PrintFlags(const DataTree& data) { return Print(data, LYD_PRINT_WD_IMPL_TAG); }
 
 // Edits of one commit at random, of few names, so that commits meet what others made.
 class RandomEdits {
@@ -48,6 +55,7 @@ class RandomEdits {
 
   void Make(tests::Committer& committer) {
     edited_.clear();
+    if (Number(0, 9) == 0) return Replace(committer);
     for (int i = Number(1, 6); i > 0; --i) MakeOne(committer);
   }
 
@@ -86,6 +94,16 @@ class RandomEdits {
       default:
         return SetOrDelete(committer, interface + "/ipv4/address/ip", "192.168." + l3 + ".1/24");
     }
+  }
+
+  // An instance anew, with what it sets, which may be the default, and no more.
+  void Replace(tests::Committer& committer) {
+    const std::string setting = R"("relay-information": { ")" + Pick({"check", "option"}) +
+                                R"(": )" + Pick({"true", "false"}) + R"(, "policy": ")" +
+                                Pick({"drop", "keep"}) + R"(" })";
+    committer.Edit(R"({ "vx-config:config": { "vx-dhcp-relay:dhcp": { "relay": [ { "name": "r)" +
+                   std::to_string(Number(1, 4)) + R"(", )" + setting +
+                   R"(, "@": { "ietf-netconf:operation": "replace" } } ] } } })");
   }
 
   void Toggle(tests::Committer& committer, const std::string& path) {
@@ -136,6 +154,18 @@ class MirrorTest : public ::testing::Test {
     last_ = changes;
   }
 
+  // The datastore announces no commit that only sets to its default what is at its default, or
+  // resets it. A comparison finds that, and finds nothing else.
+  void ExpectFreshData() {
+    const DataTreePtr fresh = Read();
+    EXPECT_EQ(Print(mirror_->data()), Print(*fresh));
+    vxconfd::Mirror copy(vxconfd::CopyData(context_, mirror_->data().first()));
+    const DataTreePtr difference = vxconfd::Difference(copy.data(), *fresh);
+    EXPECT_EQ(vxconfd::CountChanges(difference->first()), 0);
+    EXPECT_TRUE(copy.Apply(*difference));
+    EXPECT_EQ(PrintFlags(copy.data()), PrintFlags(*fresh));
+  }
+
   void Commit(const std::function<void(tests::Committer&)>& edit) {
     EXPECT_TRUE(tests::ServeWhile(mw_, [&] {
       edit(*committer_);
@@ -154,6 +184,7 @@ class MirrorTest : public ::testing::Test {
   DataTreePtr last_;
 };
 
+constexpr char kR1[] = "/vx-config:config/vx-dhcp-relay:dhcp/relay[name='r1']";
 constexpr char kVlan[] =
     "/vx-config:config/vx-interface:interface/l3[name='5']/lower-layer-if/vlan";
 
@@ -163,9 +194,56 @@ TEST_F(MirrorTest, EqualsAFreshReadAfterEveryOfManyRandomCommits) {
   RandomEdits edits(seed);
   for (int i = 0; i < 300 && !HasFailure(); ++i) {
     Commit([&edits](tests::Committer& committer) { edits.Make(committer); });
-    EXPECT_EQ(Print(mirror_->data()), Print(*Read())) << "after commit " << i;
+    ExpectFreshData();
   }
   EXPECT_GT(applied_, 200);
+}
+
+class Writer {
+ public:
+  explicit Writer(unsigned seed) : edits_(seed) {}
+
+  void Commit() {
+    edits_.Make(committer_);
+    committer_.Commit(std::chrono::seconds(30));
+  }
+
+ private:
+  tests::Committer committer_;
+  RandomEdits edits_;
+};
+
+TEST_F(MirrorTest, EqualsAFreshReadAfterCommitsOfSeveralAtOnce) {
+  const unsigned seed = std::random_device()();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  Writer first(seed);
+  Writer second(seed + 1);
+  Writer third(seed + 2);
+  for (int i = 0; i < 60 && !HasFailure(); ++i) {
+    EXPECT_TRUE(tests::ServeWhile(mw_, [&] {
+      auto next = std::async(std::launch::async, [&second] { second.Commit(); });
+      auto last = std::async(std::launch::async, [&third] { third.Commit(); });
+      first.Commit();
+      next.get();
+      last.get();
+    }));
+    ExpectFreshData();
+  }
+  EXPECT_GT(applied_, 120);
+}
+
+TEST_F(MirrorTest, IsNotToldOfASettingThatIsMadeExplicitAtItsDefault) {
+  static constexpr char kOption[] =
+      "/vx-config:config/vx-dhcp-relay:dhcp/relay[name='r1']/relay-information/option";
+  Commit([](tests::Committer& committer) { committer.Set(kR1, ""); });
+  const std::string flags = PrintFlags(mirror_->data());
+  Commit([](tests::Committer& committer) { committer.Set(kOption, "false"); });
+  EXPECT_EQ(applied_, 1);
+  EXPECT_NE(PrintFlags(*Read()), flags);
+  ExpectFreshData();
+  Commit([](tests::Committer& committer) { committer.Set(kOption, "true"); });
+  EXPECT_EQ(applied_, 2);
+  EXPECT_EQ(PrintFlags(mirror_->data()), PrintFlags(*Read()));
 }
 
 TEST_F(MirrorTest, RefusesADifferenceThatItHoldsAlready) {
@@ -193,7 +271,7 @@ TEST_F(MirrorTest, ADifferenceOfTwoReadsBringsTheMirrorFromOneToTheOther) {
   }
   vxconfd::Mirror behind(empty);
   ASSERT_TRUE(behind.Apply(*vxconfd::Difference(behind.data(), *Read())));
-  EXPECT_EQ(Print(behind.data()), Print(*Read()));
+  EXPECT_EQ(PrintFlags(behind.data()), PrintFlags(*Read()));
 }
 
 TEST_F(MirrorTest, KeepsNobodyFromInstallingModels) {
