@@ -13,37 +13,12 @@ import unittest
 import oracle
 from processes import wait_until
 from stack import Stack
+from states import document
 
 EDITS = 500
 NAMES = ("a", "b", "c", "d")
 KEYS = ("1", "2", "3")
 SERVERS = tuple(f"10.0.0.{i}" for i in range(1, 6))
-
-
-def document(state):
-    """The configuration as the datastore takes it."""
-    relays = []
-    for name, entry in state["relays"].items():
-        out = {"name": name, "relay-information": entry["options"],
-               "interface": [{"name": interface} for interface in sorted(entry["interfaces"])],
-               "server": {"ipv4": [{"address": server} for server in sorted(entry["servers"])]},
-               "if-option": [{"name": override, "relay-information": options}
-                             for override, options in entry["overrides"].items()]}
-        if entry["vrf"] is not None:
-            out["vrf"] = entry["vrf"]
-        relays.append(out)
-    l3 = []
-    for key, entry in state["l3"].items():
-        out = {"name": key}
-        if entry["vlan"] is not None:
-            out["lower-layer-if"] = {"vlan": entry["vlan"]}
-        if entry["ip"] is not None:
-            out["ipv4"] = {"address": {"ip": entry["ip"]}}
-        l3.append(out)
-    return {"metacli-internal:internal": {"vrf-config": {"stringTOindex": [
-                {"name": name, "vrf-idx": index} for name, index in oracle.VRFS.items()]}},
-            "vx-config:config": {"vx-interface:interface": {"l3": l3},
-                                 "vx-dhcp-relay:dhcp": {"relay": relays}}}
 
 
 class Editor:
@@ -119,13 +94,23 @@ class RandomCommits(unittest.TestCase):
         for number in range(edits):
             before, after = editor.edit()
             stack.replace(document(after))
-            sent = stack.status()["calls"]
-            wait_until(lambda sent=sent: len(stack.journal()) >= sent, "the journal is written")
-            journal = stack.journal()
-            wrong = oracle.check(journal[done:], before, after)
-            self.assertIsNone(wrong, f"seed {seed}, edit {number}: {wrong}\n{journal[done:]}")
-            done = len(journal)
+            calls = self.wait_calls(stack, done, before, after, f"seed {seed}, edit {number}")
+            done += len(calls)
         return stack, done
+
+    def wait_calls(self, stack, done, before, after, where):
+        """The calls behind the first `done` of the journal, once they are those of the commit. One that comes after
+        them is found at the next commit."""
+        calls = []
+
+        def are_right():
+            calls[:] = stack.journal()[done:]
+            return oracle.check(calls, before, after) is None
+        try:
+            wait_until(are_right, f"{where}: the calls are those of the oracle")
+        except AssertionError as error:
+            self.fail(f"{error}: {oracle.check(calls, before, after)}\n{calls}")
+        return calls
 
     def test_call_what_the_oracle_says(self):
         stack, calls = self.run_edits(plain=False, edits=EDITS)

@@ -3,6 +3,7 @@
 import unittest
 
 from configuration import configuration
+from processes import wait_until
 from topology import SERVER, Topology, assert_all_answered, dhcp_range, instance, l3
 
 
@@ -38,6 +39,7 @@ class Servers(unittest.TestCase):
         load = top.network.start_load("client6", "eth0", 500)
         top.stack.replace(configuration(instance(servers=["10.0.0.2"]), instance("r2", interfaces=["l3-6"]),
                                         l3=[l3(5), l3(6)]))
+        wait_until(lambda: top.stack.table()[0]["servers"] == ["10.0.0.2"], "the other server is in force")
         found = top.load(5, 100, 0.1)
         assert_all_answered(self, found)
         sent = {entry["address"]: entry["sent"] for entry in top.stack.show("servers")["servers"]

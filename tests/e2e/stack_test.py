@@ -42,6 +42,7 @@ class Up(unittest.TestCase):
                   interface=interface_list("l3-5"), relay_information={"policy": "replace"},
                   if_option=[{"name": "l3-5"}]),
             l3=[("5", 5, "192.168.1.1/24")], vrfs={"red": 7}))
+        wait_until(lambda: "SetVrf r1 0x01000007" in stack.journal(), "the journal is written")
         self.assertEqual(stack.journal(), [
             "AddServer r1 10.0.0.1", "SetCheck r1 false", "SetTrusted r1 false",
             "SetOption r1 false", "SetPolicy r1 replace", "AddL3Interface r1 l3-5",

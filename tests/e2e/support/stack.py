@@ -141,7 +141,8 @@ class Stack:
         return self.directory / "journal"
 
     def journal(self):
-        return self.journal_file().read_text().splitlines()
+        """The lines that are complete."""
+        return self.journal_file().read_text().rpartition("\n")[0].splitlines()
 
 
 def run_script(command, directory, *arguments, prefix=(), manager_options=""):
