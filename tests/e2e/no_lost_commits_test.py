@@ -1,4 +1,4 @@
-"""No commit is ever lost, whatever is stopped, killed or replaced meanwhile.
+"""No commit is ever lost, whatever is stopped, killed, wiped or replaced meanwhile.
 
 Committers commit at random, at the same time, with time-outs shorter than the daemon stands still; some are killed
 meanwhile. Once it is quiet, the manager's table is that of the configuration, which is read afresh from the datastore.
@@ -26,6 +26,7 @@ STEPS = 500
 GROUPS = 3
 INSTANCES = 200
 ROUND = 15  # commits between two comparisons, about
+LOSS = 2.0  # seconds after which every commit is saved, on a loaded machine, too
 SUBSCRIBER_SPAN = 5  # ms that another subscriber takes for each commit, so that committers are killed meanwhile
 IDLE = 2.5  # seconds in which the daemon compares its copy with the datastore at least once
 
@@ -43,8 +44,8 @@ class Run:
         self.subscriber = self.committer()
         self.subscriber.subscribe(SUBSCRIBER_SPAN)
         self.steps = 0
-        self.deck = [self.restart_daemon] * 3 + [self.restart_manager, self.upgrade_models, self.patient_commit] + [
-            self.commit] * 13
+        self.deck = [self.restart_daemon] * 3 + [self.restart_manager, self.upgrade_models, self.patient_commit,
+                                                 self.crash, self.wipe] + [self.commit] * 13
         self.cards = []
         test.addCleanup(self.kill_committers)
 
@@ -100,9 +101,11 @@ class Run:
         return writers
 
     def finish(self, writers):
-        """Kills some of the committers while they commit, and takes the answers of the others."""
+        """Kills some of the committers while they commit, and takes the answers of the others. Those wait for 5 s when
+        the killed one held a lock, whatever their own time-out is, so this is rare when there are others."""
         start = time.monotonic()
-        doomed = [(writer.random_moment(), writer) for writer in writers if self.random.random() < 0.2]
+        chance = 0.3 if len(writers) == 1 else 0.06
+        doomed = [(writer.random_moment(), writer) for writer in writers if self.random.random() < chance]
         for moment, writer in sorted(doomed, key=lambda item: item[0]):
             time.sleep(max(0, start + moment - time.monotonic()))
             self.log(f"writer {writer.group.number}: {writer.finish(was_killed=True)}")
@@ -133,6 +136,31 @@ class Run:
         writers = self.begin()
         self.stack.upgrade_models()
         self.finish(writers)
+
+    def crash(self):
+        """Everything ends at once, and the running datastore is gone."""
+        time.sleep(self.begin()[0].random_moment())
+        moment = time.monotonic()
+        self.stack.kill_everything()
+        self.kill_committers()
+        self.stack.wipe_shared_memory()
+        self.stack.up()
+        running = self.running()
+        for writer in self.writers:
+            writer.fall_back(running, moment - LOSS)
+        self.subscriber.subscribe(SUBSCRIBER_SPAN)
+
+    def wipe(self):
+        """The running datastore is gone under processes that go on. Nobody commits until it has been restored and the
+        daemon has subscribed anew: commits would stand in the way of the first, and the locks of a killed committer
+        of the second, since they look like locks of the daemon's lost connection."""
+        self.compare()
+        time.sleep(LOSS)
+        self.kill_committers()
+        self.stack.wipe_shared_memory()
+        wait_until(lambda: differences(self.committed(), states.entries(self.running())) == [], "all is restored")
+        wait_until(lambda: self.stack.is_subscribed("daemon") or self.ended(), "the daemon has subscribed anew")
+        self.subscriber.subscribe(SUBSCRIBER_SPAN)
 
     def running(self):
         """The running configuration, read afresh."""
@@ -170,7 +198,7 @@ class Run:
 
 
 class NoCommitIsLost(unittest.TestCase):
-    def test_whatever_is_stopped_killed_or_replaced(self):
+    def test_whatever_is_stopped_killed_wiped_or_replaced(self):
         seed = int(os.environ.get("VX_SEED", random.randrange(2**32)))
         print(f"seed {seed} (VX_SEED={seed} repeats the choices)", flush=True)
         run = Run(self, seed)

@@ -53,7 +53,8 @@ class DisturbedStack(Stack):
                 self.kill(name)
 
     def wipe_shared_memory(self):
-        for name in self.shared_memory():
+        """Its main part first: by that programs know that the datastore is gone."""
+        for name in sorted(self.shared_memory(), key=lambda name: not name.endswith("_main")):
             pathlib.Path("/dev/shm", name).unlink(missing_ok=True)
 
     def is_subscribed(self, name):
