@@ -54,6 +54,13 @@ IoSource::IoSource(vxmw_t* mw, int fd, std::uint32_t events, Callback callback)
   impl_->source.reset(source);
 }
 
+IoSource::IoSource(vxmw_t* mw, int fd, std::uint32_t events, Callback callback, Priority priority)
+    : IoSource(mw, fd, events, std::move(callback)) {
+  if (priority == Priority::kNormal) return;
+  Checked(sd_event_source_set_priority(impl_->source.get(), SD_EVENT_PRIORITY_IDLE),
+          "put a source behind the others");
+}
+
 IoSource::~IoSource() = default;
 IoSource::IoSource(IoSource&&) noexcept = default;
 IoSource& IoSource::operator=(IoSource&&) noexcept = default;

@@ -21,12 +21,16 @@
 
 namespace vxmw {
 
+// A source of the background runs only while no other source is ready.
+enum class Priority : std::int8_t { kNormal, kBackground };
+
 // Watches `fd` (not owned) for `events` (EPOLLIN and its like).
 class IoSource {
  public:
   using Callback = std::function<void(std::uint32_t ready_events)>;
 
   IoSource(vxmw_t* mw, int fd, std::uint32_t events, Callback callback);
+  IoSource(vxmw_t* mw, int fd, std::uint32_t events, Callback callback, Priority priority);
   ~IoSource();
   IoSource(IoSource&&) noexcept;
   IoSource& operator=(IoSource&&) noexcept;

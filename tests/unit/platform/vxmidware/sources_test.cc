@@ -126,6 +126,29 @@ TEST_F(Sources, MayDestroyOneAnother) {
   EXPECT_EQ(runs, 1);
 }
 
+TEST_F(Sources, OfTheBackgroundRunWhileNoOtherIsReady) {
+  const Pipe behind;
+  const Pipe busy;
+  behind.Fill();
+  busy.Fill();
+  constexpr int kTurns = 20;
+  int turns = 0;
+  int turns_before = -1;
+  std::unique_ptr<vxmw::IoSource> front;
+  const vxmw::IoSource background(
+      mw_, behind.reader(), EPOLLIN,
+      [&](std::uint32_t) {
+        turns_before = turns;
+        vxmw::EndLoop(mw_, 0);
+      },
+      vxmw::Priority::kBackground);
+  front = std::make_unique<vxmw::IoSource>(mw_, busy.reader(), EPOLLIN, [&](std::uint32_t) {
+    if (++turns == kTurns) front.reset();
+  });
+  Run();
+  EXPECT_EQ(turns_before, kTurns);
+}
+
 TEST_F(Sources, RunAfterBeingMoved) {
   const Pipe pipe;
   bool told = false;
