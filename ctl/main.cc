@@ -76,6 +76,8 @@ dhcp_relay::control::Status WaitForSync(const CommandLine& line) {
     try {
       auto status = Connection(line.directory).Status();
       if (status.in_sync() || is_last_try) return status;
+    } catch (const dhcp_relay::control::AccessError&) {
+      throw;
     } catch (const base::ConnectionError&) {
       if (is_last_try) throw;
     }

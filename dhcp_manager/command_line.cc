@@ -19,7 +19,7 @@ namespace {
 
 constexpr char kUsage[] =
     "usage: dhcp-manager [--runtime-dir DIR] [--journal FILE] [--user USER | --keep-rights]\n"
-    "                    [--flood-guard RATE[:BURST]] [--servers-only]\n"
+    "                    [--operators GROUP] [--flood-guard RATE[:BURST]] [--servers-only]\n"
     "                    [--drop-foreign-giaddr] [--vrf-device TABLE=DEVICE]...\n"
     "\n"
     "Relays DHCP as dhcp-relay-app configures it.\n"
@@ -30,6 +30,8 @@ constexpr char kUsage[] =
     "  --user USER        run as USER\n"
     "  --keep-rights      keep the rights it was started with; without this option it gives up\n"
     "                     all but those that relaying needs\n"
+    "  --operators GROUP  let members of GROUP use dhcp-relayctl; default dhcp-operators, if\n"
+    "                     there is such a group\n"
     "  --flood-guard RATE[:BURST]\n"
     "                     take at most RATE requests a second from each interface, and BURST at\n"
     "                     once (default: RATE)\n"
@@ -80,9 +82,10 @@ void AddVrfDevice(std::string_view text, VrfDevices& devices) {
   devices[ParseNumber("routing table", text.substr(0, equals), 1)] = text.substr(equals + 1);
 }
 
-constexpr std::array<option, 11> kOptions{{{"runtime-dir", required_argument, nullptr, 'r'},
+constexpr std::array<option, 12> kOptions{{{"runtime-dir", required_argument, nullptr, 'r'},
                                            {"journal", required_argument, nullptr, 'j'},
                                            {"user", required_argument, nullptr, 'u'},
+                                           {"operators", required_argument, nullptr, 'o'},
                                            {"keep-rights", no_argument, nullptr, 'k'},
                                            {"flood-guard", required_argument, nullptr, 'f'},
                                            {"servers-only", no_argument, nullptr, 's'},
@@ -117,6 +120,9 @@ void Apply(int chosen, const char* argument, CommandLine& line) {
       break;
     case 'g':
       line.trust.drop_foreign_giaddr = true;
+      break;
+    case 'o':
+      line.operators = argument;
       break;
     case 'f':
       line.flood_guard = ParseRateLimit(argument);

@@ -13,11 +13,15 @@
 
 namespace dhcp_manager {
 
+inline constexpr char kOperators[] = "dhcp-operators";
+
 struct CommandLine {
   std::filesystem::path runtime_directory;
   std::string journal;  // empty: none
   std::string user;     // to run as; empty: the caller; without keep_rights
   bool keep_rights = false;
+  // Group of those who may ask for the state; empty: kOperators if there is such a group.
+  std::string operators;
   std::optional<base::RateLimit> flood_guard;
   Trust trust;
   VrfDevices vrf_devices;

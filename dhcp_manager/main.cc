@@ -1,6 +1,8 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <optional>
+#include <stdexcept>
 #include <utility>
 
 #include <vxmw/vxmw.h>
@@ -10,46 +12,85 @@
 #include "dhcp_manager/command_line.h"
 #include "dhcp_manager/control/config_server.h"
 #include "dhcp_manager/control/control_server.h"
+#include "dhcp_manager/control/socket_file.h"
 #include "dhcp_manager/privileges.h"
 #include "dhcp_manager/relay.h"
 #include "dhcp_manager/table/journal.h"
 #include "dhcp_manager/table/resync.h"
+#include "protocol/control/socket_name.h"
+#include "protocol/wire/wire.h"
 
 namespace {
 
 constexpr char kApplication[] = "dhcp-manager";
 
+using dhcp_manager::CommandLine;
+using dhcp_manager::User;
+
+// Whatever the umask is: the sockets in it keep others out.
+constexpr auto kDirectoryMode = static_cast<std::filesystem::perms>(0755);
+
+void MakeDirectory(const std::filesystem::path& directory) {
+  if (std::filesystem::create_directories(directory)) {
+    std::filesystem::permissions(directory, kDirectoryMode);
+  }
+}
+
+std::optional<User> UserOf(const CommandLine& line) {
+  if (line.user.empty()) return std::nullopt;
+  return dhcp_manager::FindUser(line.user);
+}
+
 // The directory of the sockets is the user's, so that the daemon knows who answers there.
-void GiveUpRights(const dhcp_manager::CommandLine& line) {
+void GiveUpRights(const CommandLine& line, const std::optional<User>& user) {
   if (line.keep_rights) return;
-  if (line.user.empty()) {
+  if (!user) {
     dhcp_manager::GiveUpPrivileges();
     return;
   }
-  const dhcp_manager::User user = dhcp_manager::FindUser(line.user);
-  if (chown(line.runtime_directory.c_str(), user.id, user.group) != 0) {
+  if (chown(line.runtime_directory.c_str(), user->id, user->group) != 0) {
     base::ThrowSystemError("cannot give away " + line.runtime_directory.string());
   }
-  dhcp_manager::GiveUpPrivileges(user);
+  dhcp_manager::GiveUpPrivileges(*user);
 }
 
-int Serve(vxmw_t* mw, const dhcp_manager::CommandLine& line) {
-  std::filesystem::create_directories(line.runtime_directory);
+std::optional<uid_t> IdOf(const std::optional<User>& user) {
+  return user ? std::optional(user->id) : std::nullopt;
+}
+
+std::optional<gid_t> OperatorsOf(const CommandLine& line) {
+  if (!line.operators.empty()) {
+    const auto group = dhcp_manager::FindGroup(line.operators);
+    if (!group) throw std::runtime_error("there is no group " + line.operators);
+    return group;
+  }
+  // Only root can give a file to any group.
+  if (geteuid() != 0) return std::nullopt;
+  return dhcp_manager::FindGroup(dhcp_manager::kOperators);
+}
+
+int Serve(vxmw_t* mw, const CommandLine& line) {
+  MakeDirectory(line.runtime_directory);
   dhcp_manager::Journal journal =
       line.journal.empty() ? dhcp_manager::Journal() : dhcp_manager::Journal(line.journal);
   dhcp_manager::Sockets sockets;
-  GiveUpRights(line);
+  const std::optional<User> user = UserOf(line);
+  dhcp_manager::SocketFile control_socket(line.runtime_directory / dhcp_relay::control::kSocketName,
+                                          {.owner = IdOf(user), .group = OperatorsOf(line)});
+  dhcp_manager::SocketFile config_socket(line.runtime_directory / dhcp_relay::wire::kSocketName,
+                                         {.owner = IdOf(user), .group = std::nullopt});
+  GiveUpRights(line, user);
   dhcp_manager::Resync resync;
   dhcp_manager::Relay relay(mw, std::move(sockets), resync, line.vrf_devices, line.flood_guard,
                             line.trust);
-  const dhcp_manager::ControlServer control_server(mw, line.runtime_directory, resync, relay);
-  const dhcp_manager::ConfigServer config_server(mw, line.runtime_directory, resync, journal);
+  const dhcp_manager::ControlServer control_server(mw, std::move(control_socket), resync, relay);
+  const dhcp_manager::ConfigServer config_server(mw, std::move(config_socket), resync, journal);
   return base::RunLoop(mw);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  const dhcp_manager::CommandLine line = dhcp_manager::ParseCommandLine(argc, argv);
+  const CommandLine line = dhcp_manager::ParseCommandLine(argc, argv);
   return base::RunProgram(kApplication, [&line](vxmw_t* mw) { return Serve(mw, line); });
 }

@@ -1,6 +1,7 @@
 #include "dhcp_manager/privileges.h"
 
 #include <cap-ng.h>
+#include <grp.h>
 #include <pwd.h>
 #include <sys/prctl.h>
 
@@ -31,6 +32,15 @@ User FindUser(const std::string& name) {
     throw std::runtime_error("there is no user " + name);
   }
   return {.id = entry->pw_uid, .group = entry->pw_gid};
+}
+
+std::optional<gid_t> FindGroup(const std::string& name) {
+  errno = 0;
+  const group* const entry = getgrnam(name.c_str());
+  if (entry != nullptr) return entry->gr_gid;
+  // These are the answer no, too.
+  if (errno == 0 || errno == ENOENT || errno == ESRCH) return std::nullopt;
+  base::ThrowSystemError("cannot look up the group " + name);
 }
 
 void GiveUpPrivileges() {

@@ -46,6 +46,7 @@ void Relay::Rebuild() {
   first_change_.reset();
   settled_.Disarm();
   if (resync_.dumps() == 0) return;
+  ++version_;
   // This may drop counters that packets_ points to: Apply makes it drop those pointers.
   counters_.Synchronise(resync_.table());
   routes_.Forget();

@@ -5,6 +5,7 @@
 #define DHCP_MANAGER_RELAY_H_
 
 #include <chrono>
+#include <cstdint>
 #include <optional>
 
 #include <vxmw/event.h>
@@ -32,6 +33,7 @@ class Relay final : public RelayState {
   Relay& operator=(const Relay&) = delete;
 
   const Forwarding& forwarding() const override { return packets_.forwarding(); }
+  std::uint64_t version() const override { return version_; }
   const Counters& counters() const override { return counters_; }
   void ClearCounters() override { counters_.Clear(); }
 
@@ -48,6 +50,7 @@ class Relay final : public RelayState {
   RouteCache routes_;
   PacketRelay packets_;
   vxmw::TimerSource settled_;
+  std::uint64_t version_ = 0;
   std::optional<Clock::time_point> first_change_;  // since the latest rebuild
   LinkWatcher links_;
 };

@@ -19,6 +19,10 @@ namespace {
 
 constexpr std::chrono::milliseconds kRetryDelay{1000};
 
+// A reason that comes with every reading is logged so often in a row, and once an interval then.
+constexpr double kLoggedReasons = 1;
+constexpr std::chrono::seconds kReasonInterval{60};
+
 // Makes an exception of an error of the datastore: "what: reason".
 void ThrowIfError(int code, const char* what) {
   if (code != SR_ERR_OK) throw std::runtime_error(std::string(what) + ": " + sr_strerror(code));
@@ -63,7 +67,8 @@ Publisher::Publisher(vxmw_t* mw, std::filesystem::path directory)
       directory_(std::move(directory)),
       retry_(
           mw, {.first = kRetryDelay, .longest = kRetryDelay},
-          [](const std::string& reason) { base::LogError(reason); }, [this] { Connect(); }) {
+          [](const std::string& reason) { base::LogError(reason); }, [this] { Connect(); }),
+      refusals_(kLoggedReasons, kReasonInterval) {
   retry_.Start();
 }
 
@@ -113,8 +118,11 @@ void Publisher::ProcessEvents() {
 int Publisher::OnRead(sr_session_ctx_t* session, std::uint32_t /*id*/, const char* /*module*/,
                       const char* /*path*/, const char* /*request_path*/, std::uint32_t /*request*/,
                       lyd_node** parent, void* self) noexcept {
+  auto& publisher = *static_cast<Publisher*>(self);
   try {
-    *parent = ReadState(session, static_cast<const Publisher*>(self)->directory_).release();
+    *parent = ReadState(session, publisher.directory_).release();
+  } catch (const dhcp_relay::control::AccessError& error) {
+    publisher.refusals_.Error(error.what());
   } catch (const base::ConnectionError&) {
     // Without a manager there is no state.
   } catch (const std::exception& error) {

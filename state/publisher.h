@@ -14,6 +14,7 @@
 
 #include <vxmw/event.h>
 
+#include "base/service/log.h"
 #include "base/service/retry.h"
 
 namespace state {
@@ -47,6 +48,7 @@ class Publisher {
   vxmw_t* const mw_;
   const std::filesystem::path directory_;
   base::Retry retry_;
+  base::LimitedLog refusals_;
   std::unique_ptr<sr_conn_ctx_t, ConnectionDeleter> connection_;
   std::unique_ptr<sr_subscription_ctx_t, SubscriptionDeleter> subscription_;
   std::unique_ptr<vxmw::IoSource> events_;

@@ -7,7 +7,6 @@
 
 #include "base/descriptor.h"
 #include "base/packet_socket.h"
-#include "base/service/log.h"
 
 namespace dhcp_manager {
 namespace {
@@ -17,16 +16,13 @@ namespace wire = dhcp_relay::wire;
 // Packets taken in one turn of the loop, so that the manager's other work gets its turn, too.
 constexpr int kPacketsPerTurn = 256;
 
-constexpr mode_t kSocketMode = 0600;
-
 }  // namespace
 
-ConfigServer::ConfigServer(vxmw_t* mw, const std::filesystem::path& directory, Resync& resync,
-                           Journal& journal)
+ConfigServer::ConfigServer(vxmw_t* mw, SocketFile socket, Resync& resync, Journal& journal)
     : mw_(mw),
       resync_(resync),
       journal_(journal),
-      listener_(mw, directory / wire::kSocketName, kSocketMode,
+      listener_(mw, std::move(socket),
                 [this](base::Descriptor client) { Accept(std::move(client)); }) {}
 
 ConfigServer::~ConfigServer() {
@@ -39,11 +35,11 @@ ConfigServer::~ConfigServer() {
 
 void ConfigServer::Accept(base::Descriptor client) {
   if (!base::IsTrustedPeer(client.get())) {
-    base::LogError("refused a daemon: it runs as another user");
+    refusals_.Error("refused a daemon: it runs as another user");
     return;
   }
   if (client_) {
-    base::LogError("refused a second daemon: one is connected");
+    refusals_.Error("refused a second daemon: one is connected");
     return;
   }
   client_ = std::move(client);
@@ -53,7 +49,7 @@ void ConfigServer::Accept(base::Descriptor client) {
 }
 
 void ConfigServer::Close(const std::string& reason) {
-  base::LogError("the connection of the daemon is closed: " + reason);
+  refusals_.Error("the connection of the daemon is closed: " + reason);
   events_.reset();
   client_ = base::Descriptor();
   resync_.Disconnected();

@@ -3,7 +3,7 @@
 #ifndef DHCP_MANAGER_CONTROL_CONFIG_SERVER_H_
 #define DHCP_MANAGER_CONTROL_CONFIG_SERVER_H_
 
-#include <filesystem>
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,19 +12,25 @@
 
 #include "base/descriptor.h"
 #include "base/packet_socket.h"
+#include "base/service/log.h"
 #include "dhcp_manager/control/config_session.h"
 #include "dhcp_manager/control/listener.h"
+#include "dhcp_manager/control/socket_file.h"
 #include "dhcp_manager/table/journal.h"
 #include "dhcp_manager/table/resync.h"
 #include "protocol/wire/wire.h"
 
 namespace dhcp_manager {
 
+// Connections that are refused or closed may come fast: so many lines are logged at once, and one
+// an interval after that.
+inline constexpr double kLoggedDaemons = 10;
+inline constexpr std::chrono::seconds kDaemonInterval{10};
+
 class ConfigServer {
  public:
-  // Listens on relay.sock in `directory`. `resync` and `journal` must outlive the server.
-  ConfigServer(vxmw_t* mw, const std::filesystem::path& directory, Resync& resync,
-               Journal& journal);
+  // Listens on the daemon's socket. `resync` and `journal` must outlive the server.
+  ConfigServer(vxmw_t* mw, SocketFile socket, Resync& resync, Journal& journal);
   // Withdraws a dump that is not complete.
   ~ConfigServer();
   ConfigServer(const ConfigServer&) = delete;
@@ -45,6 +51,7 @@ class ConfigServer {
   base::Descriptor client_;
   std::optional<ConfigSession> session_;  // of client_
   std::unique_ptr<vxmw::IoSource> events_;
+  base::LimitedLog refusals_{kLoggedDaemons, kDaemonInterval};
   Listener listener_;
 };
 

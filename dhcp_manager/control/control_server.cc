@@ -5,52 +5,96 @@
 #include <utility>
 
 #include "protocol/control/control.pb.h"
-#include "protocol/control/socket_name.h"
 
 namespace dhcp_manager {
 namespace {
 
-constexpr mode_t kSocketMode = 0666;
-constexpr std::size_t kMaxClients = 64;
+// No request is larger; a larger packet is not parsed.
+constexpr std::size_t kMaxRequestSize = 256;
+
+constexpr std::uint32_t kReceiving = EPOLLIN;
+constexpr std::uint32_t kAnswering = EPOLLIN | EPOLLOUT;
 
 }  // namespace
 
-ControlServer::ControlServer(vxmw_t* mw, const std::filesystem::path& directory,
-                             const Resync& resync, RelayState& relay)
+ControlServer::ControlServer(vxmw_t* mw, SocketFile socket, const Resync& resync, RelayState& relay,
+                             std::chrono::milliseconds patience)
     : mw_(mw),
       resync_(resync),
       relay_(relay),
-      listener_(mw, directory / dhcp_relay::control::kSocketName, kSocketMode,
+      patience_(patience),
+      turns_(mw, [this](Id id, std::uint32_t events) { OnTurn(id, events); }),
+      listener_(mw, std::move(socket),
                 [this](base::Descriptor client) { Accept(std::move(client)); }) {}
 
 void ControlServer::Accept(base::Descriptor socket) {
-  if (clients_.size() >= kMaxClients) {
-    refusals_.Error("refused an operator's command: too many at once");
+  const auto user = base::PeerUser(socket.get());
+  if (!user) return;
+  if (!seats_.Take(*user)) {
+    Refuse("user " + std::to_string(*user) + " has too many at once, or all users have");
     return;
   }
+  Add(*user, std::move(socket));
+}
+
+void ControlServer::Add(uid_t user, base::Descriptor socket) {
   const int fd = socket.get();
-  const auto client = clients_.insert(
-      clients_.end(), {.socket = std::move(socket),
-                       .session = ControlSession(resync_, relay_, base::IsTrustedPeer(fd)),
-                       .events = nullptr,
-                       .replies = {}});
-  client->events = std::make_unique<vxmw::IoSource>(
-      mw_, fd, EPOLLIN, [this, client](std::uint32_t events) { OnEvents(client, events); });
+  const Id id = ++latest_;
+  const auto [client, added] = clients_.try_emplace(
+      id, Client{.user = user,
+                 .socket = std::move(socket),
+                 .session = ControlSession(resync_, relay_, base::IsTrustedPeer(fd)),
+                 .patience = vxmw::TimerSource(mw_, [this, id] { OnPatienceEnd(id); }),
+                 .answer = nullptr,
+                 .packet = {}});
+  turns_.Add(fd, id, kReceiving);
+  client->second.patience.Arm(patience_);
 }
 
-void ControlServer::OnEvents(ClientIterator client, std::uint32_t events) {
-  bool keep = true;
+void ControlServer::Close(Id id) {
+  const auto client = clients_.find(id);
+  turns_.Remove(client->second.socket.get());
+  seats_.Leave(client->second.user);
+  clients_.erase(client);
+}
+
+void ControlServer::Refuse(const std::string& reason) {
+  refusals_.Error("refused an operator's command: " + reason);
+}
+
+void ControlServer::OnPatienceEnd(Id id) {
+  const Client& client = clients_.at(id);
+  const std::string user = "user " + std::to_string(client.user);
+  Refuse(user + (client.answer ? " does not read the answer" : " asks for nothing"));
+  Close(id);
+}
+
+void ControlServer::OnTurn(Id id, std::uint32_t events) {
+  Client& client = clients_.at(id);
+  bool keep = false;
   try {
-    if ((events & EPOLLOUT) != 0) keep = Flush(*client);
-    if (keep && (events & ~static_cast<std::uint32_t>(EPOLLOUT)) != 0) keep = Receive(*client);
+    keep = Serve(id, client, events);
   } catch (const base::ConnectionError& error) {
-    refusals_.Error(std::string("refused an operator's command: ") + error.what());
-    keep = false;
+    Refuse("user " + std::to_string(client.user) + ": " + error.what());
   }
-  if (!keep) clients_.erase(client);
+  if (!keep) Close(id);
 }
 
-bool ControlServer::Receive(Client& client) {
+bool ControlServer::Serve(Id id, Client& client, std::uint32_t events) {
+  if (!client.answer) return Receive(id, client);
+  // One answer at a time bounds what waits for a client that does not read.
+  switch (reader_.Receive(client.socket.get())) {
+    case base::PacketReader::Result::kPacket:
+      throw base::ConnectionError("it asks again before it has read");
+    case base::PacketReader::Result::kClosed:
+      return false;
+    case base::PacketReader::Result::kNothing:
+      break;
+  }
+  return (events & EPOLLOUT) == 0 || SendNext(id, client);
+}
+
+bool ControlServer::Receive(Id id, Client& client) {
   switch (reader_.Receive(client.socket.get())) {
     case base::PacketReader::Result::kNothing:
       return true;
@@ -59,27 +103,33 @@ bool ControlServer::Receive(Client& client) {
     case base::PacketReader::Result::kPacket:
       break;
   }
-  return Answer(client);
-}
-
-bool ControlServer::Answer(Client& client) {
+  if (reader_.packet().size() > kMaxRequestSize) throw base::ConnectionError("it asks at length");
   dhcp_relay::control::Request request;
   reader_.Parse(request);
-  // One answer at a time bounds what waits for a client that does not read.
-  if (!client.replies.empty()) throw base::ConnectionError("it asks again before it has read");
-  client.replies = client.session.Answer(request);
-  return Flush(client);
+  client.answer = client.session.Take(request);
+  turns_.SetEvents(client.socket.get(), id, kAnswering);
+  return SendNext(id, client);
 }
 
-bool ControlServer::Flush(Client& client) {
-  while (!client.replies.empty()) {
-    const base::SendResult result = base::SendPacket(client.socket.get(), client.replies.front());
-    if (result == base::SendResult::kLost) return false;
-    if (result == base::SendResult::kFull) break;
-    client.replies.pop_front();
+bool ControlServer::SendNext(Id id, Client& client) {
+  if (client.packet.empty()) client.packet = client.answer->Next();
+  switch (base::SendPacket(client.socket.get(), client.packet)) {
+    case base::SendResult::kLost:
+      return false;
+    case base::SendResult::kFull:
+      return true;
+    case base::SendResult::kSent:
+      break;
   }
-  client.events->SetEvents(client.replies.empty() ? EPOLLIN : EPOLLIN | EPOLLOUT);
+  client.packet.clear();
+  client.patience.Arm(patience_);
+  if (client.answer->complete()) Finish(id, client);
   return true;
+}
+
+void ControlServer::Finish(Id id, Client& client) {
+  client.answer.reset();
+  turns_.SetEvents(client.socket.get(), id, kReceiving);
 }
 
 }  // namespace dhcp_manager

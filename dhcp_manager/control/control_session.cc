@@ -1,24 +1,25 @@
 #include "dhcp_manager/control/control_session.h"
 
 #include "base/packet_socket.h"
-#include "dhcp_manager/control/state_writer.h"
-#include "dhcp_manager/control/table_writer.h"
+#include "dhcp_manager/control/state_answer.h"
+#include "dhcp_manager/control/status_answer.h"
+#include "dhcp_manager/control/table_answer.h"
 
 namespace dhcp_manager {
 
 namespace control = dhcp_relay::control;
 
-std::deque<std::string> ControlSession::Answer(const control::Request& request) {
+std::unique_ptr<Answer> ControlSession::Take(const control::Request& request) {
   switch (request.kind()) {
     case control::Request::TABLE:
-      return WriteTable(resync_.table());
+      return std::make_unique<TableAnswer>(resync_);
     case control::Request::STATUS:
-      return {Status()};
+      return std::make_unique<StatusAnswer>(resync_);
     case control::Request::STATE:
-      return WriteState(relay_);
+      return std::make_unique<StateAnswer>(relay_);
     case control::Request::CLEAR_COUNTERS:
       ClearCounters();
-      return {Status()};
+      return std::make_unique<StatusAnswer>(resync_);
     default:
       throw base::ConnectionError("it asks for something that is not known here");
   }
@@ -27,17 +28,6 @@ std::deque<std::string> ControlSession::Answer(const control::Request& request) 
 void ControlSession::ClearCounters() {
   if (!trusted_) throw base::ConnectionError("another user may not clear the counters");
   relay_.ClearCounters();
-}
-
-std::string ControlSession::Status() const {
-  control::Reply reply;
-  control::Status& status = *reply.mutable_status();
-  status.set_connected(resync_.state() != Resync::State::kDisconnected);
-  status.set_in_sync(resync_.state() == Resync::State::kInSync);
-  status.set_calls(resync_.calls());
-  status.set_dumps(resync_.dumps());
-  reply.set_last(true);
-  return reply.SerializeAsString();
 }
 
 }  // namespace dhcp_manager

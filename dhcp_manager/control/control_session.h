@@ -3,9 +3,9 @@
 #ifndef DHCP_MANAGER_CONTROL_CONTROL_SESSION_H_
 #define DHCP_MANAGER_CONTROL_CONTROL_SESSION_H_
 
-#include <deque>
-#include <string>
+#include <memory>
 
+#include "dhcp_manager/control/answer.h"
 #include "dhcp_manager/table/relay_state.h"
 #include "dhcp_manager/table/resync.h"
 #include "protocol/control/control.pb.h"
@@ -18,13 +18,12 @@ class ControlSession {
   ControlSession(const Resync& resync, RelayState& relay, bool trusted)
       : resync_(resync), relay_(relay), trusted_(trusted) {}
 
-  // The packets that answer a request. Throws base::ConnectionError when the connection is to be
-  // closed for it.
-  std::deque<std::string> Answer(const dhcp_relay::control::Request& request);
+  // The answer to a request, of which nothing is written yet. Throws base::ConnectionError when the
+  // connection is to be closed for it.
+  std::unique_ptr<Answer> Take(const dhcp_relay::control::Request& request);
 
  private:
   void ClearCounters();
-  std::string Status() const;
 
   const Resync& resync_;
   RelayState& relay_;

@@ -3,15 +3,13 @@
 #ifndef DHCP_MANAGER_CONTROL_LISTENER_H_
 #define DHCP_MANAGER_CONTROL_LISTENER_H_
 
-#include <sys/types.h>
-
-#include <filesystem>
 #include <functional>
 #include <memory>
 
 #include <vxmw/event.h>
 
 #include "base/descriptor.h"
+#include "dhcp_manager/control/socket_file.h"
 
 namespace dhcp_manager {
 
@@ -19,20 +17,17 @@ class Listener {
  public:
   using Accepted = std::function<void(base::Descriptor)>;
 
-  // Takes the place of a socket file that nobody answers on any more. Throws base::ConnectionError
-  // when a live process does, std::system_error when the socket cannot be made.
-  Listener(vxmw_t* mw, std::filesystem::path path, mode_t mode, Accepted accepted);
-  // Removes the socket file.
-  ~Listener();
+  // Listens from here on, so that peers see the user that the manager runs as by now. Takes one
+  // connection in a turn of the loop. Throws std::system_error.
+  Listener(vxmw_t* mw, SocketFile file, Accepted accepted);
   Listener(const Listener&) = delete;
   Listener& operator=(const Listener&) = delete;
 
  private:
-  void AcceptAll();
+  void Accept();
 
-  std::filesystem::path path_;
+  SocketFile file_;
   Accepted accepted_;
-  base::Descriptor fd_;
   std::unique_ptr<vxmw::IoSource> events_;
 };
 

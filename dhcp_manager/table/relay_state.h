@@ -3,6 +3,8 @@
 #ifndef DHCP_MANAGER_TABLE_RELAY_STATE_H_
 #define DHCP_MANAGER_TABLE_RELAY_STATE_H_
 
+#include <cstdint>
+
 #include "dhcp_manager/table/counters.h"
 #include "dhcp_manager/table/forwarding.h"
 
@@ -17,6 +19,8 @@ class RelayState {
 
   // The forwarding table in use. The reference is valid until control returns to the loop.
   virtual const Forwarding& forwarding() const = 0;
+  // Changes with the forwarding table in use.
+  virtual std::uint64_t version() const = 0;
   // They hold an entry for each interface and server of forwarding().
   virtual const Counters& counters() const = 0;
   // Sets every counter to zero.

@@ -48,9 +48,12 @@ class Resync {
   const RelayTable& table() const { return table_; }
   std::uint64_t calls() const { return calls_; }
   std::uint64_t dumps() const { return dumps_; }
+  // Changes with the table in use.
+  std::uint64_t version() const { return version_; }
 
  private:
-  void Changed(Change change) const {
+  void Changed(Change change) {
+    ++version_;
     if (changed_) changed_(change);
   }
 
@@ -61,6 +64,7 @@ class Resync {
   RelayTable next_;
   std::uint64_t calls_ = 0;
   std::uint64_t dumps_ = 0;
+  std::uint64_t version_ = 0;
 };
 
 }  // namespace dhcp_manager

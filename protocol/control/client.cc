@@ -1,7 +1,10 @@
 #include "protocol/control/client.h"
 
+#include <grp.h>
 #include <poll.h>
+#include <sys/stat.h>
 
+#include <cerrno>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -15,10 +18,26 @@ namespace {
 
 using base::ConnectionError;
 
+// Answers that a change has met before one of them is taken as it is.
+constexpr int kMaxTries = 5;
+
+// Who may open the socket.
+std::string UsersOf(const std::filesystem::path& path) {
+  struct stat status{};
+  if (stat(path.c_str(), &status) != 0) return "those who may enter its directory";
+  if ((status.st_mode & S_IWGRP) == 0) return "root and the DHCP manager's user";
+  const group* const entry = getgrgid(status.st_gid);
+  return "root and members of the group " +
+         (entry != nullptr ? entry->gr_name : std::to_string(status.st_gid));
+}
+
 base::Descriptor Connect(const std::filesystem::path& path) {
   try {
     return base::ConnectPacketSocket(path, 0);
   } catch (const std::system_error& error) {
+    if (error.code().value() == EACCES) {
+      throw AccessError("you may not open " + path.string() + ": it is for " + UsersOf(path));
+    }
     throw ConnectionError("the DHCP manager does not answer on " + path.string() + ": " +
                           error.code().message());
   }
@@ -71,12 +90,13 @@ Reply Connection::Receive() {
   return reply;
 }
 
-void Connection::ReceiveAll(const std::function<void(Reply&)>& take) {
+bool Connection::ReceiveAll(const std::function<void(Reply&)>& take) {
   Reply reply;
   do {
     reply = Receive();
     take(reply);
   } while (!reply.last());
+  return !reply.changed();
 }
 
 control::Status Connection::Status() {
@@ -85,20 +105,28 @@ control::Status Connection::Status() {
 }
 
 std::vector<Instance> Connection::Table() {
-  Ask(Request::TABLE);
   std::vector<Instance> table;
-  ReceiveAll([&table](Reply& reply) { Append(*reply.mutable_instances(), table); });
+  for (int tries = 0; tries < kMaxTries; ++tries) {
+    table.clear();
+    Ask(Request::TABLE);
+    const auto take = [&table](Reply& reply) { Append(*reply.mutable_instances(), table); };
+    if (ReceiveAll(take)) break;
+  }
   return table;
 }
 
 RelayState Connection::State() {
-  Ask(Request::STATE);
   RelayState state;
-  ReceiveAll([&state](Reply& reply) {
-    Append(*reply.mutable_relay_instances(), state.instances);
-    AppendComplete(reply, state.interfaces);
-    state.unmatched.MergeFrom(reply.unmatched());
-  });
+  for (int tries = 0; tries < kMaxTries; ++tries) {
+    state = {};
+    Ask(Request::STATE);
+    const auto take = [&state](Reply& reply) {
+      Append(*reply.mutable_relay_instances(), state.instances);
+      AppendComplete(reply, state.interfaces);
+      state.unmatched.MergeFrom(reply.unmatched());
+    };
+    if (ReceiveAll(take)) break;
+  }
   CompleteOutcomes(UnmatchedOutcomes(), *state.unmatched.mutable_outcomes());
   return state;
 }

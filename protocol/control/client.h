@@ -22,21 +22,26 @@ struct RelayState {
   Unmatched unmatched;
 };
 
+// The caller may not open the manager's control socket; says who may.
+class AccessError : public base::ConnectionError {
+ public:
+  using base::ConnectionError::ConnectionError;
+};
+
 // Each request waits for its answer. Throws base::ConnectionError when the manager does not answer,
 // or sends no packet within the limit.
 class Connection {
  public:
   static constexpr std::chrono::milliseconds kAnswerLimit{10000};
 
-  // Connects to the control socket in `directory`.
+  // Connects to the control socket in `directory`. Throws AccessError, too.
   explicit Connection(const std::filesystem::path& directory,
                       std::chrono::milliseconds answer_limit = kAnswerLimit);
 
   control::Status Status();
 
-  // Every relay instance, by name.
+  // Every relay instance, by name. An answer that a change has met is asked for again, a few times.
   std::vector<Instance> Table();
-
   RelayState State();
 
   void ClearCounters();
@@ -44,7 +49,8 @@ class Connection {
  private:
   void Ask(Request::Kind kind);
   Reply Receive();
-  void ReceiveAll(const std::function<void(Reply&)>& take);
+  // Whether the answer is of one moment.
+  bool ReceiveAll(const std::function<void(Reply&)>& take);
 
   const std::chrono::milliseconds answer_limit_;
   base::Descriptor fd_;

@@ -41,6 +41,7 @@ TEST(CommandLineTest, HasDefaults) {
   EXPECT_EQ(line.journal, "");
   EXPECT_EQ(line.user, "");
   EXPECT_FALSE(line.keep_rights);
+  EXPECT_EQ(line.operators, "");
   EXPECT_FALSE(line.flood_guard);
   EXPECT_FALSE(line.trust.servers_only);
   EXPECT_FALSE(line.trust.drop_foreign_giaddr);
@@ -54,8 +55,10 @@ TEST(CommandLineTest, TheDirectoryIsTheOneGivenElseThatOfTheEnvironment) {
   unsetenv("DHCP_MANAGER_DIR");
 }
 
-TEST(CommandLineTest, TakesJournalAndUser) {
-  const CommandLine line = Parse({"--journal", "/tmp/journal", "--user=relay"});
+TEST(CommandLineTest, TakesJournalUserAndOperators) {
+  const CommandLine line =
+      Parse({"--journal", "/tmp/journal", "--user=relay", "--operators", "netops"});
+  EXPECT_EQ(line.operators, "netops");
   EXPECT_EQ(line.journal, "/tmp/journal");
   EXPECT_EQ(line.user, "relay");
 }

@@ -11,11 +11,13 @@
 #include <cstdlib>
 #include <fstream>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
 namespace {
 
+using dhcp_manager::FindGroup;
 using dhcp_manager::FindUser;
 using dhcp_manager::GiveUpPrivileges;
 using dhcp_manager::User;
@@ -78,6 +80,11 @@ TEST(FindUserTest, RefusesAUserThatThereIsNot) {
     EXPECT_EQ(std::string(error.what()).rfind("there is no user no-such-user", 0), 0U)
         << error.what();
   }
+}
+
+TEST(FindGroupTest, KnowsRootAndNotWhatThereIsNot) {
+  EXPECT_EQ(FindGroup("root"), 0U);
+  EXPECT_EQ(FindGroup("no-such-group"), std::nullopt);
 }
 
 TEST(GiveUpPrivilegesDeathTest, LeavesTheUserWithTwoCapabilities) {

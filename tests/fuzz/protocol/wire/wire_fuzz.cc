@@ -18,7 +18,7 @@
 #include "base/descriptor.h"
 #include "base/packet_socket.h"
 #include "dhcp_manager/control/config_session.h"
-#include "dhcp_manager/control/table_writer.h"
+#include "dhcp_manager/control/table_answer.h"
 #include "dhcp_manager/table/journal.h"
 #include "dhcp_manager/table/relay_table.h"
 #include "dhcp_manager/table/resync.h"
@@ -119,14 +119,15 @@ struct Size {
   bool operator==(const Size&) const = default;
 };
 
-std::map<std::string, Size> Told(const RelayTable& table) {
+std::map<std::string, Size> Told(const Resync& resync) {
   std::map<std::string, Size> told;
-  bool last = false;
-  for (const std::string& packet : dhcp_manager::WriteTable(table)) {
+  dhcp_manager::TableAnswer answer(resync);
+  while (!answer.complete()) {
+    const std::string packet = answer.Next();
     dhcp_relay::control::Reply reply;
     Require(packet.size() <= base::kMaxPacketSize, "a reply fits into a packet");
-    Require(!last && reply.ParseFromString(packet), "a reply before the last can be read");
-    last = reply.last();
+    Require(reply.ParseFromString(packet), "a reply can be read");
+    Require(reply.last() == answer.complete(), "the last reply says so");
     for (const auto& instance : reply.instances()) {
       Size& size = told[instance.name()];
       size.servers += instance.servers_size();
@@ -134,19 +135,18 @@ std::map<std::string, Size> Told(const RelayTable& table) {
       size.overrides += instance.overrides_size();
     }
   }
-  Require(last, "the last reply says so");
   return told;
 }
 
-void CheckTable(const RelayTable& table) {
+void CheckTable(const Resync& resync) {
   std::map<std::string, Size> expected;
-  for (const auto& [name, instance] : table.instances()) {
+  for (const auto& [name, instance] : resync.table().instances()) {
     CheckInstance(name, instance);
     expected[name] = {.servers = static_cast<int>(instance.servers.size()),
                       .interfaces = static_cast<int>(instance.interfaces.size()),
                       .overrides = static_cast<int>(instance.overrides.size())};
   }
-  Require(Told(table) == expected, "an operator is told the whole table");
+  Require(Told(resync) == expected, "an operator is told the whole table");
 }
 
 // The manager, and beside it what it must have come to.
@@ -177,7 +177,7 @@ class Manager {
   void Finish() {
     Require(resync_.calls() == calls_, "every call before a fault counts");
     Require(journal_.Take() == lines_, "every call has its line");
-    CheckTable(resync_.table());
+    CheckTable(resync_);
   }
 
  private:

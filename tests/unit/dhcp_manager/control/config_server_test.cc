@@ -3,17 +3,13 @@
 #include "dhcp_manager/control/config_server.h"
 
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 
 #include <cstdint>
-#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <sstream>
 #include <string>
-#include <system_error>
 
-#include "base/descriptor.h"
 #include "base/packet_socket.h"
 #include "dhcp_manager/table/journal.h"
 #include "dhcp_manager/table/resync.h"
@@ -23,7 +19,6 @@
 
 namespace {
 
-namespace fs = std::filesystem;
 namespace wire = dhcp_relay::wire;
 using dhcp_manager::ConfigServer;
 using dhcp_manager::Journal;
@@ -63,9 +58,11 @@ class ScriptedDaemon : public tests::Peer {
 
 class ConfigServerTest : public tests::ServerTest {
  protected:
-  ConfigServerTest()
-      : journal_(directory_ / "journal"),
-        server_(std::make_unique<ConfigServer>(mw_, directory_, resync_, journal_)) {}
+  ConfigServerTest() : journal_(directory_ / "journal"), server_(MakeServer()) {}
+
+  std::unique_ptr<ConfigServer> MakeServer() {
+    return std::make_unique<ConfigServer>(mw_, Socket(wire::kSocketName), resync_, journal_);
+  }
 
   std::unique_ptr<ScriptedDaemon> Daemon() {
     return std::make_unique<ScriptedDaemon>(directory_ / wire::kSocketName);
@@ -193,28 +190,6 @@ TEST_F(ConfigServerTest, WithdrawsAnOutstandingDumpWhenItGoes) {
   server_.reset();
   EXPECT_TRUE(RunUntil([&] { return daemon->Receive(); }));
   EXPECT_EQ(daemon->message.dump_cancel().id(), id);
-}
-
-TEST_F(ConfigServerTest, TakesThePlaceOfADeadManagersSocketOnly) {
-  EXPECT_THROW(ConfigServer(mw_, directory_, resync_, journal_), base::ConnectionError);
-  server_.reset();
-  EXPECT_FALSE(fs::exists(directory_ / wire::kSocketName));
-  {
-    // A socket whose process is gone.
-    const base::Descriptor dead(socket(AF_UNIX, SOCK_SEQPACKET, 0));
-    const sockaddr_un address = base::SocketAddress(directory_ / wire::kSocketName);
-    ASSERT_EQ(bind(dead.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
-  }
-  ASSERT_TRUE(fs::exists(directory_ / wire::kSocketName));
-  server_ = std::make_unique<ConfigServer>(mw_, directory_, resync_, journal_);
-  EXPECT_NO_THROW(Daemon());
-}
-
-TEST_F(ConfigServerTest, LeavesAFileThatIsNoSocketAlone) {
-  server_.reset();
-  std::ofstream(directory_ / wire::kSocketName) << "precious";
-  EXPECT_THROW(ConfigServer(mw_, directory_, resync_, journal_), std::system_error);
-  EXPECT_TRUE(fs::exists(directory_ / wire::kSocketName));
 }
 
 }  // namespace

@@ -3,12 +3,18 @@
 #include "dhcp_manager/control/control_server.h"
 
 #include <gtest/gtest.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
 
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "base/descriptor.h"
+#include "dhcp_manager/control/seats.h"
 #include "protocol/control/control.pb.h"
 #include "protocol/control/socket_name.h"
 #include "tests/support/calls.h"
@@ -19,6 +25,13 @@ namespace {
 
 namespace control = dhcp_relay::control;
 namespace wire = dhcp_relay::wire;
+using std::chrono::milliseconds;
+
+// Their table does not fit a socket.
+constexpr int kInstances = 50000;
+
+// So that a connection is closed for another reason, if at all.
+constexpr milliseconds kEndless = std::chrono::hours(1);
 
 class ControlServerTest : public tests::ServerTest {
  protected:
@@ -37,7 +50,17 @@ class ControlServerTest : public tests::ServerTest {
   }
 
   tests::ScriptedRelay relay_;
-  dhcp_manager::ControlServer server_{mw_, directory_, resync_, relay_};
+  std::unique_ptr<dhcp_manager::ControlServer> MakeServer(std::chrono::milliseconds patience) {
+    return std::make_unique<dhcp_manager::ControlServer>(mw_, Socket(control::kSocketName), resync_,
+                                                         relay_, patience);
+  }
+  void FillTable() {
+    for (int i = 0; i < kInstances; ++i) {
+      resync_.Apply(tests::FlagCall(wire::SET_CHECK, "relay-" + std::to_string(i), true));
+    }
+  }
+
+  std::unique_ptr<dhcp_manager::ControlServer> server_ = MakeServer(kEndless);
 };
 
 TEST_F(ControlServerTest, AnswersARequestAfterTheOther) {
@@ -52,10 +75,7 @@ TEST_F(ControlServerTest, AnswersARequestAfterTheOther) {
 }
 
 TEST_F(ControlServerTest, AnswersOneWhileAnotherDoesNotRead) {
-  constexpr int kInstances = 50000;
-  for (int i = 0; i < kInstances; ++i) {
-    resync_.Apply(tests::FlagCall(wire::SET_CHECK, "relay-" + std::to_string(i), true));
-  }
+  FillTable();
   const auto slow = Connect();
   Ask(*slow, control::Request::TABLE);
   const auto other = Connect();
@@ -74,9 +94,7 @@ TEST_F(ControlServerTest, AnswersOneWhileAnotherDoesNotRead) {
 }
 
 TEST_F(ControlServerTest, ClosesOnARequestBeforeTheAnswerIsRead) {
-  for (int i = 0; i < 50000; ++i) {
-    resync_.Apply(tests::FlagCall(wire::SET_CHECK, "relay-" + std::to_string(i), true));
-  }
+  FillTable();
   const auto peer = Connect();
   Ask(*peer, control::Request::TABLE);
   Ask(*peer, control::Request::TABLE);
@@ -95,10 +113,19 @@ TEST_F(ControlServerTest, ClosesOnGarbage) {
   ExpectClosed(*peer);
 }
 
-TEST_F(ControlServerTest, RefusesMoreThanItsNumberOfProgramsAtOnce) {
+TEST_F(ControlServerTest, ClosesOnARequestThatIsTooLong) {
+  const auto peer = Connect();
+  control::Request request;
+  request.set_kind(control::Request::STATUS);
+  // A field that is not known here: number 15, 1,000 bytes.
+  peer->SendText(request.SerializeAsString() + "\x7a\xe8\x07" + std::string(1000, 'x'));
+  ExpectClosed(*peer);
+}
+
+TEST_F(ControlServerTest, RefusesMoreThanItsNumberOfProgramsOfOneUser) {
   std::vector<std::unique_ptr<tests::Peer>> peers;
   control::Reply reply;
-  for (int i = 0; i < 64; ++i) {
+  for (std::size_t i = 0; i < dhcp_manager::Seats::kPerUser; ++i) {
     Ask(*peers.emplace_back(Connect()), control::Request::STATUS);
     ASSERT_TRUE(RunUntil([&] { return peers.back()->Receive(reply); }));
   }
@@ -115,6 +142,57 @@ TEST_F(ControlServerTest, RefusesMoreThanItsNumberOfProgramsAtOnce) {
     if (peer->IsClosed<control::Reply>()) peer.reset();
     return false;
   }));
+}
+
+TEST_F(ControlServerTest, DropsAProgramThatAsksForNothing) {
+  server_.reset();
+  server_ = MakeServer(milliseconds(20));
+  ExpectClosed(*Connect());
+}
+
+TEST_F(ControlServerTest, DropsAProgramThatDoesNotReadItsAnswer) {
+  server_.reset();
+  server_ = MakeServer(milliseconds(200));
+  FillTable();
+  const auto slow = Connect();
+  Ask(*slow, control::Request::TABLE);
+  EXPECT_TRUE(RunUntil([&] { return slow->HasHungUp(); }));
+  // It got what fitted its socket, and not the end.
+  control::Reply reply;
+  while (slow->Receive(reply)) EXPECT_FALSE(reply.last());
+}
+
+TEST_F(ControlServerTest, KeepsASlowProgramThatReads) {
+  server_.reset();
+  server_ = MakeServer(milliseconds(1000));
+  FillTable();
+  const auto slow = Connect();
+  Ask(*slow, control::Request::TABLE);
+  control::Reply reply;
+  int instances = 0;
+  // One packet in each turn of the test.
+  EXPECT_TRUE(RunUntil([&] {
+    if (slow->Receive(reply)) instances += reply.instances_size();
+    return reply.last();
+  }));
+  EXPECT_EQ(instances, kInstances);
+}
+
+TEST_F(ControlServerTest, AnswersBehindPackets) {
+  FillTable();
+  const base::Descriptor packets(eventfd(1, EFD_CLOEXEC));
+  std::size_t turns = 0;
+  const vxmw::IoSource busy(mw_, packets.get(), EPOLLIN, [&](std::uint32_t) { ++turns; });
+  const auto peer = Connect();
+  Ask(*peer, control::Request::TABLE);
+  control::Reply reply;
+  std::size_t replies = 0;
+  ASSERT_TRUE(RunUntil([&] {
+    while (peer->Receive(reply)) ++replies;
+    return reply.last();
+  }));
+  // At least one turn of packets before each piece of the answer.
+  EXPECT_GT(turns, replies);
 }
 
 }  // namespace

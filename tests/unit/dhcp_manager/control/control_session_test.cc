@@ -5,7 +5,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <deque>
 #include <string>
 
 #include "base/packet_socket.h"
@@ -32,11 +31,11 @@ class ControlSessionTest : public ::testing::Test {
   control::Reply Answer(control::Request::Kind kind, bool trusted = false) {
     control::Request request;
     request.set_kind(kind);
-    const auto packets = ControlSession(resync_, relay_, trusted).Answer(request);
-    EXPECT_EQ(packets.size(), 1U);
+    const auto answer = ControlSession(resync_, relay_, trusted).Take(request);
     control::Reply reply;
-    EXPECT_TRUE(reply.ParseFromString(packets.at(0)));
+    EXPECT_TRUE(reply.ParseFromString(answer->Next()));
     EXPECT_TRUE(reply.last());
+    EXPECT_TRUE(answer->complete());
     return reply;
   }
 

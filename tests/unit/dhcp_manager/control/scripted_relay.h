@@ -3,6 +3,8 @@
 #ifndef TESTS_UNIT_DHCP_MANAGER_CONTROL_SCRIPTED_RELAY_H_
 #define TESTS_UNIT_DHCP_MANAGER_CONTROL_SCRIPTED_RELAY_H_
 
+#include <cstdint>
+
 #include "dhcp_manager/table/relay_state.h"
 
 namespace tests {
@@ -13,9 +15,11 @@ class ScriptedRelay : public dhcp_manager::RelayState {
   void Use(const dhcp_manager::RelayTable& table, const dhcp_manager::Links& links = {}) {
     counts.Synchronise(table);
     forwarding_ = dhcp_manager::Forwarding(table, links);
+    ++version_;
   }
 
   const dhcp_manager::Forwarding& forwarding() const override { return forwarding_; }
+  std::uint64_t version() const override { return version_; }
   const dhcp_manager::Counters& counters() const override { return counts; }
   void ClearCounters() override { counts.Clear(); }
 
@@ -23,6 +27,7 @@ class ScriptedRelay : public dhcp_manager::RelayState {
 
  private:
   dhcp_manager::Forwarding forwarding_;
+  std::uint64_t version_ = 0;
 };
 
 }  // namespace tests

@@ -4,6 +4,7 @@
 #define TESTS_UNIT_DHCP_MANAGER_CONTROL_SERVER_FIXTURE_H_
 
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/socket.h>
 
 #include <array>
@@ -16,6 +17,7 @@
 
 #include "base/descriptor.h"
 #include "base/packet_socket.h"
+#include "dhcp_manager/control/socket_file.h"
 #include "dhcp_manager/table/resync.h"
 #include "tests/support/loop.h"
 
@@ -41,6 +43,12 @@ class Peer {
     if (result != base::PacketReader::Result::kPacket) return false;
     reader_.Parse(message);
     return true;
+  }
+
+  // Whether the manager has closed the connection, though what it sent before may not be read yet.
+  bool HasHungUp() const {
+    pollfd state{.fd = fd_.get(), .events = 0, .revents = 0};
+    return poll(&state, 1, 0) == 1 && (state.revents & POLLHUP) != 0;
   }
 
   // Whether the manager has closed the connection; takes what it sent before.
@@ -71,6 +79,9 @@ class ServerTest : public ::testing::Test {
   }
 
   bool RunUntil(const std::function<bool()>& condition) { return tests::RunUntil(mw_, condition); }
+
+  // A socket of the manager in the directory.
+  dhcp_manager::SocketFile Socket(const char* name) const { return {directory_ / name, {}}; }
 
   std::filesystem::path directory_;
   vxmw_t* mw_ = vxmw_init("server_test");

@@ -1,0 +1,17 @@
+#include "dhcp_manager/control/status_answer.h"
+
+#include "protocol/control/control.pb.h"
+
+namespace dhcp_manager {
+
+std::optional<std::size_t> StatusAnswer::WriteNext(dhcp_relay::control::Reply& reply) {
+  if (reply.has_status()) return std::nullopt;
+  dhcp_relay::control::Status& status = *reply.mutable_status();
+  status.set_connected(resync_.state() != Resync::State::kDisconnected);
+  status.set_in_sync(resync_.state() == Resync::State::kInSync);
+  status.set_calls(resync_.calls());
+  status.set_dumps(resync_.dumps());
+  return status.ByteSizeLong();
+}
+
+}  // namespace dhcp_manager
