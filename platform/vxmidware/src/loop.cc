@@ -27,8 +27,14 @@ int OnTerminate(sd_event_source* /*source*/, const signalfd_siginfo* /*info*/, v
   return 0;
 }
 
-int OnHangup(sd_event_source* /*source*/, const signalfd_siginfo* /*info*/, void* /*mw*/) {
+int OnHangup(sd_event_source* /*source*/, const signalfd_siginfo* /*info*/, void* data) {
   ReloadTrace();
+  auto* const mw = static_cast<vxmw_t*>(data);
+  try {
+    for (const auto& watch : mw->hangup_watches) watch();
+  } catch (...) {
+    KeepException(mw, std::current_exception());
+  }
   return 0;
 }
 
@@ -98,6 +104,12 @@ void KeepException(vxmw_t* mw, std::exception_ptr exception) noexcept {
   if (!mw->exception) mw->exception = std::move(exception);
   mw->ended = true;
 }
+
+HangupWatch::HangupWatch(vxmw_t* mw, Callback callback)
+    : mw_(mw),
+      callback_(mw->hangup_watches.insert(mw->hangup_watches.end(), std::move(callback))) {}
+
+HangupWatch::~HangupWatch() { mw_->hangup_watches.erase(callback_); }
 
 void EndLoop(vxmw_t* mw, int result) {
   mw->ended = true;

@@ -64,6 +64,7 @@ struct vxmw_handle {
   bool stop_pending = false;  // as KeepAlive saw it last
   bool config_ready = false;
   std::list<std::shared_ptr<const std::function<void(bool)>>> config_watches;
+  std::list<std::function<void()>> hangup_watches;
 };
 
 #endif  // PLATFORM_VXMIDWARE_SRC_MIDDLEWARE_H_

@@ -13,6 +13,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <list>
 #include <memory>
 
 #include <vxmw/vxmw.h>
@@ -58,6 +59,22 @@ class TimerSource {
  private:
   struct Impl;
   std::unique_ptr<Impl> impl_;
+};
+
+// Calls back on SIGHUP, after the trace configuration has been read again, while it lives. The
+// callback makes and destroys no watch; what it throws ends the loop as that of a source does.
+class HangupWatch {
+ public:
+  using Callback = std::function<void()>;
+
+  HangupWatch(vxmw_t* mw, Callback callback);
+  ~HangupWatch();
+  HangupWatch(const HangupWatch&) = delete;
+  HangupWatch& operator=(const HangupWatch&) = delete;
+
+ private:
+  vxmw_t* mw_;
+  std::list<Callback>::iterator callback_;
 };
 
 // Ends the running loop: vxmw_loop_while_timeout returns `result`.

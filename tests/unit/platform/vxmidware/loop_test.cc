@@ -81,6 +81,27 @@ TEST_F(Loop, SurvivesSighupSigpipeAndSigxfsz) {
   EXPECT_EQ(Run(), 5);
 }
 
+TEST_F(Loop, CallsBackOnSighupWhoWatchesForIt) {
+  int told = 0;
+  {
+    const vxmw::HangupWatch first(mw_, [&] { ++told; });
+    const vxmw::HangupWatch second(mw_, [&] { vxmw::EndLoop(mw_, ++told); });
+    kill(getpid(), SIGHUP);
+    EXPECT_EQ(Run(), 2);
+  }
+  vxmw::TimerSource timer(mw_, [this] { vxmw::EndLoop(mw_, 0); });
+  timer.Arm(milliseconds(20));
+  kill(getpid(), SIGHUP);
+  EXPECT_EQ(Run(), 0);
+  EXPECT_EQ(told, 2);
+}
+
+TEST_F(Loop, CarriesTheExceptionOfAHangupWatch) {
+  const vxmw::HangupWatch watch(mw_, [] { throw 7; });
+  kill(getpid(), SIGHUP);
+  EXPECT_THROW(Run(), int);
+}
+
 TEST_F(Loop, ReturnsWhatItWasEndedWith) {
   vxmw::TimerSource timer(mw_, [this] { vxmw::EndLoop(mw_, -3); });
   timer.Arm(milliseconds(0));
