@@ -2,7 +2,9 @@
 
 import unittest
 
-from topology import Topology, instance, l3
+from paths import HELPERS
+from processes import wait_until
+from topology import Topology, assert_all_answered, instance, l3
 
 
 class Vrf(unittest.TestCase):
@@ -19,6 +21,31 @@ class Vrf(unittest.TestCase):
                          [("r7", "red")])
         found = top.load(7, 100, 0.2)
         self.assertEqual((found["answered"], found["sent"]), (20, 20))
+
+    @staticmethod
+    def add_vrf(top, device, number):
+        """A veth that stands for a VRF's device, with clients and a server behind it; its instance."""
+        client = f"client{number}"
+        top.network.join((client, "eth0", f"10.{number}.0.1/24"), ("relay", device, f"192.168.{number}.1/24"))
+        top.network.run("relay", "ip", "addr", "add", f"10.{number}.0.254/24", "dev", device)
+        top.network.run(client, "ip", "route", "add", f"192.168.{number}.1/32", "via", f"10.{number}.0.254")
+        top.network.answer(client)
+        return instance(f"r{number}", servers=[f"10.{number}.0.1"], interfaces=[f"l3-{number}"], vrf=device)
+
+    def test_whose_port_is_taken_stops_no_other(self):
+        top = Topology(self, manager_options="--vrf-device 7=red --vrf-device 8=blue")
+        instances = [self.add_vrf(top, "red", 7), self.add_vrf(top, "blue", 8)]
+        taker = top.network.start("relay", HELPERS / "take-port", "red")
+        top.network.wait_listening("relay", 67, taker)
+        top.up(*instances, interfaces=[l3(7), l3(8)], vrfs={"red": 7, "blue": 8})
+        assert_all_answered(self, top.load(8, 100, 0.2))
+        self.assertEqual(top.load(7, 100, 0.2)["answered"], 0)
+        requests = top.counters("l3-7")["requests"]
+        self.assertEqual((requests["received"], requests["send-failed"]), (20, 20))
+        self.assertIn("UDP port 67", (top.stack.directory / "manager.log").read_text())
+        # When the port is free, the VRF follows.
+        top.network.stop(taker)
+        wait_until(lambda: top.load(7, 100, 0.1)["answered"] > 0, "the VRF relays")
 
     def test_without_a_device_relays_nothing_and_says_so(self):
         top = Topology(self)
