@@ -19,7 +19,8 @@ namespace {
 
 constexpr char kUsage[] =
     "usage: dhcp-manager [--runtime-dir DIR] [--journal FILE] [--user USER | --keep-rights]\n"
-    "                    [--operators GROUP] [--flood-guard RATE[:BURST]] [--servers-only]\n"
+    "                    [--daemon-user USER] [--operators GROUP]\n"
+    "                    [--flood-guard RATE[:BURST]] [--servers-only]\n"
     "                    [--drop-foreign-giaddr] [--vrf-device TABLE=DEVICE]...\n"
     "\n"
     "Relays DHCP as dhcp-relay-app configures it.\n"
@@ -30,6 +31,7 @@ constexpr char kUsage[] =
     "  --user USER        run as USER\n"
     "  --keep-rights      keep the rights it was started with; without this option it gives up\n"
     "                     all but those that relaying needs\n"
+    "  --daemon-user USER let the daemon run as USER, too, besides root and the manager's user\n"
     "  --operators GROUP  let members of GROUP use dhcp-relayctl; default dhcp-operators, if\n"
     "                     there is such a group\n"
     "  --flood-guard RATE[:BURST]\n"
@@ -82,9 +84,10 @@ void AddVrfDevice(std::string_view text, VrfDevices& devices) {
   devices[ParseNumber("routing table", text.substr(0, equals), 1)] = text.substr(equals + 1);
 }
 
-constexpr std::array<option, 12> kOptions{{{"runtime-dir", required_argument, nullptr, 'r'},
+constexpr std::array<option, 13> kOptions{{{"runtime-dir", required_argument, nullptr, 'r'},
                                            {"journal", required_argument, nullptr, 'j'},
                                            {"user", required_argument, nullptr, 'u'},
+                                           {"daemon-user", required_argument, nullptr, 'a'},
                                            {"operators", required_argument, nullptr, 'o'},
                                            {"keep-rights", no_argument, nullptr, 'k'},
                                            {"flood-guard", required_argument, nullptr, 'f'},
@@ -120,6 +123,9 @@ void Apply(int chosen, const char* argument, CommandLine& line) {
       break;
     case 'g':
       line.trust.drop_foreign_giaddr = true;
+      break;
+    case 'a':
+      line.daemon_user = argument;
       break;
     case 'o':
       line.operators = argument;

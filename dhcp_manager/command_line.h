@@ -17,8 +17,9 @@ inline constexpr char kOperators[] = "dhcp-operators";
 
 struct CommandLine {
   std::filesystem::path runtime_directory;
-  std::string journal;  // empty: none
-  std::string user;     // to run as; empty: the caller; without keep_rights
+  std::string journal;      // empty: none
+  std::string user;         // to run as; empty: the caller; without keep_rights
+  std::string daemon_user;  // whom the daemon may run as, besides root and `user`; empty: nobody
   bool keep_rights = false;
   // Group of those who may ask for the state; empty: kOperators if there is such a group.
   std::string operators;

@@ -3,10 +3,13 @@
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <utility>
 
+#include <vxmw/event.h>
 #include <vxmw/vxmw.h>
 
+#include "base/service/log.h"
 #include "base/service/program.h"
 #include "base/system_error.h"
 #include "dhcp_manager/command_line.h"
@@ -36,9 +39,9 @@ void MakeDirectory(const std::filesystem::path& directory) {
   }
 }
 
-std::optional<User> UserOf(const CommandLine& line) {
-  if (line.user.empty()) return std::nullopt;
-  return dhcp_manager::FindUser(line.user);
+std::optional<User> UserOf(const std::string& name) {
+  if (name.empty()) return std::nullopt;
+  return dhcp_manager::FindUser(name);
 }
 
 // The directory of the sockets is the user's, so that the daemon knows who answers there.
@@ -58,6 +61,10 @@ std::optional<uid_t> IdOf(const std::optional<User>& user) {
   return user ? std::optional(user->id) : std::nullopt;
 }
 
+std::optional<gid_t> GroupOf(const std::optional<User>& user) {
+  return user ? std::optional(user->group) : std::nullopt;
+}
+
 std::optional<gid_t> OperatorsOf(const CommandLine& line) {
   if (!line.operators.empty()) {
     const auto group = dhcp_manager::FindGroup(line.operators);
@@ -71,20 +78,27 @@ std::optional<gid_t> OperatorsOf(const CommandLine& line) {
 
 int Serve(vxmw_t* mw, const CommandLine& line) {
   MakeDirectory(line.runtime_directory);
-  dhcp_manager::Journal journal =
-      line.journal.empty() ? dhcp_manager::Journal() : dhcp_manager::Journal(line.journal);
+  const std::optional<User> user = UserOf(line.user);
+  dhcp_manager::Journal journal = line.journal.empty()
+                                      ? dhcp_manager::Journal()
+                                      : dhcp_manager::Journal(line.journal, IdOf(user));
   dhcp_manager::Sockets sockets;
-  const std::optional<User> user = UserOf(line);
+  const std::optional<User> daemon = UserOf(line.daemon_user);
   dhcp_manager::SocketFile control_socket(line.runtime_directory / dhcp_relay::control::kSocketName,
                                           {.owner = IdOf(user), .group = OperatorsOf(line)});
   dhcp_manager::SocketFile config_socket(line.runtime_directory / dhcp_relay::wire::kSocketName,
-                                         {.owner = IdOf(user), .group = std::nullopt});
+                                         {.owner = IdOf(user), .group = GroupOf(daemon)});
   GiveUpRights(line, user);
   dhcp_manager::Resync resync;
   dhcp_manager::Relay relay(mw, std::move(sockets), resync, line.vrf_devices, line.flood_guard,
                             line.trust);
-  const dhcp_manager::ControlServer control_server(mw, std::move(control_socket), resync, relay);
-  const dhcp_manager::ConfigServer config_server(mw, std::move(config_socket), resync, journal);
+  const dhcp_manager::ControlServer control_server(mw, std::move(control_socket), resync, journal,
+                                                   relay);
+  const dhcp_manager::ConfigServer config_server(mw, std::move(config_socket), resync, journal,
+                                                 IdOf(daemon));
+  const vxmw::HangupWatch hangup(mw, [&journal] {
+    if (const auto reason = journal.Reopen()) base::LogError(*reason);
+  });
   return base::RunLoop(mw);
 }
 

@@ -63,6 +63,7 @@ void WriteStatus(const Writer& writer, lyd_node* parent, const control::Status& 
   writer.Leaf(parent, "in-sync", status.in_sync());
   writer.Leaf(parent, "calls", std::uint64_t{status.calls()});
   writer.Leaf(parent, "dumps", std::uint64_t{status.dumps()});
+  writer.Leaf(parent, "journal-dropped", std::uint64_t{status.journal_dropped()});
 }
 
 void WriteOutcomes(const Writer& writer, lyd_node* parent, std::uint64_t received,

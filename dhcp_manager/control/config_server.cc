@@ -5,8 +5,11 @@
 
 #include <utility>
 
+#include <vxmw/vxmw.h>
+
 #include "base/descriptor.h"
 #include "base/packet_socket.h"
+#include "base/severity.h"
 
 namespace dhcp_manager {
 namespace {
@@ -18,10 +21,12 @@ constexpr int kPacketsPerTurn = 256;
 
 }  // namespace
 
-ConfigServer::ConfigServer(vxmw_t* mw, SocketFile socket, Resync& resync, Journal& journal)
+ConfigServer::ConfigServer(vxmw_t* mw, SocketFile socket, Resync& resync, Journal& journal,
+                           std::optional<uid_t> daemon_user)
     : mw_(mw),
       resync_(resync),
       journal_(journal),
+      daemon_user_(daemon_user),
       listener_(mw, std::move(socket),
                 [this](base::Descriptor client) { Accept(std::move(client)); }) {}
 
@@ -33,8 +38,12 @@ ConfigServer::~ConfigServer() {
   Send(cancel);
 }
 
+bool ConfigServer::IsDaemon(int fd) const {
+  return base::IsTrustedPeer(fd) || (daemon_user_ && base::PeerUser(fd) == daemon_user_);
+}
+
 void ConfigServer::Accept(base::Descriptor client) {
-  if (!base::IsTrustedPeer(client.get())) {
+  if (!IsDaemon(client.get())) {
     refusals_.Error("refused a daemon: it runs as another user");
     return;
   }
@@ -61,7 +70,15 @@ void ConfigServer::OnReadable() {
   } catch (const base::ConnectionError& error) {
     Close(error.what());
   }
-  journal_.Flush();
+  WriteJournal();
+}
+
+// Relaying goes on without its journal.
+void ConfigServer::WriteJournal() {
+  const auto fault = journal_.Flush();
+  if (!fault) return;
+  refusals_.Error(*fault);
+  vxmw_gen_fault(base::kFaultError, __func__, __FILE__, __LINE__, fault->c_str());
 }
 
 void ConfigServer::ReceiveSome() {

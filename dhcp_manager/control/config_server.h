@@ -3,6 +3,8 @@
 #ifndef DHCP_MANAGER_CONTROL_CONFIG_SERVER_H_
 #define DHCP_MANAGER_CONTROL_CONFIG_SERVER_H_
 
+#include <sys/types.h>
+
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -29,14 +31,18 @@ inline constexpr std::chrono::seconds kDaemonInterval{10};
 
 class ConfigServer {
  public:
-  // Listens on the daemon's socket. `resync` and `journal` must outlive the server.
-  ConfigServer(vxmw_t* mw, SocketFile socket, Resync& resync, Journal& journal);
+  // Listens on the daemon's socket for root, this process's user and `daemon_user`. `resync` and
+  // `journal` must outlive the server.
+  ConfigServer(vxmw_t* mw, SocketFile socket, Resync& resync, Journal& journal,
+               std::optional<uid_t> daemon_user = std::nullopt);
   // Withdraws a dump that is not complete.
   ~ConfigServer();
   ConfigServer(const ConfigServer&) = delete;
   ConfigServer& operator=(const ConfigServer&) = delete;
 
  private:
+  bool IsDaemon(int fd) const;
+  void WriteJournal();
   void Accept(base::Descriptor client);
   void Close(const std::string& reason);
   void OnReadable();
@@ -46,6 +52,7 @@ class ConfigServer {
   vxmw_t* const mw_;
   Resync& resync_;
   Journal& journal_;
+  const std::optional<uid_t> daemon_user_;
   base::PacketReader reader_;
   dhcp_relay::wire::ClientMessage message_;
   base::Descriptor client_;

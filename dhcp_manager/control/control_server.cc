@@ -17,10 +17,12 @@ constexpr std::uint32_t kAnswering = EPOLLIN | EPOLLOUT;
 
 }  // namespace
 
-ControlServer::ControlServer(vxmw_t* mw, SocketFile socket, const Resync& resync, RelayState& relay,
+ControlServer::ControlServer(vxmw_t* mw, SocketFile socket, const Resync& resync,
+                             const Journal& journal, RelayState& relay,
                              std::chrono::milliseconds patience)
     : mw_(mw),
       resync_(resync),
+      journal_(journal),
       relay_(relay),
       patience_(patience),
       turns_(mw, [this](Id id, std::uint32_t events) { OnTurn(id, events); }),
@@ -43,7 +45,7 @@ void ControlServer::Add(uid_t user, base::Descriptor socket) {
   const auto [client, added] = clients_.try_emplace(
       id, Client{.user = user,
                  .socket = std::move(socket),
-                 .session = ControlSession(resync_, relay_, base::IsTrustedPeer(fd)),
+                 .session = ControlSession(resync_, journal_, relay_, base::IsTrustedPeer(fd)),
                  .patience = vxmw::TimerSource(mw_, [this, id] { OnPatienceEnd(id); }),
                  .answer = nullptr,
                  .packet = {}});

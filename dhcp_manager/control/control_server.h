@@ -22,6 +22,7 @@
 #include "dhcp_manager/control/seats.h"
 #include "dhcp_manager/control/socket_file.h"
 #include "dhcp_manager/control/turns.h"
+#include "dhcp_manager/table/journal.h"
 #include "dhcp_manager/table/relay_state.h"
 #include "dhcp_manager/table/resync.h"
 
@@ -38,9 +39,9 @@ inline constexpr std::chrono::milliseconds kControlPatience{5000};
 class ControlServer {
  public:
   // Listens on the control socket for whoever may open it: only clearing counters is kept to the
-  // manager's own user and root. `resync` and `relay` must outlive the server.
-  ControlServer(vxmw_t* mw, SocketFile socket, const Resync& resync, RelayState& relay,
-                std::chrono::milliseconds patience = kControlPatience);
+  // manager's own user and root. `resync`, `journal` and `relay` must outlive the server.
+  ControlServer(vxmw_t* mw, SocketFile socket, const Resync& resync, const Journal& journal,
+                RelayState& relay, std::chrono::milliseconds patience = kControlPatience);
 
  private:
   struct Client {
@@ -67,6 +68,7 @@ class ControlServer {
 
   vxmw_t* const mw_;
   const Resync& resync_;
+  const Journal& journal_;
   RelayState& relay_;
   const std::chrono::milliseconds patience_;
   base::PacketReader reader_;

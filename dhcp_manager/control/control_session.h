@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "dhcp_manager/control/answer.h"
+#include "dhcp_manager/table/journal.h"
 #include "dhcp_manager/table/relay_state.h"
 #include "dhcp_manager/table/resync.h"
 #include "protocol/control/control.pb.h"
@@ -14,9 +15,9 @@ namespace dhcp_manager {
 
 class ControlSession {
  public:
-  // Only a trusted peer may clear the counters. `resync` and `relay` must outlive the session.
-  ControlSession(const Resync& resync, RelayState& relay, bool trusted)
-      : resync_(resync), relay_(relay), trusted_(trusted) {}
+  // Only a trusted peer may clear the counters. The others must outlive the session.
+  ControlSession(const Resync& resync, const Journal& journal, RelayState& relay, bool trusted)
+      : resync_(resync), journal_(journal), relay_(relay), trusted_(trusted) {}
 
   // The answer to a request, of which nothing is written yet. Throws base::ConnectionError when the
   // connection is to be closed for it.
@@ -26,6 +27,7 @@ class ControlSession {
   void ClearCounters();
 
   const Resync& resync_;
+  const Journal& journal_;
   RelayState& relay_;
   const bool trusted_;
 };

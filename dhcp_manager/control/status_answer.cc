@@ -11,6 +11,8 @@ std::optional<std::size_t> StatusAnswer::WriteNext(dhcp_relay::control::Reply& r
   status.set_in_sync(resync_.state() == Resync::State::kInSync);
   status.set_calls(resync_.calls());
   status.set_dumps(resync_.dumps());
+  status.set_journal_dropped(journal_.dropped());
+  status.set_journal_fault(journal_.fault());
   return status.ByteSizeLong();
 }
 

@@ -8,20 +8,23 @@
 #include <optional>
 
 #include "dhcp_manager/control/answer.h"
+#include "dhcp_manager/table/journal.h"
 #include "dhcp_manager/table/resync.h"
 
 namespace dhcp_manager {
 
 class StatusAnswer final : public Answer {
  public:
-  // `resync` must outlive the answer.
-  explicit StatusAnswer(const Resync& resync) : Answer(resync.version()), resync_(resync) {}
+  // `resync` and `journal` must outlive the answer.
+  StatusAnswer(const Resync& resync, const Journal& journal)
+      : Answer(resync.version()), resync_(resync), journal_(journal) {}
 
  private:
   std::optional<std::size_t> WriteNext(dhcp_relay::control::Reply& reply) override;
   std::uint64_t Version() const override { return resync_.version(); }
 
   const Resync& resync_;
+  const Journal& journal_;
 };
 
 }  // namespace dhcp_manager

@@ -29,7 +29,27 @@ TEST(Status, TellsConnectionSyncAndCommits) {
             "daemon: connected, in sync; 26 calls and 1 dumps so far\n"
             "commits: saved\n");
   EXPECT_EQ(StatusAsJson(status, saved), R"({"connected":true,"in_sync":true,"calls":26,"dumps":1,)"
+                                         R"("journal_dropped":0,"journal_fault":null,)"
                                          R"("commits":{"state":"saved","reason":null}})");
+}
+
+TEST(Status, TellsWhatIsMissingInTheJournal) {
+  control::Status status;
+  status.set_journal_dropped(42);
+  const SaveStatus saved{SaveState::kSaved, {}};
+  EXPECT_EQ(StatusAsText(status, saved),
+            "daemon: not connected, not in sync; 0 calls and 0 dumps so far\n"
+            "journal: 42 calls are missing\n"
+            "commits: saved\n");
+  status.set_journal_fault("No space left on device");
+  EXPECT_EQ(StatusAsText(status, saved),
+            "daemon: not connected, not in sync; 0 calls and 0 dumps so far\n"
+            "journal: 42 calls are missing; No space left on device\n"
+            "commits: saved\n");
+  EXPECT_EQ(StatusAsJson(status, saved),
+            R"({"connected":false,"in_sync":false,"calls":0,"dumps":0,)"
+            R"("journal_dropped":42,"journal_fault":"No space left on device",)"
+            R"("commits":{"state":"saved","reason":null}})");
 }
 
 TEST(Status, TellsOfCommitsAlsoWithoutAManager) {

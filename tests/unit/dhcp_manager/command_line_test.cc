@@ -42,6 +42,7 @@ TEST(CommandLineTest, HasDefaults) {
   EXPECT_EQ(line.user, "");
   EXPECT_FALSE(line.keep_rights);
   EXPECT_EQ(line.operators, "");
+  EXPECT_EQ(line.daemon_user, "");
   EXPECT_FALSE(line.flood_guard);
   EXPECT_FALSE(line.trust.servers_only);
   EXPECT_FALSE(line.trust.drop_foreign_giaddr);
@@ -55,9 +56,10 @@ TEST(CommandLineTest, TheDirectoryIsTheOneGivenElseThatOfTheEnvironment) {
   unsetenv("DHCP_MANAGER_DIR");
 }
 
-TEST(CommandLineTest, TakesJournalUserAndOperators) {
-  const CommandLine line =
-      Parse({"--journal", "/tmp/journal", "--user=relay", "--operators", "netops"});
+TEST(CommandLineTest, TakesJournalUsersAndOperators) {
+  const CommandLine line = Parse({"--journal", "/tmp/journal", "--user=relay", "--operators",
+                                  "netops", "--daemon-user=daemon"});
+  EXPECT_EQ(line.daemon_user, "daemon");
   EXPECT_EQ(line.operators, "netops");
   EXPECT_EQ(line.journal, "/tmp/journal");
   EXPECT_EQ(line.user, "relay");

@@ -93,11 +93,13 @@ TEST_F(StateTreeTest, TellsTheStatus) {
   status_.set_connected(true);
   status_.set_calls(26);
   status_.set_dumps(2);
+  status_.set_journal_dropped(3);
   Make();
   EXPECT_THAT(Values("connected"), ElementsAre("true"));
   EXPECT_THAT(Values("in-sync"), ElementsAre("false"));
   EXPECT_THAT(Values("calls"), ElementsAre("26"));
   EXPECT_THAT(Values("dumps"), ElementsAre("2"));
+  EXPECT_THAT(Values("journal-dropped"), ElementsAre("3"));
   EXPECT_THAT(Values("instance/name"), IsEmpty());
 }
 

@@ -2,13 +2,13 @@
 // the low one first. Where the manager would close the connection, the next packet comes from a
 // daemon that has just connected.
 
-#include <fcntl.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <map>
 #include <optional>
 #include <span>
@@ -43,9 +43,7 @@ constexpr std::size_t kSizeBytes = 2;
 // A journal in memory, emptied for every input.
 class JournalFile {
  public:
-  JournalFile()
-      : fd_(memfd_create("journal", MFD_CLOEXEC)),
-        journal_("/proc/self/fd/" + std::to_string(fd_.get())) {}
+  JournalFile() : fd_(mkstemp(name_.data())), journal_(name_.data()) { unlink(name_.data()); }
 
   Journal& journal() { return journal_; }
 
@@ -59,6 +57,7 @@ class JournalFile {
   }
 
  private:
+  std::array<char, 32> name_{"/dev/shm/vxf.XXXXXX"};
   base::Descriptor fd_;
   Journal journal_;
 };

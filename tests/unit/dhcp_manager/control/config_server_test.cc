@@ -3,8 +3,10 @@
 #include "dhcp_manager/control/config_server.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -118,6 +120,55 @@ TEST_F(ConfigServerTest, TakesManyPackets) {
     if (i % 100 == 99) RunUntil([&] { return resync_.calls() == i + 1; });
   }
   EXPECT_EQ(resync_.table().instances().at("r1").servers.size(), 2000U);
+}
+
+TEST_F(ConfigServerTest, GoesOnWithoutItsJournal) {
+  server_.reset();
+  journal_ = Journal("/dev/full");
+  server_ = MakeServer();
+  auto daemon = AskedDaemon();
+  for (std::uint64_t calls = 1; calls < 4; ++calls) {
+    daemon->Call(tests::Call(wire::DELETE_INSTANCE, "r1"));
+    EXPECT_TRUE(RunUntil([&] { return resync_.calls() == calls; }));
+  }
+  EXPECT_EQ(journal_.dropped(), 3U);
+}
+
+// Daemons of other users.
+class DaemonUserTest : public ConfigServerTest {
+ protected:
+  static constexpr uid_t kDaemon = 4711;
+  static constexpr gid_t kGroup = 4712;
+
+  DaemonUserTest() {
+    std::filesystem::permissions(directory_, static_cast<std::filesystem::perms>(0755));
+    server_.reset();
+    server_ = std::make_unique<ConfigServer>(
+        mw_, dhcp_manager::SocketFile(directory_ / wire::kSocketName, {{}, kGroup}), resync_,
+        journal_, kDaemon);
+  }
+
+  std::unique_ptr<ScriptedDaemon> DaemonOf(uid_t user) const {
+    EXPECT_EQ(setegid(kGroup), 0);
+    EXPECT_EQ(seteuid(user), 0);
+    auto daemon = std::make_unique<ScriptedDaemon>(directory_ / wire::kSocketName);
+    EXPECT_EQ(seteuid(0), 0);
+    EXPECT_EQ(setegid(0), 0);
+    daemon->Hello();
+    return daemon;
+  }
+};
+
+TEST_F(DaemonUserTest, IsTaken) {
+  const auto daemon = DaemonOf(kDaemon);
+  EXPECT_TRUE(RunUntil([&] { return daemon->Receive(); }));
+  EXPECT_TRUE(daemon->message.has_dump_request());
+}
+
+TEST_F(DaemonUserTest, IsTheOnlyOneOfItsGroup) {
+  const auto daemon = DaemonOf(kDaemon + 1);
+  EXPECT_TRUE(RunUntil([&] { return daemon->IsClosed(); }));
+  EXPECT_EQ(resync_.state(), Resync::State::kDisconnected);
 }
 
 TEST_F(ConfigServerTest, RefusesASecondDaemonAndKeepsTheFirst) {

@@ -15,6 +15,7 @@
 
 #include "base/descriptor.h"
 #include "dhcp_manager/control/seats.h"
+#include "dhcp_manager/table/journal.h"
 #include "protocol/control/control.pb.h"
 #include "protocol/control/socket_name.h"
 #include "tests/support/calls.h"
@@ -49,10 +50,11 @@ class ControlServerTest : public tests::ServerTest {
     EXPECT_TRUE(RunUntil([&] { return peer.IsClosed<control::Reply>(); }));
   }
 
+  dhcp_manager::Journal journal_;
   tests::ScriptedRelay relay_;
   std::unique_ptr<dhcp_manager::ControlServer> MakeServer(std::chrono::milliseconds patience) {
     return std::make_unique<dhcp_manager::ControlServer>(mw_, Socket(control::kSocketName), resync_,
-                                                         relay_, patience);
+                                                         journal_, relay_, patience);
   }
   void FillTable() {
     for (int i = 0; i < kInstances; ++i) {

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "base/packet_socket.h"
+#include "dhcp_manager/table/journal.h"
 #include "dhcp_manager/table/resync.h"
 #include "tests/support/calls.h"
 #include "tests/unit/dhcp_manager/control/scripted_relay.h"
@@ -31,7 +32,7 @@ class ControlSessionTest : public ::testing::Test {
   control::Reply Answer(control::Request::Kind kind, bool trusted = false) {
     control::Request request;
     request.set_kind(kind);
-    const auto answer = ControlSession(resync_, relay_, trusted).Take(request);
+    const auto answer = ControlSession(resync_, journal_, relay_, trusted).Take(request);
     control::Reply reply;
     EXPECT_TRUE(reply.ParseFromString(answer->Next()));
     EXPECT_TRUE(reply.last());
@@ -42,6 +43,7 @@ class ControlSessionTest : public ::testing::Test {
   std::string Status() { return Answer(control::Request::STATUS).status().ShortDebugString(); }
 
   dhcp_manager::Resync resync_;
+  dhcp_manager::Journal journal_;
   tests::ScriptedRelay relay_;
 };
 
@@ -53,6 +55,13 @@ TEST_F(ControlSessionTest, TellsTheStatus) {
   EXPECT_EQ(Status(), "connected: true calls: 1");
   EXPECT_TRUE(resync_.CompleteDump(dump));
   EXPECT_EQ(Status(), "connected: true in_sync: true calls: 1 dumps: 1");
+}
+
+TEST_F(ControlSessionTest, TellsWhatIsMissingInTheJournal) {
+  journal_ = dhcp_manager::Journal("/dev/full");
+  journal_.Add(tests::Call(wire::DELETE_INSTANCE, "r1"));
+  journal_.Flush();
+  EXPECT_EQ(Status(), "calls: 1 journal_dropped: 1 journal_fault: \"No space left on device\"");
 }
 
 TEST_F(ControlSessionTest, TellsTheTableAndTheState) {

@@ -4,9 +4,12 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -297,6 +300,89 @@ TEST_F(JournalTest, AppendsToWhatIsThere) {
 
 TEST_F(JournalTest, ThatCannotBeOpenedIsAnError) {
   EXPECT_THROW(Journal journal(directory_), std::system_error);
+}
+
+TEST_F(JournalTest, FollowsNoSymbolicLink) {
+  std::ofstream(directory_ / "precious") << "precious\n";
+  std::filesystem::create_symlink(directory_ / "precious", directory_ / "journal");
+  EXPECT_THROW(Journal journal(directory_ / "journal"), std::system_error);
+  std::filesystem::remove(directory_ / "journal");
+  Journal journal(directory_ / "journal");
+  std::filesystem::remove(directory_ / "journal");
+  std::filesystem::create_symlink(directory_ / "precious", directory_ / "journal");
+  EXPECT_TRUE(journal.Reopen());
+  journal.Add(Call(wire::DELETE_INSTANCE, "r1"));
+  EXPECT_FALSE(journal.Flush());
+  EXPECT_EQ(Content(), "precious\n");
+}
+
+TEST_F(JournalTest, GivesAwayWhatItMakesAndNothingElse) {
+  const Journal made(directory_ / "journal", 4711);
+  std::ofstream(directory_ / "other") << "earlier\n";
+  const Journal found(directory_ / "other", 4711);
+  struct stat status{};
+  ASSERT_EQ(stat((directory_ / "journal").c_str(), &status), 0);
+  EXPECT_EQ(status.st_uid, 4711U);
+  ASSERT_EQ(stat((directory_ / "other").c_str(), &status), 0);
+  EXPECT_EQ(status.st_uid, geteuid());
+}
+
+TEST_F(JournalTest, GoesOnInANewFileOfItsName) {
+  Journal journal(directory_ / "journal");
+  std::filesystem::rename(directory_ / "journal", directory_ / "journal.1");
+  EXPECT_FALSE(journal.Reopen());
+  journal.Add(Call(wire::DELETE_INSTANCE, "r1"));
+  EXPECT_FALSE(journal.Flush());
+  EXPECT_EQ(Content(), "DeleteInstance r1\n");
+}
+
+TEST_F(JournalTest, DropsAndCountsWhatCannotBeWrittenAndTellsItOnce) {
+  Journal journal("/dev/full");
+  journal.Add(Call(wire::DELETE_INSTANCE, "r1"));
+  journal.Add(Call(wire::DELETE_INSTANCE, "r2"));
+  EXPECT_EQ(journal.Flush(), "cannot write the journal /dev/full: No space left on device");
+  journal.Add(Call(wire::DELETE_INSTANCE, "r3"));
+  EXPECT_FALSE(journal.Flush());
+  EXPECT_EQ(journal.dropped(), 3U);
+  EXPECT_EQ(journal.fault(), "No space left on device");
+}
+
+// Lets files grow to `size` bytes while it lives; a write beyond that fails as on a full disk.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t size) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit now{.rlim_cur = size, .rlim_max = before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &now);
+  }
+  ~FileSizeLimit() {
+    setrlimit(RLIMIT_FSIZE, &before_);
+    std::signal(SIGXFSZ, SIG_DFL);
+  }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+ private:
+  rlimit before_{};
+};
+
+TEST_F(JournalTest, HoldsWholeLinesAndTellsTheGap) {
+  Journal journal(directory_ / "journal");
+  journal.Add(Call(wire::DELETE_INSTANCE, "r1"));
+  EXPECT_FALSE(journal.Flush());
+  {
+    const FileSizeLimit limit(25);  // in the midst of the second line
+    journal.Add(Call(wire::DELETE_INSTANCE, "r2"));
+    EXPECT_TRUE(journal.Flush());
+    EXPECT_EQ(Content(), "DeleteInstance r1\n");
+  }
+  journal.Add(Call(wire::DELETE_INSTANCE, "r3"));
+  EXPECT_FALSE(journal.Flush());
+  EXPECT_EQ(Content(),
+            "DeleteInstance r1\n# 1 calls are missing: File too large\nDeleteInstance r3\n");
+  EXPECT_EQ(journal.dropped(), 1U);
+  EXPECT_EQ(journal.fault(), "");
 }
 
 TEST(Journal, WithoutAFileKeepsNothing) {
