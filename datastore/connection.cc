@@ -35,6 +35,11 @@ void Abandon(sr_conn_ctx_t* connection) {
 
 }  // namespace
 
+// A lock that a killed process held in a datastore that is gone is never free.
+void SessionDeleter::operator()(sr_session_ctx_t* session) const {
+  if (!connection->IsGone()) sr_session_stop(session);
+}
+
 Connection::Connection() : connection_(Connect()), shared_memory_(FindSharedMemory()) {}
 
 // To disconnect from a datastore that is gone would remove files of those that have connected to
@@ -46,7 +51,11 @@ Connection::~Connection() {
 SessionPtr Connection::OpenSession(sr_datastore_t database) const {
   sr_session_ctx_t* session = nullptr;
   Check(sr_session_start(connection_.get(), database, &session), "cannot open a datastore session");
-  return SessionPtr(session);
+  return SessionPtr(session, SessionDeleter{this});
+}
+
+std::string Connection::LossReason() const {
+  return IsGone() ? "the shared memory of the datastore is gone" : "";
 }
 
 }  // namespace datastore

@@ -7,16 +7,22 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "datastore/shared_memory.h"
 
 namespace datastore {
 
+class Connection;
+
 struct ConnectionDeleter {
   void operator()(sr_conn_ctx_t* connection) const { sr_disconnect(connection); }
 };
+// Abandons the session when the datastore of its connection is gone.
 struct SessionDeleter {
-  void operator()(sr_session_ctx_t* session) const { sr_session_stop(session); }
+  void operator()(sr_session_ctx_t* session) const;
+
+  const Connection* connection = nullptr;
 };
 struct DataDeleter {
   void operator()(sr_data_t* data) const { sr_release_data(data); }
@@ -44,6 +50,9 @@ class Connection {
   // True when the shared memory of the datastore is not the one that was connected to. The
   // connection still answers then, with data that nobody else sees.
   bool IsGone() const { return FindSharedMemory() != shared_memory_; }
+
+  // That in words; empty while it is there.
+  std::string LossReason() const;
 
  private:
   ConnectionPtr connection_;

@@ -176,9 +176,7 @@ void CommitTracker::Check() {
 
 std::string CommitTracker::LossReason() const {
   if (!failure_.empty()) return failure_;
-  if (datastore_->IsGone()) return "the shared memory of the datastore is gone";
-  if (subscription_ && subscription_->IsGone()) return "the repository of the datastore is gone";
-  return {};
+  return subscription_ ? subscription_->LossReason() : datastore_->connection().LossReason();
 }
 
 bool CommitTracker::NeedsComparison() {

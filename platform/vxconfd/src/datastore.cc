@@ -62,13 +62,7 @@ const lyd_node* TreeOf(const DataPtr& data) { return data ? data->tree : nullptr
 
 }  // namespace
 
-Datastore::Datastore() : session_(OpenSession()) {}
-
-Datastore::~Datastore() {
-  if (IsGone()) (void)session_.release();
-}
-
-SessionPtr Datastore::OpenSession() const { return connection_.OpenSession(SR_DS_RUNNING); }
+Datastore::Datastore() : session_(connection_.OpenSession(SR_DS_RUNNING)) {}
 
 std::string Datastore::ModuleOf(const char* path) const {
   const Models models(connection_.get());

@@ -20,14 +20,12 @@
 namespace vxconfd {
 
 using datastore::DataPtr;
-using datastore::SessionPtr;
 
 // Used by one thread. Throws DatastoreError.
 class Datastore : public std::enable_shared_from_this<Datastore> {
  public:
   // Connects to a datastore that is there; makes none.
   Datastore();
-  ~Datastore();
   Datastore(const Datastore&) = delete;
   Datastore& operator=(const Datastore&) = delete;
 
@@ -38,8 +36,7 @@ class Datastore : public std::enable_shared_from_this<Datastore> {
   // Throws AccessDenied unless the account may follow the modules' running data.
   void RequireAccessToFollow(const Modules& modules) const;
 
-  // For a user of its own: a session is never used by two at once.
-  SessionPtr OpenSession() const;
+  const datastore::Connection& connection() const { return connection_; }
 
   // A context of its own with the installed models.
   ContextPtr CopyInstalledModels() const;
@@ -57,14 +54,11 @@ class Datastore : public std::enable_shared_from_this<Datastore> {
   // A consistent copy of a whole database. While it lives, nobody can install models.
   std::shared_ptr<confd::Snapshot> TakeSnapshot(cdb_db_type database);
 
-  // True when the shared memory of the datastore is not the one that was connected to.
-  bool IsGone() const { return connection_.IsGone(); }
-
  private:
   DataPtr Read(sr_datastore_t database, const std::string& xpath, sr_get_options_t options);
 
   datastore::Connection connection_;
-  SessionPtr session_;
+  datastore::SessionPtr session_;
 };
 
 }  // namespace vxconfd

@@ -2,7 +2,6 @@
 
 #include <sys/epoll.h>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
 
 #include <utility>
 
@@ -15,31 +14,21 @@ constexpr sr_subscr_options_t kOptions = SR_SUBSCR_NO_THREAD | SR_SUBSCR_DONE_ON
 
 Subscription::Subscription(vxmw_t* mw, const Datastore& datastore, const Modules& modules,
                            std::uint32_t priority, SubscriptionCalls calls)
-    : datastore_(datastore),
+    : connection_(datastore.connection()),
       calls_(std::move(calls)),
       modules_(static_cast<int>(modules.size())),
-      session_(datastore.OpenSession()) {
+      subscription_(connection_, SR_DS_RUNNING) {
   for (const std::string& module : modules) Subscribe(module, priority);
-  Check(sr_get_event_pipe(subscription_.get(), &pipe_), "cannot watch for changes", session_.get());
-  events_ = std::make_unique<vxmw::IoSource>(mw, pipe_, EPOLLIN,
+  events_ = std::make_unique<vxmw::IoSource>(mw, subscription_.pipe(), EPOLLIN,
                                              [this](std::uint32_t /*events*/) { ProcessEvents(); });
 }
 
-// In a datastore that is gone there is nothing to unsubscribe from: what took its place uses the
-// same names for the pipes of others, and a lock that a killed process held is never free.
-Subscription::~Subscription() {
-  if (!datastore_.IsGone()) return;
-  events_.reset();
-  (void)subscription_.release();
-  (void)session_.release();
-}
-
 void Subscription::Subscribe(const std::string& module, std::uint32_t priority) {
-  sr_subscription_ctx_t* subscription = subscription_.release();
-  const int code = sr_module_change_subscribe(session_.get(), module.c_str(), nullptr, OnChange,
-                                              this, priority, kOptions, &subscription);
-  subscription_.reset(subscription);
-  Check(code, "cannot subscribe to changes", session_.get());
+  const auto subscribe = [&](sr_session_ctx_t* session, sr_subscription_ctx_t** subscription) {
+    return sr_module_change_subscribe(session, module.c_str(), nullptr, OnChange, this, priority,
+                                      kOptions, subscription);
+  };
+  subscription_.Add(subscribe, "cannot subscribe to changes");
 }
 
 int Subscription::OnChange(sr_session_ctx_t* session, std::uint32_t /*id*/, const char* /*module*/,
@@ -59,12 +48,7 @@ int Subscription::OnChange(sr_session_ctx_t* session, std::uint32_t /*id*/, cons
 
 int Subscription::CountAnnounced() const {
   int bytes = 0;  // one for each
-  return ioctl(pipe_, FIONREAD, &bytes) == 0 ? bytes : 0;
-}
-
-bool Subscription::IsGone() const {
-  struct stat status = {};
-  return fstat(pipe_, &status) != 0 || status.st_nlink == 0;
+  return ioctl(subscription_.pipe(), FIONREAD, &bytes) == 0 ? bytes : 0;
 }
 
 void Subscription::TakeWaiting() {
@@ -74,10 +58,11 @@ void Subscription::TakeWaiting() {
 void Subscription::ProcessEvents() {
   if (is_lost_) return;
   // What the event points to may be gone, or be another datastore's.
-  is_lost_ = datastore_.IsGone();
-  if (is_lost_) return calls_.failed("the shared memory of the datastore is gone");
+  const std::string loss = connection_.LossReason();
+  is_lost_ = !loss.empty();
+  if (is_lost_) return calls_.failed(loss);
   struct Processing {
-    explicit Processing(bool& flag) : processing(flag) { processing = true; }
+    explicit Processing(bool& flag) : processing(flag) { flag = true; }
     ~Processing() { processing = false; }
     bool& processing;
   };
@@ -86,7 +71,7 @@ void Subscription::ProcessEvents() {
   taken_ = 0;
   // A module's commits come one after the other: each waits for its subscribers.
   if (announced > modules_) calls_.missed(true);
-  const int code = sr_subscription_process_events(subscription_.get(), nullptr, nullptr);
+  const int code = subscription_.ProcessEvents();
   if (exception_) std::rethrow_exception(exception_);
   if (code != SR_ERR_OK) {
     calls_.failed(std::string("cannot take changes: ") + sr_strerror(code));

@@ -8,9 +8,11 @@
 #include <exception>
 #include <functional>
 #include <memory>
+#include <string>
 
 #include <vxmw/event.h>
 
+#include "datastore/subscription.h"
 #include "platform/vxconfd/src/datastore.h"
 
 namespace vxconfd {
@@ -32,7 +34,6 @@ class Subscription {
   // Throws DatastoreError. The datastore outlives this.
   Subscription(vxmw_t* mw, const Datastore& datastore, const Modules& modules,
                std::uint32_t priority, SubscriptionCalls calls);
-  ~Subscription();
   Subscription(const Subscription&) = delete;
   Subscription& operator=(const Subscription&) = delete;
 
@@ -42,30 +43,24 @@ class Subscription {
   // True while commits are announced that were not taken yet.
   bool HasWaiting() const { return CountAnnounced() > 0; }
 
-  // True when the repository lost the file through which commits are announced.
-  bool IsGone() const;
+  // Why the datastore has to be left; empty while it is there.
+  std::string LossReason() const { return subscription_.LossReason(); }
 
  private:
-  struct Deleter {
-    void operator()(sr_subscription_ctx_t* subscription) const { sr_unsubscribe(subscription); }
-  };
-
   static int OnChange(sr_session_ctx_t* session, std::uint32_t id, const char* module,
                       const char* xpath, sr_event_t event, std::uint32_t request, void* self);
   void Subscribe(const std::string& module, std::uint32_t priority);
   void ProcessEvents();
   int CountAnnounced() const;
 
-  const Datastore& datastore_;
+  const datastore::Connection& connection_;
   SubscriptionCalls calls_;
   int modules_;
   int taken_ = 0;  // commits, since events are being processed
   bool processing_ = false;
   bool is_lost_ = false;
   std::exception_ptr exception_;
-  SessionPtr session_;
-  std::unique_ptr<sr_subscription_ctx_t, Deleter> subscription_;
-  int pipe_ = -1;  // of the subscription
+  datastore::Subscription subscription_;
   std::unique_ptr<vxmw::IoSource> events_;
 };
 
