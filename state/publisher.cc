@@ -6,35 +6,28 @@
 #include <exception>
 #include <stdexcept>
 #include <string>
-#include <system_error>
 #include <utility>
+
+#include <vxmw/vxmw.h>
 
 #include "base/packet_socket.h"
 #include "base/service/log.h"
+#include "base/severity.h"
 #include "protocol/control/client.h"
 #include "state/state_tree.h"
 
 namespace state {
 namespace {
 
-constexpr std::chrono::milliseconds kRetryDelay{1000};
+using std::chrono::milliseconds;
+
+constexpr base::RetryDelays kRetryDelays = {
+    .first = milliseconds(100), .longest = milliseconds(2000), .patience = milliseconds(400)};
+constexpr milliseconds kCheckInterval{2000};
 
 // A reason that comes with every reading is logged so often in a row, and once an interval then.
 constexpr double kLoggedReasons = 1;
 constexpr std::chrono::seconds kReasonInterval{60};
-
-// Makes an exception of an error of the datastore: "what: reason".
-void ThrowIfError(int code, const char* what) {
-  if (code != SR_ERR_OK) throw std::runtime_error(std::string(what) + ": " + sr_strerror(code));
-}
-
-// Connecting would make a repository where there is none, which is not for us to do.
-void RequireRepository() {
-  std::error_code error;
-  if (!std::filesystem::is_directory(sr_get_repo_path(), error)) {
-    throw std::runtime_error("there is no datastore");
-  }
-}
 
 // The data models of a session, which stay as they are while this lives.
 class SessionContext {
@@ -66,53 +59,62 @@ Publisher::Publisher(vxmw_t* mw, std::filesystem::path directory)
     : mw_(mw),
       directory_(std::move(directory)),
       retry_(
-          mw, {.first = kRetryDelay, .longest = kRetryDelay},
-          [](const std::string& reason) { base::LogError(reason); }, [this] { Connect(); }),
-      refusals_(kLoggedReasons, kReasonInterval) {
+          mw, kRetryDelays,
+          [](const std::string& reason) {
+            base::LogError("no operational data, trying again: " + reason);
+          },
+          [this] { Connect(); }),
+      refusals_(kLoggedReasons, kReasonInterval),
+      check_(mw, [this] { Check(); }) {
   retry_.Start();
 }
 
-Publisher::~Publisher() { Close(); }
-
 void Publisher::Connect() {
   try {
-    RequireRepository();
     Subscribe();
     retry_.Succeeded();
+    check_.Arm(kCheckInterval);
   } catch (const std::runtime_error& error) {
-    Close();
-    retry_.Failed(std::string("no operational data, trying again: ") + error.what());
+    datastore_.reset();
+    retry_.Failed(error.what());
   }
 }
 
 void Publisher::Subscribe() {
-  sr_conn_ctx_t* connection = nullptr;
-  ThrowIfError(sr_connect(SR_CONN_DEFAULT, &connection), "cannot connect to the datastore");
-  connection_.reset(connection);
-  // It ends with its connection.
-  sr_session_ctx_t* session = nullptr;
-  ThrowIfError(sr_session_start(connection, SR_DS_OPERATIONAL, &session), "cannot start a session");
-  sr_subscription_ctx_t* subscription = nullptr;
-  const int code = sr_oper_get_subscribe(session, kStateModule, kStatePath, OnRead, this,
-                                         SR_SUBSCR_NO_THREAD, &subscription);
-  subscription_.reset(subscription);
-  ThrowIfError(code, "cannot serve operational data");
-  int pipe = -1;
-  ThrowIfError(sr_get_event_pipe(subscription_.get(), &pipe), "cannot wait for readers");
-  events_ = std::make_unique<vxmw::IoSource>(mw_, pipe, EPOLLIN,
-                                             [this](std::uint32_t /*events*/) { ProcessEvents(); });
-}
-
-void Publisher::Close() {
-  events_.reset();
-  subscription_.reset();
-  connection_.reset();
+  datastore_ = std::make_unique<Connected>();
+  datastore::Subscription& subscription = datastore_->subscription;
+  const auto subscribe = [this](sr_session_ctx_t* session, sr_subscription_ctx_t** added) {
+    return sr_oper_get_subscribe(session, kStateModule, kStatePath, OnRead, this,
+                                 SR_SUBSCR_NO_THREAD, added);
+  };
+  subscription.Add(subscribe, "cannot serve operational data");
+  datastore_->events = std::make_unique<vxmw::IoSource>(
+      mw_, subscription.pipe(), EPOLLIN, [this](std::uint32_t /*events*/) { ProcessEvents(); });
 }
 
 void Publisher::ProcessEvents() {
-  if (sr_subscription_process_events(subscription_.get(), nullptr, nullptr) == SR_ERR_OK) return;
-  Close();
-  retry_.Failed("the datastore is lost");
+  if (LeaveIfLost()) return;
+  const int code = datastore_->subscription.ProcessEvents();
+  if (code != SR_ERR_OK) Leave(std::string("cannot take requests: ") + sr_strerror(code));
+}
+
+void Publisher::Check() {
+  if (!LeaveIfLost()) check_.Arm(kCheckInterval);
+}
+
+bool Publisher::LeaveIfLost() {
+  const std::string reason = datastore_->subscription.LossReason();
+  if (!reason.empty()) Leave(reason);
+  return !reason.empty();
+}
+
+void Publisher::Leave(const std::string& reason) {
+  const std::string text = reason + "; connecting anew";
+  base::LogError(text);
+  vxmw_gen_fault(base::kFaultCritical, __func__, __FILE__, __LINE__, text.c_str());
+  check_.Disarm();
+  datastore_.reset();
+  retry_.Failed(reason);
 }
 
 int Publisher::OnRead(sr_session_ctx_t* session, std::uint32_t /*id*/, const char* /*module*/,

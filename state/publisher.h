@@ -11,29 +11,30 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <string>
 
 #include <vxmw/event.h>
 
 #include "base/service/log.h"
 #include "base/service/retry.h"
+#include "datastore/connection.h"
+#include "datastore/subscription.h"
 
 namespace state {
 
 class Publisher {
  public:
-  // Connects when the datastore and the module are there, and tries again until then. The manager's
-  // sockets are in `directory`.
+  // Connects when the datastore and the module are there, and tries again until then; also when the
+  // datastore is lost. The manager's sockets are in `directory`.
   Publisher(vxmw_t* mw, std::filesystem::path directory);
-  ~Publisher();
   Publisher(const Publisher&) = delete;
   Publisher& operator=(const Publisher&) = delete;
 
  private:
-  struct ConnectionDeleter {
-    void operator()(sr_conn_ctx_t* connection) const { sr_disconnect(connection); }
-  };
-  struct SubscriptionDeleter {
-    void operator()(sr_subscription_ctx_t* subscription) const { sr_unsubscribe(subscription); }
+  struct Connected {
+    datastore::Connection connection;
+    datastore::Subscription subscription{connection, SR_DS_OPERATIONAL};
+    std::unique_ptr<vxmw::IoSource> events;
   };
 
   static int OnRead(sr_session_ctx_t* session, std::uint32_t id, const char* module,
@@ -42,16 +43,17 @@ class Publisher {
 
   void Connect();
   void Subscribe();
-  void Close();
   void ProcessEvents();
+  void Check();  // from time to time: nobody tells of a loss
+  bool LeaveIfLost();
+  void Leave(const std::string& reason);
 
   vxmw_t* const mw_;
   const std::filesystem::path directory_;
   base::Retry retry_;
   base::LimitedLog refusals_;
-  std::unique_ptr<sr_conn_ctx_t, ConnectionDeleter> connection_;
-  std::unique_ptr<sr_subscription_ctx_t, SubscriptionDeleter> subscription_;
-  std::unique_ptr<vxmw::IoSource> events_;
+  vxmw::TimerSource check_;
+  std::unique_ptr<Connected> datastore_;
 };
 
 }  // namespace state

@@ -185,7 +185,7 @@ class Run:
 
     def ended(self):
         """Processes that ended by themselves."""
-        return [name for name in ("daemon", "manager") if not is_running(self.stack.pid(name))]
+        return [name for name in ("daemon", "manager", "state") if not is_running(self.stack.pid(name))]
 
     def compare_again(self):
         """After an idle time the table is the same."""
