@@ -21,6 +21,7 @@ constexpr int kUsageError = 2;
 CommandLine Parse(std::vector<std::string> arguments) {
   arguments.insert(arguments.begin(), "dhcp-manager");
   std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) argv.push_back(argument.data());
   argv.push_back(nullptr);
   // getopt remembers the previous command line otherwise.

@@ -77,7 +77,7 @@ class TableHandler : public vxconfd::ConfigHandler {
     ++changes;
     const auto* const name = reinterpret_cast<const char*>(CONFD_GET_BUFPTR(&kp->v[2][0]));
     const int vlan = op == MOP_VALUE_SET ? CONFD_GET_INT32(after) : 0;
-    table[std::atoi(name)] = vlan;
+    table[std::stoi(name)] = vlan;
     const VxConfdCdbSession session(interface_, CDB_RUNNING, true);
     std::int32_t read = 0;
     EXPECT_EQ(cdb_get_int32(session.Socket(), &read, "/config/interface/l3{%s}/lower-layer-if/vlan",

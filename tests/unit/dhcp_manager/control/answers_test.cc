@@ -31,7 +31,6 @@ using dhcp_manager::Resync;
 using dhcp_manager::StateAnswer;
 using dhcp_manager::TableAnswer;
 using nettypes::IPv4Addr;
-using ::testing::ElementsAre;
 using tests::AddressCall;
 using tests::Call;
 using tests::FlagCall;
