@@ -1,5 +1,7 @@
 #include "platform/vxconfd/src/commit_tracker.h"
 
+#include <malloc.h>
+
 #include <utility>
 
 #include "base/severity.h"
@@ -128,9 +130,10 @@ void CommitTracker::OnIdle() {
 CommitTracker::Fresh CommitTracker::Compare() {
   Fresh fresh;
   fresh.modified = datastore_->LastModified(modules_);
-  const Mirror& mirror = *dispatcher_.mirror();
-  fresh.data = datastore_->ReadRunning(modules_, mirror.context());
-  fresh.difference = Difference(mirror.data(), *fresh.data);
+  const DataTree& held = dispatcher_.mirror()->data();
+  fresh.data = datastore_->ReadRunningUnlessEqual(modules_, held);
+  fresh.difference =
+      fresh.data ? Difference(held, *fresh.data) : std::make_shared<DataTree>(held.context());
   return fresh;
 }
 
@@ -166,7 +169,11 @@ void CommitTracker::Check() {
     }
     if (dispatcher_.busy()) return;
     FollowModels();
-    if (NeedsComparison()) Verify();
+    if (NeedsComparison()) {
+      Verify();
+      // Data as large as the mirror was freed, and the allocator would keep most of it.
+      malloc_trim(0);
+    }
     logged_.clear();
   } catch (const DatastoreError& error) {
     comparing_ = true;

@@ -66,7 +66,7 @@ class CommitTracker {
  private:
   struct Fresh {
     std::string modified;
-    DataTreePtr data;
+    DataTreePtr data;        // null when it equals the mirror's
     DataTreePtr difference;  // from the mirror
   };
 

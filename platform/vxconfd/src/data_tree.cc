@@ -53,6 +53,54 @@ void LoadModules(ly_ctx* context, const ly_ctx* models) {
   }
 }
 
+// Where copies go.
+struct Target {
+  const ly_ctx* context;
+  lyd_node_inner* parent;  // null for the top level
+  lyd_node** root;
+};
+
+// What is below is copied if `recursive` is LYD_DUP_RECURSIVE. Null when the schema does not allow
+// the node.
+lyd_node* CopyNode(const lyd_node* node, const Target& target, std::uint32_t recursive) {
+  const std::uint32_t options = LYD_DUP_WITH_FLAGS | LYD_DUP_NO_LYDS | recursive;
+  lyd_node* copy = nullptr;
+  if (lyd_dup_single_to_ctx(node, target.context, target.parent, options, &copy) != LY_SUCCESS) {
+    return nullptr;
+  }
+  if (target.parent == nullptr) lyd_insert_sibling(*target.root, copy, target.root);
+  return copy;
+}
+
+bool MoveSiblings(lyd_node** first, const Target& target);
+
+// A container goes child by child, since the large lists are in containers.
+bool MoveNode(lyd_node* node, const Target& target) {
+  if (node->schema == nullptr || node->schema->nodetype != LYS_CONTAINER) {
+    return CopyNode(node, target, LYD_DUP_RECURSIVE) != nullptr;
+  }
+  lyd_node* const copy = CopyNode(node, target, 0);
+  lyd_node* child = lyd_child(node);
+  return copy != nullptr && MoveSiblings(&child, {.context = target.context,
+                                                  .parent = reinterpret_cast<lyd_node_inner*>(copy),
+                                                  .root = target.root});
+}
+
+// A node is freed once the next one is copied: the first of a list has metadata for the whole list,
+// and passes it on to the next one when it is freed.
+bool MoveSiblings(lyd_node** first, const Target& target) {
+  lyd_node* copied = nullptr;
+  for (lyd_node* node = *first; node != nullptr; node = node->next) {
+    if (!MoveNode(node, target)) return false;
+    *first = node;
+    lyd_free_tree(copied);
+    copied = node;
+  }
+  *first = nullptr;
+  lyd_free_tree(copied);
+  return true;
+}
+
 }  // namespace
 
 DataTree::DataTree(ContextPtr context, lyd_node* first)
@@ -88,6 +136,13 @@ DataTreePtr CopyData(const ContextPtr& context, const lyd_node* siblings) {
   return good ? copy : nullptr;
 }
 
+DataTreePtr MoveData(const ContextPtr& context, lyd_node** siblings) {
+  const QuietYang quiet;
+  auto moved = std::make_shared<DataTree>(context);
+  const Target target{.context = context.get(), .parent = nullptr, .root = moved->root()};
+  return MoveSiblings(siblings, target) ? moved : nullptr;
+}
+
 DataTreePtr CopyKnownData(const ContextPtr& context, const lyd_node* siblings) {
   const QuietYang quiet;
   char* text = nullptr;
@@ -101,6 +156,12 @@ DataTreePtr CopyKnownData(const ContextPtr& context, const lyd_node* siblings) {
                     lyd_new_implicit_all(copy->root(), context.get(), LYD_IMPLICIT_NO_STATE,
                                          nullptr) == LY_SUCCESS;
   return good ? copy : nullptr;
+}
+
+bool HasEqualData(const DataTree& held, const lyd_node* siblings) {
+  const QuietYang quiet;
+  return lyd_compare_siblings(held.first(), siblings,
+                              LYD_COMPARE_FULL_RECURSION | LYD_COMPARE_DEFAULTS) == LY_SUCCESS;
 }
 
 DataTreePtr Difference(const DataTree& from, const DataTree& to) {

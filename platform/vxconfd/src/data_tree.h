@@ -53,8 +53,15 @@ ContextPtr CopyModels(const ly_ctx* models);
 // `context` does not allow them.
 DataTreePtr CopyData(const ContextPtr& context, const lyd_node* siblings);
 
+// As CopyData, but frees each node once it is copied, so that large data does not need its memory
+// twice. `*siblings`, the first of all, is null afterwards, or the first of those that are left.
+DataTreePtr MoveData(const ContextPtr& context, lyd_node** siblings);
+
 // As CopyData, but what the schema does not know is left out. Null when a value is not allowed.
 DataTreePtr CopyKnownData(const ContextPtr& context, const lyd_node* siblings);
+
+// True only if the siblings, of any context, do not differ from `held`, default flags included.
+bool HasEqualData(const DataTree& held, const lyd_node* siblings);
 
 // What turns `from` into `to`, default flags included. Both are of one context. Throws
 // DatastoreError.

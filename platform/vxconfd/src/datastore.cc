@@ -58,7 +58,10 @@ void RequireReadable(sr_conn_ctx_t* connection, const Modules& modules) {
   RequireAccess(connection, needed);
 }
 
-const lyd_node* TreeOf(const DataPtr& data) { return data ? data->tree : nullptr; }
+DataTreePtr RequireAllowed(DataTreePtr copy) {
+  if (!copy) throw DatastoreError("cannot read the datastore: its models have changed");
+  return copy;
+}
 
 }  // namespace
 
@@ -92,12 +95,22 @@ DataPtr Datastore::Read(sr_datastore_t database, const std::string& xpath,
   return DataPtr(data);
 }
 
-DataTreePtr Datastore::ReadRunning(const Modules& modules, const ContextPtr& context) {
+DataPtr Datastore::ReadModules(const Modules& modules) {
   RequireReadable(connection_.get(), modules);
-  const DataPtr data = Read(SR_DS_RUNNING, Union(modules), SR_GET_NO_FILTER);
-  DataTreePtr copy = CopyData(context, TreeOf(data));
-  if (!copy) throw DatastoreError("cannot read the datastore: its models have changed");
-  return copy;
+  return Read(SR_DS_RUNNING, Union(modules), SR_GET_NO_FILTER);
+}
+
+DataTreePtr Datastore::ReadRunning(const Modules& modules, const ContextPtr& context) {
+  const DataPtr data = ReadModules(modules);
+  return RequireAllowed(CopyData(context, data ? data->tree : nullptr));
+}
+
+DataTreePtr Datastore::ReadRunningUnlessEqual(const Modules& modules, const DataTree& held) {
+  const DataPtr data = ReadModules(modules);
+  lyd_node* none = nullptr;
+  lyd_node** const siblings = data ? &data->tree : &none;
+  if (HasEqualData(held, *siblings)) return nullptr;
+  return RequireAllowed(MoveData(held.context(), siblings));
 }
 
 std::string Datastore::LastModified(const Modules& modules) {

@@ -48,6 +48,10 @@ class Datastore : public std::enable_shared_from_this<Datastore> {
   // AccessDenied when the account may not read one of them.
   DataTreePtr ReadRunning(const Modules& modules, const ContextPtr& context);
 
+  // The same, in the context of `held`; null when it equals `held`, default flags included. Needs
+  // less memory than ReadRunning, but the nodes are scattered, so that reading them takes longer.
+  DataTreePtr ReadRunningUnlessEqual(const Modules& modules, const DataTree& held);
+
   // When the running data of the modules was changed last, in a text to compare with another.
   std::string LastModified(const Modules& modules);
 
@@ -55,6 +59,7 @@ class Datastore : public std::enable_shared_from_this<Datastore> {
   std::shared_ptr<confd::Snapshot> TakeSnapshot(cdb_db_type database);
 
  private:
+  DataPtr ReadModules(const Modules& modules);
   DataPtr Read(sr_datastore_t database, const std::string& xpath, sr_get_options_t options);
 
   datastore::Connection connection_;

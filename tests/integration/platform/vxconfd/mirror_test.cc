@@ -146,6 +146,18 @@ class MirrorTest : public ::testing::Test {
 
   DataTreePtr Read() { return datastore_->ReadRunning(kModules, context_); }
 
+  // Data that is read to be compared is what Read gives, unless it equals what is held.
+  void ExpectComparable(const DataTree& fresh, const DataTree& held) {
+    const bool equal = vxconfd::Difference(held, fresh)->first() == nullptr;
+    const DataTreePtr changed = datastore_->ReadRunningUnlessEqual(kModules, held);
+    ASSERT_EQ(changed == nullptr, equal);
+    if (changed) {
+      EXPECT_EQ(Print(*changed), Print(fresh));
+      EXPECT_EQ(PrintFlags(*changed), PrintFlags(fresh));
+      EXPECT_EQ(vxconfd::Difference(fresh, *changed)->first(), nullptr);
+    }
+  }
+
   void Apply(const lyd_node* diff) {
     ++applied_;
     const DataTreePtr changes = vxconfd::CopyData(context_, diff);
@@ -158,6 +170,9 @@ class MirrorTest : public ::testing::Test {
   // resets it. A comparison finds that, and finds nothing else.
   void ExpectFreshData() {
     const DataTreePtr fresh = Read();
+    ExpectComparable(*fresh, mirror_->data());
+    ExpectComparable(*fresh, *fresh);
+    ExpectComparable(*fresh, DataTree(context_));
     EXPECT_EQ(Print(mirror_->data()), Print(*fresh));
     vxconfd::Mirror copy(vxconfd::CopyData(context_, mirror_->data().first()));
     const DataTreePtr difference = vxconfd::Difference(copy.data(), *fresh);
