@@ -16,13 +16,13 @@ def run(*command, check=True, timeout=LIMIT, **arguments):
     return result
 
 
-def wait_until(condition, what):
-    """Waits until condition() is true and returns its value."""
+def wait_until(condition, what, pause=0.02):
+    """Waits until condition() is true and returns its value; looks again after each pause (in seconds)."""
     deadline = time.monotonic() + LIMIT
     while not (value := condition()):
         if time.monotonic() > deadline:
             raise AssertionError(f"still not so after {LIMIT} s: {what}")
-        time.sleep(0.02)
+        time.sleep(pause)
     return value
 
 

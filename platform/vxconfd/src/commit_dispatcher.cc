@@ -4,6 +4,7 @@
 #include <utility>
 
 namespace vxconfd {
+
 CommitDispatcher::CommitDispatcher(vxmw_t* mw, DispatcherCalls calls, DispatcherLimits limits)
     : calls_(std::move(calls)),
       small_commit_(limits.small_commit),
