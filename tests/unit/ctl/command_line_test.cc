@@ -16,6 +16,7 @@ using ::testing::ExitedWithCode;
 relayctl::CommandLine Parse(std::vector<std::string> arguments) {
   arguments.insert(arguments.begin(), "dhcp-relayctl");
   std::vector<char*> pointers;
+  pointers.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
   optind = 0;
