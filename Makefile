@@ -51,7 +51,7 @@ lint:  ## the checks that need no build: includes and sizes, format, Python, she
 asan:  ## build and test with address and undefined-behaviour sanitizers
 	@scripts/test asan
 
-clang:  ## build everything, fuzz targets and benchmarks as well, by Clang
+clang:  ## build programs, fuzz targets and benchmarks by Clang
 	@scripts/test clang
 
 tidy:  ## run clang-tidy over our sources
