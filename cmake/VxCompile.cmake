@@ -37,6 +37,9 @@ if(VX_COVERAGE)
   add_link_options(--coverage)
 endif()
 
+# All headers that the build makes: clang-tidy reads our sources with them.
+add_custom_target(generated_headers)
+
 # Warnings for our own code; generated code is compiled without them.
 function(vx_warnings target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
@@ -60,5 +63,6 @@ function(vx_protobuf target file)
   add_custom_target(${target}_generated DEPENDS "${out}/${base}.pb.h")
   add_library(${target} OBJECT "${out}/${base}.pb.cc")
   add_dependencies(${target} ${target}_generated)
+  add_dependencies(generated_headers ${target}_generated)
   target_link_libraries(${target} PUBLIC protobuf::libprotobuf)
 endfunction()

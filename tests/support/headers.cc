@@ -1,0 +1,1 @@
+// Exists for the headers that are compiled for all tests together.
