@@ -7,9 +7,9 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// A commit arrives as a sequence of calls. The old forwarding table stays in use until no call has
-// arrived for kSettleTime, so that packets never meet an instance that is only half changed; but no
-// longer than kMaxDelay after the first call.
+// Commits that come close together are put into service together: the old forwarding table stays in
+// use until no call has arrived for kSettleTime, but no longer than kMaxDelay after the first call.
+// The table holds whole commits all the time (Resync), but for a daemon that does not mark them.
 constexpr milliseconds kSettleTime{2};
 constexpr milliseconds kMaxDelay{50};
 
@@ -26,7 +26,7 @@ Relay::Relay(vxmw_t* mw, Sockets sockets, Resync& resync, const VrfDevices& vrf_
       links_(mw, vrf_devices, [this] { ScheduleRebuild(); }) {
   resync_.OnChange([this](Resync::Change change) {
     // Once the manager reports that it is in sync, the table must be in use.
-    if (change == Resync::Change::kDump) {
+    if (change == Resync::Change::kTable) {
       Rebuild();
     } else {
       ScheduleRebuild();

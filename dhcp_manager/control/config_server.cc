@@ -22,11 +22,14 @@ constexpr int kPacketsPerTurn = 256;
 }  // namespace
 
 ConfigServer::ConfigServer(vxmw_t* mw, SocketFile socket, Resync& resync, Journal& journal,
-                           std::optional<uid_t> daemon_user)
+                           std::optional<uid_t> daemon_user,
+                           std::chrono::milliseconds commit_patience)
     : mw_(mw),
       resync_(resync),
       journal_(journal),
       daemon_user_(daemon_user),
+      commit_patience_(commit_patience),
+      commit_stopped_(mw, [this] { OnCommitStopped(); }),
       listener_(mw, std::move(socket),
                 [this](base::Descriptor client) { Accept(std::move(client)); }) {}
 
@@ -71,6 +74,22 @@ void ConfigServer::OnReadable() {
     Close(error.what());
   }
   WriteJournal();
+  WaitForCommit();
+}
+
+void ConfigServer::WaitForCommit() {
+  if (resync_.commit_open()) {
+    commit_stopped_.Arm(commit_patience_);
+  } else {
+    commit_stopped_.Disarm();
+  }
+}
+
+void ConfigServer::OnCommitStopped() {
+  const std::string reason = "the rest of a commit does not come";
+  vxmw_gen_fault(base::kFaultError, __func__, __FILE__, __LINE__,
+                 ("the DHCP manager disconnects the daemon: " + reason).c_str());
+  Close(reason);
 }
 
 // Relaying goes on without its journal.

@@ -29,12 +29,17 @@ namespace dhcp_manager {
 inline constexpr double kLoggedDaemons = 10;
 inline constexpr std::chrono::seconds kDaemonInterval{10};
 
+// A daemon that says nothing for so long in the middle of a commit is disconnected: the dump after
+// its next connect brings the commit.
+inline constexpr std::chrono::seconds kCommitPatience{5};
+
 class ConfigServer {
  public:
   // Listens on the daemon's socket for root, this process's user and `daemon_user`. `resync` and
   // `journal` must outlive the server.
   ConfigServer(vxmw_t* mw, SocketFile socket, Resync& resync, Journal& journal,
-               std::optional<uid_t> daemon_user = std::nullopt);
+               std::optional<uid_t> daemon_user = std::nullopt,
+               std::chrono::milliseconds commit_patience = kCommitPatience);
   // Withdraws a dump that is not complete.
   ~ConfigServer();
   ConfigServer(const ConfigServer&) = delete;
@@ -47,17 +52,21 @@ class ConfigServer {
   void Close(const std::string& reason);
   void OnReadable();
   void ReceiveSome();
+  void WaitForCommit();
+  void OnCommitStopped();
   void Send(const dhcp_relay::wire::ManagerMessage& message);
 
   vxmw_t* const mw_;
   Resync& resync_;
   Journal& journal_;
   const std::optional<uid_t> daemon_user_;
+  const std::chrono::milliseconds commit_patience_;
   base::PacketReader reader_;
   dhcp_relay::wire::ClientMessage message_;
   base::Descriptor client_;
   std::optional<ConfigSession> session_;  // of client_
   std::unique_ptr<vxmw::IoSource> events_;
+  vxmw::TimerSource commit_stopped_;
   base::LimitedLog refusals_{kLoggedDaemons, kDaemonInterval};
   Listener listener_;
 };

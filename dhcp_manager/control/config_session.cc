@@ -50,11 +50,13 @@ wire::ManagerMessage ConfigSession::Greet(const wire::Hello& hello) {
 }
 
 void ConfigSession::Apply(const wire::Calls& calls) {
+  if (calls.commit_continues()) resync_.BeginCommit();
   for (const wire::Call& call : calls.calls()) {
     if (const auto fault = wire::Fault(call)) throw base::ConnectionError(*fault);
     journal_.Add(call);
     resync_.Apply(call);
   }
+  if (!calls.commit_continues()) resync_.EndCommit();
 }
 
 }  // namespace dhcp_manager

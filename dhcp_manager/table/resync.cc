@@ -11,12 +11,13 @@ std::uint32_t Resync::Connected() {
 
 void Resync::Disconnected() {
   state_ = State::kDisconnected;
+  commit_open_ = false;
   next_ = RelayTable();
 }
 
 void Resync::Apply(const dhcp_relay::wire::Call& call) {
   ++calls_;
-  if (state_ == State::kReceiving) {
+  if (state_ == State::kReceiving || commit_open_) {
     next_.Apply(call);
   } else {
     table_.Apply(call);
@@ -24,9 +25,25 @@ void Resync::Apply(const dhcp_relay::wire::Call& call) {
   }
 }
 
+void Resync::BeginCommit() {
+  if (state_ == State::kReceiving || commit_open_) return;
+  commit_open_ = true;
+  next_ = table_;
+}
+
+void Resync::EndCommit() {
+  if (std::exchange(commit_open_, false)) UseNext();
+}
+
+void Resync::UseNext() {
+  table_ = std::exchange(next_, RelayTable());
+  Changed(Change::kTable);
+}
+
 bool Resync::BeginDump(std::uint32_t id) {
   if (state_ != State::kWaiting || id != dump_) return false;
   state_ = State::kReceiving;
+  commit_open_ = false;
   next_ = RelayTable();
   return true;
 }
@@ -34,9 +51,8 @@ bool Resync::BeginDump(std::uint32_t id) {
 bool Resync::CompleteDump(std::uint32_t id) {
   if (state_ != State::kReceiving || id != dump_) return false;
   state_ = State::kInSync;
-  table_ = std::exchange(next_, RelayTable());
   ++dumps_;
-  Changed(Change::kDump);
+  UseNext();
   return true;
 }
 

@@ -151,6 +151,10 @@ def calls(*some):
     return field(2, b"".join(some))
 
 
+def continued(*some):
+    return field(2, b"".join(some) + field(2, 1))
+
+
 def begin(number):
     return field(3, field(1, number))
 
@@ -171,6 +175,9 @@ def sessions():
     yield "vrf-cleared", [HELLO, calls(call(6, identifier=7), call(6, identifier=0))]
     yield "other-dumps", [HELLO, begin(2), HELLO, complete(2), HELLO, begin(3), complete(2),
                           HELLO, begin(4), complete(4), complete(4), HELLO, begin(5), complete(5), begin(5)]
+    yield "commit", [HELLO, begin(1), complete(1), continued(*CALLS), continued(), calls(*DELETES), calls(CALLS[0])]
+    yield "half-a-commit", [HELLO, begin(1), complete(1), continued(*CALLS), HELLO,
+                            HELLO, continued(CALLS[0]), begin(2), continued(CALLS[1]), complete(2), calls(CALLS[2])]
     yield "no-greeting", [calls(CALLS[0])]
     yield "other-version", [field(1, field(1, 2)), field(1, field(1, 0)), field(1, b"")]
     yield "wrong-dump", [HELLO, begin(9), HELLO, complete(2)]

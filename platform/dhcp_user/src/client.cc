@@ -53,6 +53,7 @@ Client::Client(vxmw_t* mw, DhcpUser::CallbackIf* callbacks, std::filesystem::pat
           [](const std::string& reason) { Log("no DHCP manager, trying again: " + reason); },
           [this] { Connect(); }),
       config_ready_(mw, [this](bool ready) { OnConfigReady(ready); }),
+      delivery_(mw, [this](bool delivering) { OnDelivering(delivering); }),
       sender_(queue_limit) {
   retry_.Start();
 }
@@ -168,6 +169,16 @@ void Client::OnConfigReady(bool ready) {
     wire::ClientMessage pending;
     pending.set_commits_pending(!ready);
     Check(sender_.Send(pending));
+  }
+}
+
+// What is delivered while a dump waits is a part of the dump.
+void Client::OnDelivering(bool delivering) {
+  if (!connected() || waiting_dump_) return;
+  if (delivering) {
+    sender_.BeginCommit();
+  } else {
+    Check(sender_.EndCommit());
   }
 }
 

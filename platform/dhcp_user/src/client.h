@@ -49,6 +49,7 @@ class Client {
   void CompleteDump(std::uint32_t id);
   void CancelDump();
   void OnConfigReady(bool ready);
+  void OnDelivering(bool delivering);
 
   // False when the connection had to be closed.
   bool Check(Sender::Result result);
@@ -59,6 +60,7 @@ class Client {
   const std::filesystem::path directory_;
   base::Retry retry_;
   vxmw::ConfigReadyWatch config_ready_;
+  vxmw::DeliveryWatch delivery_;
   base::Descriptor socket_;
   std::unique_ptr<vxmw::IoSource> events_;
   bool watching_for_room_ = false;

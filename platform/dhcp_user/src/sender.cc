@@ -17,7 +17,7 @@ constexpr std::size_t kCallOverhead = 4;
 
 void Sender::Reset(int fd) {
   fd_ = fd;
-  held_ = false;
+  held_ = in_commit_ = continues_ = false;
   queue_.clear();
   queued_size_ = 0;
   batch_.Clear();
@@ -67,7 +67,12 @@ Sender::Result Sender::Queue(std::string packet) {
 }
 
 void Sender::CloseBatch() {
-  if (batch_size_ == 0) return;
+  if (batch_size_ > 0) QueueBatch();
+}
+
+void Sender::QueueBatch() {
+  continues_ = in_commit_;
+  batch_.mutable_calls()->set_commit_continues(continues_);
   Queue(batch_.SerializeAsString());
   batch_.mutable_calls()->clear_calls();
   batch_size_ = 0;
@@ -76,6 +81,15 @@ void Sender::CloseBatch() {
 Sender::Result Sender::Release() {
   held_ = false;
   return queue_.empty() ? Flush() : Result::kOk;
+}
+
+Sender::Result Sender::EndCommit() {
+  in_commit_ = false;
+  if (!continues_) return Release();
+  held_ = false;
+  const bool socket_is_full = !queue_.empty();
+  QueueBatch();
+  return socket_is_full ? Result::kOk : SendQueue();
 }
 
 Sender::Result Sender::Flush() {

@@ -32,6 +32,11 @@ class Sender {
   void Hold() { held_ = true; }
   Result Release();
 
+  // Likewise between these; and each packet but the last tells the manager that more of the commit
+  // follows. A commit that has no calls sends nothing.
+  void BeginCommit() { held_ = in_commit_ = true; }
+  Result EndCommit();
+
   Result Send(const wire::ClientMessage& message);
 
   // Sends what waits; to be called when the socket has room again.
@@ -44,10 +49,13 @@ class Sender {
   Result Queue(std::string packet);
   Result SendQueue();
   void CloseBatch();
+  void QueueBatch();
 
   const std::size_t queue_limit_;
   int fd_ = -1;
   bool held_ = false;
+  bool in_commit_ = false;
+  bool continues_ = false;  // the latest packet of calls told that more of its commit follows
   std::deque<std::string> queue_;
   std::size_t queued_size_ = 0;
   wire::ClientMessage batch_;  // end of the queue, open for further calls

@@ -34,10 +34,9 @@ class AppInterface::Impl {
         delivery_(log_, [this] { return GoOn(); }),
         tracker_(std::make_shared<CommitTracker>(
             mw, log_,
-            TrackerCalls{
-                .deliver = [this](const lyd_node* changes) { return delivery_.Deliver(changes); },
-                .waiting = [this](bool waiting) { ReportPending(waiting); },
-                .lost = [this](const std::string& reason) { Lose(reason); }})),
+            TrackerCalls{.deliver = [this](const lyd_node* changes) { return Deliver(changes); },
+                         .waiting = [this](bool waiting) { ReportPending(waiting); },
+                         .lost = [this](const std::string& reason) { Lose(reason); }})),
         retry_(
             mw, kRetryDelays, [this](const std::string& reason) { ReportWaiting(reason); },
             [this] { Connect(); }) {}
@@ -71,6 +70,21 @@ class AppInterface::Impl {
     return true;
   }
 
+  // One that is given up, or ended by an exception, is never over: the process is to end, and the
+  // manager must not take a part of a commit for the whole.
+  bool Deliver(const lyd_node* changes) {
+    vxmw::SetDelivering(mw_, true);
+    if (!delivery_.Deliver(changes)) return false;
+    vxmw::SetDelivering(mw_, false);
+    return true;
+  }
+
+  void RunInitialPhases() {
+    vxmw::SetDelivering(mw_, true);
+    delivery_.RunInitialPhases();
+    vxmw::SetDelivering(mw_, false);
+  }
+
   // Ready from the end of the initial phases on, but for the times when commits wait.
   void ReportPending(bool waiting) {
     if (phases_done_) vxmw::SetConfigReady(mw_, !waiting);
@@ -87,7 +101,7 @@ class AppInterface::Impl {
       Lose(error.what());
       return;
     }
-    delivery_.RunInitialPhases();
+    RunInitialPhases();
     phases_done_ = true;
     vxmw::SetConfigReady(mw_, true);
   }

@@ -15,6 +15,8 @@
 
 #include <vxmw/vxmw.h>
 
+#include "platform/vxmidware/src/watched_flag.h"
+
 namespace vxmw {
 
 struct EventDeleter {
@@ -62,8 +64,8 @@ struct vxmw_handle {
   std::chrono::steady_clock::time_point next_keep_alive;
   std::chrono::steady_clock::time_point next_feeding;
   bool stop_pending = false;  // as KeepAlive saw it last
-  bool config_ready = false;
-  std::list<std::shared_ptr<const std::function<void(bool)>>> config_watches;
+  vxmw::WatchedFlag config_ready;
+  vxmw::WatchedFlag delivering;
   std::list<std::function<void()>> hangup_watches;
 };
 

@@ -107,6 +107,26 @@ class ConfigReadyWatch {
   std::shared_ptr<const Callback> callback_;
 };
 
+// The adapter says when a delivery begins and when it is over: while it takes the handlers through
+// a commit, or through the initial phases. What they call meanwhile belongs together, and the DHCP
+// manager client tells the manager so. A delivery that is given up is never over.
+void SetDelivering(vxmw_t* mw, bool delivering);
+
+// Calls back when a delivery begins and when it is over, as ConfigReadyWatch does.
+class DeliveryWatch {
+ public:
+  using Callback = std::function<void(bool delivering)>;
+
+  DeliveryWatch(vxmw_t* mw, Callback callback);
+  ~DeliveryWatch();
+  DeliveryWatch(const DeliveryWatch&) = delete;
+  DeliveryWatch& operator=(const DeliveryWatch&) = delete;
+
+ private:
+  vxmw_t* mw_;
+  std::shared_ptr<const Callback> callback_;
+};
+
 }  // namespace vxmw
 
 #pragma GCC visibility pop

@@ -184,6 +184,7 @@ class Manager {
     session_.emplace(resync_, journal_.journal());
     asked_.reset();
     dump_.reset();
+    commit_.reset();
   }
 
   void Reconnect() {
@@ -202,18 +203,31 @@ class Manager {
   }
 
   bool ExpectCalls(const wire::Calls& calls) {
+    if (calls.commit_continues() && !commit_) commit_ = table_;
     for (const Call& call : calls.calls()) {
       if (!IsCall(call)) return false;
-      (dump_ ? *dump_ : table_).Apply(call);
+      Building().Apply(call);
       lines_ += dhcp_manager::JournalLine(call) + "\n";
       ++calls_;
     }
+    if (!calls.commit_continues()) EndCommit();
     return true;
+  }
+
+  RelayTable& Building() {
+    if (dump_) return *dump_;
+    return commit_ ? *commit_ : table_;
+  }
+
+  void EndCommit() {
+    if (commit_ && !dump_) table_ = *commit_;
+    commit_.reset();
   }
 
   bool ExpectBegin(std::uint32_t id) {
     if (asked_ != id || dump_ || completed_ == id) return false;
     dump_.emplace();
+    commit_.reset();
     return true;
   }
 
@@ -221,6 +235,7 @@ class Manager {
     if (asked_ != id || !dump_) return false;
     table_ = *dump_;
     dump_.reset();
+    commit_.reset();
     completed_ = id;
     return true;
   }
@@ -232,6 +247,7 @@ class Manager {
   std::optional<std::uint32_t> asked_;      // the dump asked for on this connection
   std::optional<std::uint32_t> completed_;  // the latest that was complete
   std::optional<RelayTable> dump_;          // while it comes in
+  std::optional<RelayTable> commit_;        // while one of several packets comes in
   RelayTable table_;
   std::string lines_;
   std::uint64_t calls_ = 0;

@@ -241,7 +241,24 @@ TEST_F(LongDeliveryTest, OthersCommitDuringItWithoutWaitingForItAndAreDeliveredI
   EXPECT_EQ(Faults(), "");
 }
 
+TEST_F(LongDeliveryTest, EachCommitIsADeliveryOfItsOwn) {
+  std::vector<std::size_t> applied;  // commits, when a delivery begins or is over
+  const vxmw::DeliveryWatch watch(
+      mw_.get(), [&](bool /*delivering*/) { applied.push_back(handler_.applied.size()); });
+  std::future<void> large = CommitMany(7);
+  std::future<void> other;
+  handler_.step = [&] {
+    if (handler_.changes == 1 && !other.valid()) other = Commit(1, 11);
+  };
+  EXPECT_TRUE(RunUntilApplied(2));
+  EXPECT_THAT(applied, ElementsAre(0, 1, 1, 2));
+  large.get();
+  other.get();
+}
+
 TEST_F(LongDeliveryTest, ASignalEndsItAndTheLoop) {
+  std::vector<bool> told;
+  const vxmw::DeliveryWatch watch(mw_.get(), [&](bool delivering) { told.push_back(delivering); });
   std::future<void> large = CommitMany(7);
   std::promise<void> never;
   const std::future<void> end = never.get_future();
@@ -254,6 +271,7 @@ TEST_F(LongDeliveryTest, ASignalEndsItAndTheLoop) {
   EXPECT_LT(handler_.changes, kMany);
   EXPECT_GE(handler_.changes, 5);
   EXPECT_THAT(handler_.applied, IsEmpty());
+  EXPECT_THAT(told, ElementsAre(true));  // a part of a commit is not the whole
   large.get();
 }
 
@@ -275,12 +293,15 @@ TEST_F(WatchedDeliveryTest, FeedsTheWatchdog) {
 }
 
 TEST_F(LongDeliveryTest, AnExceptionOfAHandlerComesOutOfTheLoop) {
+  std::vector<bool> told;
+  const vxmw::DeliveryWatch watch(mw_.get(), [&](bool delivering) { told.push_back(delivering); });
   std::future<void> large = CommitMany(7);
   handler_.step = [&] {
     if (handler_.changes == 5) throw std::out_of_range("from the handler");
   };
   EXPECT_THROW(tests::RunUntil(mw_.get(), [] { return false; }), std::out_of_range);
   EXPECT_EQ(handler_.changes, 5);
+  EXPECT_THAT(told, ElementsAre(true));
   large.get();
 }
 

@@ -100,6 +100,20 @@ TEST_F(VxconfdTest, ConnectsAtOnceAndRunsThePhasesOfAllHandlersInStep) {
   EXPECT_TRUE(vxmw::ConfigReady(mw_));
 }
 
+TEST_F(VxconfdTest, TellsWhenADeliveryToAllHandlersBeginsAndWhenItIsOver) {
+  repository_.InstallModels();
+  const vxmw::DeliveryWatch watch(
+      mw_, [this](bool delivering) { events_.emplace_back(delivering ? "begins" : "is over"); });
+  adapter_->Init(0);
+  EXPECT_THAT(events_,
+              ElementsAre("first connected in phase 2", "second connected in phase 2", "begins",
+                          "first load", "second load", "first apply", "second apply", "is over"));
+  events_.clear();
+  Commit(kR1);
+  EXPECT_THAT(events_, ElementsAre("begins", "first start", "first commit", "second start",
+                                   "second commit", "is over"));
+}
+
 TEST_F(VxconfdTest, TellsAHandlerItsInterface) { EXPECT_EQ(first_.interface(), adapter_.get()); }
 
 TEST_F(VxconfdTest, IgnoresANullHandler) {

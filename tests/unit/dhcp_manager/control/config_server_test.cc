@@ -5,12 +5,16 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
+
+#include <vxmw/event.h>
 
 #include "base/packet_socket.h"
 #include "dhcp_manager/table/journal.h"
@@ -45,8 +49,9 @@ class ScriptedDaemon : public tests::Peer {
     out.mutable_dump_complete()->set_id(id);
     Send(out);
   }
-  void Call(const wire::Call& call) {
+  void Call(const wire::Call& call, bool commit_continues = false) {
     wire::ClientMessage out;
+    out.mutable_calls()->set_commit_continues(commit_continues);
     *out.mutable_calls()->add_calls() = call;
     Send(out);
   }
@@ -132,6 +137,73 @@ TEST_F(ConfigServerTest, GoesOnWithoutItsJournal) {
     EXPECT_TRUE(RunUntil([&] { return resync_.calls() == calls; }));
   }
   EXPECT_EQ(journal_.dropped(), 3U);
+}
+
+// A daemon in sync, and a server that waits for the rest of a commit no longer than that.
+class CommitTest : public ConfigServerTest {
+ protected:
+  void StartServer(std::chrono::milliseconds patience) {
+    server_.reset();
+    server_ = std::make_unique<ConfigServer>(mw_, Socket(wire::kSocketName), resync_, journal_,
+                                             std::nullopt, patience);
+    daemon_ = AskedDaemon();
+    daemon_->Begin(daemon_->message.dump_request().id());
+    daemon_->Complete(daemon_->message.dump_request().id());
+    EXPECT_TRUE(RunUntil([&] { return resync_.in_sync(); }));
+  }
+
+  void Add(const std::string& instance, bool commit_continues) {
+    daemon_->Call(tests::FlagCall(wire::SET_CHECK, instance, true), commit_continues);
+  }
+
+  bool RunUntilCalls(std::uint64_t calls) {
+    return RunUntil([this, calls] { return resync_.calls() == calls; });
+  }
+
+  std::unique_ptr<ScriptedDaemon> daemon_;
+};
+
+TEST_F(CommitTest, OfSeveralPacketsIsInUseWithTheLast) {
+  StartServer(dhcp_manager::kCommitPatience);
+  Add("r1", true);
+  Add("r2", true);
+  EXPECT_TRUE(RunUntilCalls(2));
+  EXPECT_TRUE(resync_.table().instances().empty());
+  Add("r3", false);
+  EXPECT_TRUE(RunUntilCalls(3));
+  EXPECT_EQ(resync_.table().instances().size(), 3U);
+  Add("r4", false);
+  EXPECT_TRUE(RunUntilCalls(4));
+  EXPECT_EQ(resync_.table().instances().size(), 4U);
+}
+
+TEST_F(CommitTest, OfADaemonThatDiesInTheMiddleIsNotInUse) {
+  StartServer(dhcp_manager::kCommitPatience);
+  Add("r1", true);
+  EXPECT_TRUE(RunUntilCalls(1));
+  daemon_.reset();
+  EXPECT_TRUE(RunUntil([&] { return resync_.state() == Resync::State::kDisconnected; }));
+  EXPECT_TRUE(resync_.table().instances().empty());
+}
+
+TEST_F(CommitTest, WhoseRestDoesNotComeEndsTheConnection) {
+  StartServer(std::chrono::milliseconds(50));
+  Add("r1", true);
+  ExpectClosed(*daemon_);
+  EXPECT_TRUE(resync_.table().instances().empty());
+}
+
+TEST_F(CommitTest, ThatIsCompleteIsNotWaitedFor) {
+  StartServer(std::chrono::milliseconds(1000));
+  Add("r1", true);
+  EXPECT_TRUE(RunUntilCalls(1));
+  Add("r2", false);
+  EXPECT_TRUE(RunUntilCalls(2));
+  bool waited = false;
+  vxmw::TimerSource longer(mw_, [&waited] { waited = true; });
+  longer.Arm(std::chrono::milliseconds(1100));
+  EXPECT_TRUE(RunUntil([&] { return waited; }));
+  EXPECT_TRUE(resync_.in_sync());
 }
 
 // Daemons of other users.

@@ -207,6 +207,60 @@ TEST_F(ResyncTest, ALossInTheMiddleOfADumpChangesNothing) {
   EXPECT_THAT(Names(), ElementsAre("r2"));
 }
 
+TEST_F(ResyncTest, ACommitTakesEffectAtItsEnd) {
+  Sync("r1");
+  resync_.BeginCommit();
+  Set("r2");
+  resync_.BeginCommit();  // as every packet that continues says
+  Set("r3");
+  EXPECT_TRUE(resync_.commit_open());
+  EXPECT_FALSE(resync_.in_sync());
+  EXPECT_THAT(Names(), ElementsAre("r1"));
+  resync_.EndCommit();
+  EXPECT_THAT(Names(), ElementsAre("r1", "r2", "r3"));
+  EXPECT_TRUE(resync_.in_sync());
+  EXPECT_EQ(resync_.calls(), 3U);
+}
+
+TEST_F(ResyncTest, TellsOfACommitOnce) {
+  Sync("r1");
+  std::vector<Resync::Change> changes;
+  resync_.OnChange([&](Resync::Change change) { changes.push_back(change); });
+  resync_.BeginCommit();
+  Set("r2");
+  Set("r3");
+  EXPECT_THAT(changes, IsEmpty());
+  resync_.EndCommit();
+  resync_.EndCommit();
+  EXPECT_THAT(changes, ElementsAre(Resync::Change::kTable));
+}
+
+TEST_F(ResyncTest, ALossInTheMiddleOfACommitChangesNothing) {
+  Sync("r1");
+  resync_.BeginCommit();
+  Set("half");
+  resync_.Disconnected();
+  resync_.EndCommit();
+  EXPECT_THAT(Names(), ElementsAre("r1"));
+  Sync("r2");
+  Set("r3");
+  EXPECT_THAT(Names(), ElementsAre("r2", "r3"));
+}
+
+TEST_F(ResyncTest, ADumpDropsACommitThatIsNotComplete) {
+  Sync("r1");
+  const auto id = resync_.Connected();
+  resync_.BeginCommit();
+  Set("half");
+  ASSERT_TRUE(resync_.BeginDump(id));
+  Set("new");
+  resync_.BeginCommit();
+  resync_.EndCommit();
+  EXPECT_THAT(Names(), ElementsAre("r1"));
+  ASSERT_TRUE(resync_.CompleteDump(id));
+  EXPECT_THAT(Names(), ElementsAre("new"));
+}
+
 TEST_F(ResyncTest, IsBehindWhileCommitsArePendingAndTakesTheirCalls) {
   Sync("r1");
   EXPECT_TRUE(resync_.SetCommitsPending(true));

@@ -110,6 +110,8 @@ class ScriptedManager {
     for (const auto& call : message.calls().calls()) {
       said.push_back(dhcp_manager::JournalLine(call));
     }
+    if (message.calls().commit_continues()) said.emplace_back("continues");
+    if (message.has_calls() && message.calls().calls().empty()) said.emplace_back("end");
   }
 
   fs::path path_;
@@ -313,6 +315,62 @@ TEST_F(ClientTest, SaysNothingOfPendingCommitsBeforeADumpIsComplete) {
   DeleteInstance("r1");
   vxmw::SetConfigReady(mw_, true);
   ExpectHeard({"begin 7", "DeleteInstance r1", "complete 7"});
+}
+
+TEST_F(ClientTest, TheCallsOfADeliveryGoTogetherWhenItIsOver) {
+  Connect();
+  vxmw::SetDelivering(mw_, true);
+  DeleteInstance("r1");
+  DeleteInstance("r2");
+  manager_->Listen();
+  EXPECT_THAT(manager_->said, IsEmpty());
+  vxmw::SetDelivering(mw_, false);
+  DeleteInstance("r3");
+  ExpectHeard({"DeleteInstance r1", "DeleteInstance r2", "DeleteInstance r3"});
+}
+
+TEST_F(ClientTest, TellsTheEndOfADeliveryOfWhichAPartWasSent) {
+  Connect();
+  vxmw::SetDelivering(mw_, true);
+  DeleteInstance("r1");
+  ExpectHeard({"DeleteInstance r1", "continues"});
+  vxmw::SetDelivering(mw_, false);
+  ExpectHeard({"DeleteInstance r1", "continues", "end"});
+}
+
+TEST_F(ClientTest, ADeliveryThatIsNotOverIsNotToldAsOver) {
+  Connect();
+  vxmw::SetConfigReady(mw_, true);
+  manager_->RequestDump(7);
+  ExpectHeard({"begin 7", "complete 7"});
+  vxmw::SetDelivering(mw_, true);
+  DeleteInstance("r1");
+  vxmw::SetConfigReady(mw_, false);
+  ExpectHeard({"begin 7", "complete 7", "DeleteInstance r1", "continues", "pending"});
+}
+
+TEST_F(ClientTest, ADeliveryWhileADumpWaitsIsAPartOfIt) {
+  Connect();
+  manager_->RequestDump(7);
+  ExpectHeard({"begin 7"});
+  vxmw::SetDelivering(mw_, true);
+  DeleteInstance("r1");
+  ExpectHeard({"begin 7", "DeleteInstance r1"});
+  vxmw::SetDelivering(mw_, false);
+  DeleteInstance("r2");
+  vxmw::SetConfigReady(mw_, true);
+  ExpectHeard({"begin 7", "DeleteInstance r1", "DeleteInstance r2", "complete 7"});
+}
+
+TEST_F(ClientTest, ALossInTheMiddleOfADeliveryLeavesNothingOfItToTheNextConnection) {
+  Connect();
+  vxmw::SetDelivering(mw_, true);
+  DeleteInstance("r1");
+  manager_->HangUp();
+  ExpectHeard({"hello 1"});
+  DeleteInstance("r2");
+  vxmw::SetDelivering(mw_, false);
+  ExpectHeard({"hello 1", "DeleteInstance r2"});
 }
 
 TEST_F(ClientTest, ANewRequestCancelsOneThatWaits) {

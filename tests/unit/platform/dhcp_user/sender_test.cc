@@ -18,6 +18,8 @@ using base::Descriptor;
 using base::PacketReader;
 using dhcp_relay::Sender;
 using dhcp_relay::wire::ClientMessage;
+using ::testing::Each;
+using ::testing::ElementsAre;
 
 class SenderTest : public ::testing::Test {
  protected:
@@ -56,6 +58,7 @@ class SenderTest : public ::testing::Test {
         received_.push_back(std::stoi(call.instance()));
       }
       if (message.has_dump_complete()) received_.push_back(-1);
+      if (message.has_calls()) continues_.push_back(message.calls().commit_continues());
     }
   }
 
@@ -78,6 +81,7 @@ class SenderTest : public ::testing::Test {
   PacketReader reader_;
   Sender sender_{1024 * 1024};
   std::vector<int> received_;
+  std::vector<bool> continues_;  // what each packet of calls tells
   int packets_ = 0;
 };
 
@@ -133,6 +137,86 @@ TEST_F(SenderTest, HeldCallsThatFillAPacketAreSent) {
   sender_.Release();
   DrainAll();
   EXPECT_EQ(received_, Numbers(10000));
+}
+
+TEST_F(SenderTest, ACommitThatFitsAPacketIsSentAtItsEnd) {
+  sender_.BeginCommit();
+  for (int i = 0; i < 100; ++i) Send(i);
+  Drain();
+  EXPECT_EQ(packets_, 0);
+  EXPECT_EQ(sender_.EndCommit(), Sender::Result::kOk);
+  Drain();
+  EXPECT_EQ(received_, Numbers(100));
+  EXPECT_THAT(continues_, ElementsAre(false));
+}
+
+TEST_F(SenderTest, ACommitWithoutCallsSendsNothing) {
+  sender_.BeginCommit();
+  EXPECT_EQ(sender_.EndCommit(), Sender::Result::kOk);
+  Drain();
+  EXPECT_EQ(packets_, 0);
+}
+
+TEST_F(SenderTest, EveryPacketOfALongCommitButTheLastTellsThatItContinues) {
+  sender_.BeginCommit();
+  for (int i = 0; i < 10000; ++i) Send(i);
+  Drain();
+  EXPECT_GT(packets_, 1);
+  EXPECT_THAT(continues_, Each(true));
+  continues_.clear();
+  EXPECT_EQ(sender_.EndCommit(), Sender::Result::kOk);
+  DrainAll();
+  EXPECT_EQ(received_, Numbers(10000));
+  EXPECT_THAT(continues_, ElementsAre(false));
+}
+
+TEST_F(SenderTest, ACommitWhoseLastCallFillsAPacketIsEndedByAnEmptyOne) {
+  sender_.BeginCommit();
+  int sent = 0;
+  while (packets_ == 0) {
+    Send(sent++);
+    Drain();
+  }
+  EXPECT_EQ(sender_.EndCommit(), Sender::Result::kOk);
+  Drain();
+  EXPECT_EQ(received_, Numbers(sent));
+  EXPECT_THAT(continues_, ElementsAre(true, false));
+}
+
+TEST_F(SenderTest, AMessageInTheMiddleOfACommitDoesNotEndIt) {
+  sender_.BeginCommit();
+  Send(0);
+  SendComplete();
+  Send(1);
+  sender_.EndCommit();
+  DrainAll();
+  EXPECT_THAT(received_, ElementsAre(0, -1, 1));
+  EXPECT_THAT(continues_, ElementsAre(true, false));
+}
+
+TEST_F(SenderTest, ALongCommitOverAFullSocketEndsBeforeTheNextCall) {
+  const int before = FillSocket();
+  sender_.BeginCommit();
+  for (int i = before; i < before + 5000; ++i) ASSERT_EQ(Send(i), Sender::Result::kOk);
+  EXPECT_EQ(sender_.EndCommit(), Sender::Result::kOk);
+  Send(before + 5000);
+  DrainAll();
+  EXPECT_EQ(received_, Numbers(before + 5001));
+  ASSERT_GT(continues_.size(), 2U);
+  EXPECT_THAT(std::vector<bool>(continues_.end() - 3, continues_.end()),
+              ElementsAre(true, false, false));
+}
+
+TEST_F(SenderTest, ResetEndsACommit) {
+  sender_.BeginCommit();
+  for (int i = 0; i < 10000; ++i) Send(i);
+  Drain();
+  sender_.Reset(ours_.get());
+  continues_.clear();
+  Send(0);
+  EXPECT_EQ(sender_.EndCommit(), Sender::Result::kOk);
+  Drain();
+  EXPECT_THAT(continues_, ElementsAre(false));
 }
 
 TEST_F(SenderTest, ReportsThatTheQueueLimitIsExceeded) {
