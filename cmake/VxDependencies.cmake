@@ -9,6 +9,7 @@ set(ENV{PKG_CONFIG_PATH} "${VX_DEPS_PREFIX}/lib/pkgconfig:$ENV{PKG_CONFIG_PATH}"
 pkg_check_modules(libyang REQUIRED IMPORTED_TARGET libyang>=3.13)
 pkg_check_modules(sysrepo REQUIRED IMPORTED_TARGET sysrepo>=3.7)
 pkg_check_modules(libcap-ng REQUIRED IMPORTED_TARGET libcap-ng)
+pkg_check_modules(libseccomp REQUIRED IMPORTED_TARGET libseccomp>=2.5)
 pkg_check_modules(libnl REQUIRED IMPORTED_TARGET libnl-3.0 libnl-route-3.0)
 pkg_check_modules(systemd REQUIRED IMPORTED_TARGET libsystemd)
 find_package(Protobuf REQUIRED)

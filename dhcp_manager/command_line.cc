@@ -30,7 +30,7 @@ constexpr char kUsage[] =
     "  --journal FILE     append every call received to FILE, one line each\n"
     "  --user USER        run as USER\n"
     "  --keep-rights      keep the rights it was started with; without this option it gives up\n"
-    "                     all but those that relaying needs\n"
+    "                     all but those that relaying needs, system calls included\n"
     "  --daemon-user USER let the daemon run as USER, too, besides root and the manager's user\n"
     "  --operators GROUP  let members of GROUP use dhcp-relayctl; default dhcp-operators, if\n"
     "                     there is such a group\n"

@@ -18,6 +18,7 @@
 #include "dhcp_manager/control/socket_file.h"
 #include "dhcp_manager/privileges.h"
 #include "dhcp_manager/relay.h"
+#include "dhcp_manager/system_calls.h"
 #include "dhcp_manager/table/journal.h"
 #include "dhcp_manager/table/resync.h"
 #include "protocol/control/socket_name.h"
@@ -99,6 +100,7 @@ int Serve(vxmw_t* mw, const CommandLine& line) {
   const vxmw::HangupWatch hangup(mw, [&journal] {
     if (const auto reason = journal.Reopen()) base::LogError(*reason);
   });
+  if (!line.keep_rights && VX_SANITIZED == 0) dhcp_manager::FilterSystemCalls();
   return base::RunLoop(mw);
 }
 
