@@ -23,10 +23,12 @@ class BatchSocket {
   // Readable while packets wait.
   virtual int fd() const = 0;
 
-  // Fills `messages` from the front with the packets that wait; returns how many there were.
+  // Fills `messages` from the front with the packets that wait; returns how many there were. Never
+  // waits.
   virtual std::size_t Receive(std::span<mmsghdr> messages) = 0;
 
-  // Sends `messages` from the front; returns how many were accepted. 0: the first one is refused.
+  // Sends `messages` from the front; returns how many were accepted. 0: the first one is refused,
+  // for whatever reason. Never waits.
   virtual std::size_t Send(std::span<mmsghdr> messages) = 0;
 };
 

@@ -6,7 +6,10 @@
 #include <gtest/gtest.h>
 #include <net/if.h>
 #include <poll.h>
+#include <sys/resource.h>
 
+#include <array>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -198,22 +201,51 @@ TEST_F(LoopbackTest, APacketThatTheKernelRefusesIsReported) {
   EXPECT_THAT(done, ElementsAre(Pair(0, false), Pair(1, true)));
 }
 
-TEST(KernelSocketTest, AFullSocketIsWaitedForThenRefuses) {
-  std::array<int, 2> ends{};
-  ASSERT_EQ(socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, ends.data()), 0);
-  KernelSocket socket{base::Descriptor(ends[0])};
-  const base::Descriptor peer(ends[1]);
-  std::array<char, 1> byte{};
-  iovec vector{.iov_base = byte.data(), .iov_len = byte.size()};
-  mmsghdr message{};
-  message.msg_hdr.msg_iov = &vector;
-  message.msg_hdr.msg_iovlen = 1;
-  std::size_t sent = 0;
-  while (sent < 100'000 && socket.Send({&message, 1}) == 1) ++sent;
-  EXPECT_GT(sent, 0U);
-  EXPECT_LT(sent, 100'000U);
-  ASSERT_EQ(recv(peer.get(), byte.data(), byte.size(), 0), 1);
-  EXPECT_EQ(socket.Send({&message, 1}), 1U);
+// One end of a pair of sockets whose peer reads only what the test takes.
+class FullSocketTest : public ::testing::Test {
+ protected:
+  FullSocketTest() {
+    std::array<int, 2> ends{};
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, ends.data()), 0);
+    peer_ = base::Descriptor(ends[1]);
+    socket_.emplace(base::Descriptor(ends[0]));
+    message_.msg_hdr.msg_iov = &vector_;
+    message_.msg_hdr.msg_iovlen = 1;
+    while (sent_ < kTooMany && Send()) ++sent_;
+  }
+
+  bool Send() { return socket_->Send({&message_, 1}) == 1; }
+  // How often this thread has given up the processor to wait.
+  static long Waits() {
+    rusage usage{};
+    EXPECT_EQ(getrusage(RUSAGE_THREAD, &usage), 0);
+    return usage.ru_nvcsw;
+  }
+
+  static constexpr std::size_t kTooMany = 100'000;
+
+  std::array<char, 1> byte_{};
+  iovec vector_{.iov_base = byte_.data(), .iov_len = byte_.size()};
+  mmsghdr message_{};
+  std::optional<KernelSocket> socket_;
+  base::Descriptor peer_;
+  std::size_t sent_ = 0;  // until the socket was full
+};
+
+TEST_F(FullSocketTest, RefusesUntilThereIsRoom) {
+  EXPECT_GT(sent_, 0U);
+  EXPECT_LT(sent_, kTooMany);
+  EXPECT_FALSE(Send());
+  ASSERT_EQ(recv(peer_.get(), byte_.data(), byte_.size(), 0), 1);
+  EXPECT_TRUE(Send());
+}
+
+TEST_F(FullSocketTest, IsNotWaitedFor) {
+  constexpr int kSends = 50;
+  const long before = Waits();
+  for (int i = 0; i < kSends; ++i) EXPECT_FALSE(Send());
+  // Anything else of the kernel may make the thread wait, but not as often.
+  EXPECT_LT(Waits() - before, kSends / 2);
 }
 
 }  // namespace
