@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <span>
+#include <utility>
 
 #include "base/descriptor.h"
 
@@ -40,6 +41,9 @@ class KernelSocket final : public BatchSocket {
   int fd() const override { return descriptor_.get(); }
   std::size_t Receive(std::span<mmsghdr> messages) override;
   std::size_t Send(std::span<mmsghdr> messages) override;
+
+  // Leaves the socket to the caller. Nothing else may be called then.
+  base::Descriptor Release() { return std::move(descriptor_); }
 
  private:
   base::Descriptor descriptor_;

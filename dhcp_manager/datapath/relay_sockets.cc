@@ -15,16 +15,16 @@ void ReportFailure(const std::string& reason) { base::LogError(reason + "; tryin
 
 }  // namespace
 
-RelaySockets::RelaySockets(vxmw_t* mw, SocketOpener& opener, Handlers handlers,
-                           std::chrono::milliseconds retry_delay)
+RelaySockets::RelaySockets(vxmw_t* mw, SocketOpener& opener, Handlers handlers, SocketDelays delays)
     : mw_(mw),
       opener_(opener),
       handlers_(std::move(handlers)),
-      retry_delay_(retry_delay),
-      client_retry_(MakeRetry([this] { return OpenAll(); })) {}
+      delays_(delays),
+      client_retry_(MakeRetry([this] { return OpenAll(); })),
+      release_(mw, [this] { opener_.ReleasePort(); }) {}
 
 std::unique_ptr<base::Retry> RelaySockets::MakeRetry(std::function<bool()> attempt) {
-  const base::RetryDelays delays{.first = retry_delay_, .longest = retry_delay_};
+  const base::RetryDelays delays{.first = delays_.retry, .longest = delays_.retry};
   return std::make_unique<base::Retry>(mw_, delays, ReportFailure,
                                        [this, attempt = std::move(attempt)] {
                                          if (attempt()) handlers_.on_opened();
@@ -32,6 +32,7 @@ std::unique_ptr<base::Retry> RelaySockets::MakeRetry(std::function<bool()> attem
 }
 
 void RelaySockets::Apply(const Forwarding& forwarding) {
+  const bool was_in_use = !vrfs_.empty();
   CloseUnused(forwarding);
   for (const auto& [vrf, device] : forwarding.vrfs()) {
     Vrf& entry = vrfs_[vrf];
@@ -39,6 +40,11 @@ void RelaySockets::Apply(const Forwarding& forwarding) {
     if (!entry.retry) entry.retry = MakeRetry([this, index = vrf] { return TryVrf(index); });
   }
   OpenAll();
+  if (!vrfs_.empty()) {
+    release_.Disarm();
+  } else if (was_in_use) {
+    release_.Arm(delays_.release);
+  }
 }
 
 void RelaySockets::CloseUnused(const Forwarding& forwarding) {

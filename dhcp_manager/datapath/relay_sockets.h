@@ -33,6 +33,11 @@ struct VrfSocket {
   Outbox outbox;
 };
 
+struct SocketDelays {
+  std::chrono::milliseconds retry{1000};      // between two attempts
+  std::chrono::milliseconds release{60'000};  // of the port, once no VRF needs a socket
+};
+
 class RelaySockets {
  public:
   struct Handlers {
@@ -41,9 +46,8 @@ class RelaySockets {
     std::function<void()> on_opened;             // a retry has opened a socket
   };
 
-  // `opener` must outlive the sockets. `retry_delay` is the time between two attempts.
-  RelaySockets(vxmw_t* mw, SocketOpener& opener, Handlers handlers,
-               std::chrono::milliseconds retry_delay = kRetryDelay);
+  // `opener` must outlive the sockets.
+  RelaySockets(vxmw_t* mw, SocketOpener& opener, Handlers handlers, SocketDelays delays = {});
   RelaySockets(const RelaySockets&) = delete;
   RelaySockets& operator=(const RelaySockets&) = delete;
 
@@ -72,8 +76,6 @@ class RelaySockets {
   }
 
  private:
-  static constexpr std::chrono::milliseconds kRetryDelay{1000};
-
   struct OpenClient {
     explicit OpenClient(ClientSocket opened) : socket(std::move(opened)), outbox(*socket.socket) {}
 
@@ -108,10 +110,11 @@ class RelaySockets {
   vxmw_t* const mw_;
   SocketOpener& opener_;
   const Handlers handlers_;
-  const std::chrono::milliseconds retry_delay_;
+  const SocketDelays delays_;
   bool wake_up_ = true;
   std::unique_ptr<OpenClient> client_;
   std::unique_ptr<base::Retry> client_retry_;
+  vxmw::TimerSource release_;
   std::map<VrfIfindex, Vrf> vrfs_;
 };
 

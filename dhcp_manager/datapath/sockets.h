@@ -5,12 +5,12 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "base/descriptor.h"
 #include "dhcp_manager/datapath/batch_socket.h"
 #include "dhcp_manager/datapath/packet_ring.h"
 #include "dhcp_manager/datapath/ring_mapping.h"
+#include "dhcp_manager/datapath/vrf_socket_pool.h"
 
 namespace dhcp_manager {
 
@@ -33,7 +33,11 @@ class SocketOpener {
 
   // The servers' side of a VRF: UDP port 67 on the VRF device, or of the default VRF when
   // `vrf_device` is empty; BOOTREPLYs only, each with the link it came in through.
+  // Its buffers are there for the next one when it is closed.
   virtual std::unique_ptr<BatchSocket> OpenVrfSocket(const std::string& vrf_device) = 0;
+
+  // Leaves UDP port 67 to other programs. REQUIRES: no VRF's socket is open.
+  virtual void ReleasePort() = 0;
 
  protected:
   SocketOpener(const SocketOpener&) = default;
@@ -51,10 +55,11 @@ class Sockets final : public SocketOpener {
 
   ClientSocket OpenClientSocket() override;
   std::unique_ptr<BatchSocket> OpenVrfSocket(const std::string& vrf_device) override;
+  void ReleasePort() override { vrfs_->ReleasePort(); }
 
  private:
   base::Descriptor client_;
-  std::vector<base::Descriptor> servers_;
+  std::unique_ptr<VrfSocketPool> vrfs_;  // stays where it is, since the open sockets know it
 };
 
 }  // namespace dhcp_manager

@@ -1,10 +1,13 @@
 """VRFs: each has its own sockets, by the device that stands for it."""
 
+import re
 import unittest
 
 from paths import HELPERS
 from processes import wait_until
 from topology import Topology, assert_all_answered, instance, l3
+
+BUFFER = str(2 * 8 * 1024 * 1024)  # as the kernel counts 8 MiB
 
 
 class Vrf(unittest.TestCase):
@@ -46,6 +49,23 @@ class Vrf(unittest.TestCase):
         # When the port is free, the VRF follows.
         top.network.stop(taker)
         wait_until(lambda: top.load(7, 100, 0.1)["answered"] > 0, "the VRF relays")
+
+    @staticmethod
+    def buffers(top):
+        """The sizes of the receive buffers of the sockets on port 67."""
+        listing = top.network.run("relay", "ss", "-Huanm", "sport", "=", "67").stdout
+        return set(re.findall(r"\brb(\d+)", listing))
+
+    def test_that_comes_and_goes_has_the_buffer_that_it_had(self):
+        top = Topology(self, manager_options="--vrf-device 7=red")
+        top.up(self.add_vrf(top, "red", 7), interfaces=[l3(7)], vrfs={"red": 7})
+        for name in ("gone", "red") * 20:
+            # The address of a veth that goes down and comes up stays.
+            top.network.run("relay", "ip", "link", "set", "red" if name == "gone" else "gone", "down")
+            top.network.run("relay", "ip", "link", "set", "red" if name == "gone" else "gone", "name", name)
+        top.network.run("relay", "ip", "link", "set", "red", "up")
+        top.stack.wait_state("l3-7", "up")
+        self.assertEqual(self.buffers(top), {BUFFER})
 
     def test_without_a_device_relays_nothing_and_says_so(self):
         top = Topology(self)

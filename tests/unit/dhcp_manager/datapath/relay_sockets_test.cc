@@ -27,6 +27,9 @@ using ::testing::UnorderedElementsAre;
 using tests::Configuration;
 using tests::kRedVrf;
 
+constexpr dhcp_manager::SocketDelays kDelays{.retry = std::chrono::milliseconds(1),
+                                             .release = std::chrono::milliseconds(1)};
+
 class RelaySocketsTest : public ::testing::Test {
  protected:
   ~RelaySocketsTest() override {
@@ -67,7 +70,7 @@ class RelaySocketsTest : public ::testing::Test {
                                    replies_.push_back(socket.vrf);
                                  },
                              .on_opened = [this] { ++opened_; }},
-      std::chrono::milliseconds(1));
+      kDelays);
 };
 
 TEST_F(RelaySocketsTest, NothingIsOpenBeforeAnInterfaceNeedsIt) {
@@ -154,6 +157,28 @@ TEST_F(RelaySocketsTest, ARenamedDeviceIsTriedByItsNewName) {
   configuration_.links.links[kRedVrf].name = "scarlet";
   Apply();
   EXPECT_EQ(Attempts("VRF scarlet"), 1);
+  EXPECT_TRUE(HasVrf(kRedVrf));
+}
+
+TEST_F(RelaySocketsTest, ThePortIsReleasedOnceNoVrfNeedsIt) {
+  Apply();
+  RemoveInstance("red");
+  Apply();
+  int turns = 0;
+  ASSERT_TRUE(RunUntil([&] { return ++turns > 5; }));
+  EXPECT_EQ(opener_.releases, 0);
+  RemoveInstance("r1");
+  Apply();
+  EXPECT_TRUE(RunUntil([this] { return opener_.releases == 1; }));
+}
+
+TEST_F(RelaySocketsTest, ThePortIsKeptForAVrfThatComesSoon) {
+  Apply();
+  sockets_->Apply(Forwarding());
+  Apply();
+  int turns = 0;
+  ASSERT_TRUE(RunUntil([&] { return ++turns > 5; }));
+  EXPECT_EQ(opener_.releases, 0);
   EXPECT_TRUE(HasVrf(kRedVrf));
 }
 

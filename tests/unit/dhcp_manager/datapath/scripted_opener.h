@@ -73,7 +73,10 @@ class ScriptedOpener final : public dhcp_manager::SocketOpener {
     return std::make_unique<ForwardingSocket>(vrfs[device], open);
   }
 
+  void ReleasePort() override { ++releases; }
+
   std::vector<std::string> attempts;
+  int releases = 0;                       // of the port
   int client_errors = 0;                  // attempts that fail
   std::map<std::string, int> vrf_errors;  // likewise, by device
   int open = 0;                           // sockets that are open
