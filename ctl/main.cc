@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -13,6 +14,7 @@
 #include "ctl/render_state.h"
 #include "ctl/render_status.h"
 #include "ctl/render_table.h"
+#include "ctl/socket_owner.h"
 #include "protocol/control/client.h"
 #include "protocol/saving/save_status.h"
 
@@ -27,8 +29,9 @@ using std::chrono::steady_clock;
 
 constexpr milliseconds kStatusInterval{20};
 
-// Exit status while the relay is in sync but commits are not saved.
+// Exit status while the relay is in sync but commits are not saved, or packets do not pass.
 constexpr int kNotSaved = 3;
+constexpr int kSocketFault = 4;
 
 void Print(const CommandLine& line, const std::string& json, const std::string& text) {
   std::fputs((line.json ? json + "\n" : text).c_str(), stdout);
@@ -96,9 +99,12 @@ int Status(const CommandLine& line) {
     error = std::current_exception();
   }
   const auto commits = dhcp_relay::saving::ReadSaveStatus(dhcp_relay::saving::RuntimeDirectory());
-  Print(line, relayctl::StatusAsJson(status, commits), relayctl::StatusAsText(status, commits));
+  const auto owner = [](std::uint32_t inode) { return relayctl::FindSocketOwner(inode); };
+  Print(line, relayctl::StatusAsJson(status, commits, owner),
+        relayctl::StatusAsText(status, commits, owner));
   if (error) std::rethrow_exception(error);
   if (!status->in_sync()) return EXIT_FAILURE;
+  if (status->missing_sockets_size() + status->competing_sockets_size() != 0) return kSocketFault;
   return commits.good() ? EXIT_SUCCESS : kNotSaved;
 }
 

@@ -53,6 +53,7 @@ ordered_json InterfaceAsJson(const control::RelayInterface& interface) {
                          {"vlan", interface.has_vlan() ? ordered_json(interface.vlan()) : nullptr},
                          {"address", OrNull(address)},
                          {"state", interface.state()},
+                         {"reason", OrNull(interface.reason())},
                          {"link", OrNull(interface.link())}};
   AddSettings(interface.settings(), object);
   return object;
@@ -132,13 +133,13 @@ std::string InterfacesAsJson(const RelayState& state) {
 std::string InterfacesAsText(const RelayState& state) {
   if (state.interfaces.empty()) return "no relay interfaces\n";
   std::vector<Row> rows{
-      {"INSTANCE", "INTERFACE", "VLAN", "ADDRESS", "STATE", "LINK", "SETTINGS IN FORCE"}};
+      {"INSTANCE", "INTERFACE", "VLAN", "ADDRESS", "STATE", "LINK", "SETTINGS IN FORCE", "REASON"}};
   for (const control::RelayInterface& interface : state.interfaces) {
     rows.push_back({interface.instance(), interface.name(),
                     interface.has_vlan() ? std::to_string(interface.vlan()) : "-",
                     interface.address() != 0 ? control::AddressText(interface.address()) : "-",
                     interface.state(), interface.link().empty() ? "-" : interface.link(),
-                    SettingsText(interface.settings())});
+                    SettingsText(interface.settings()), interface.reason()});
   }
   return Columns(rows);
 }

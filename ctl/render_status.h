@@ -3,6 +3,8 @@
 #ifndef CTL_RENDER_STATUS_H_
 #define CTL_RENDER_STATUS_H_
 
+#include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -11,14 +13,17 @@
 
 namespace relayctl {
 
+// The process that has the socket with an inode open; empty when it is not known.
+using SocketOwner = std::function<std::string(std::uint32_t inode)>;
+
 // One line of JSON, without the newline. Without a status, as when no manager answers, only whether
 // commits are saved.
 std::string StatusAsJson(const std::optional<dhcp_relay::control::Status>& status,
-                         const dhcp_relay::saving::SaveStatus& commits);
+                         const dhcp_relay::saving::SaveStatus& commits, const SocketOwner& owner);
 
 // For people.
 std::string StatusAsText(const std::optional<dhcp_relay::control::Status>& status,
-                         const dhcp_relay::saving::SaveStatus& commits);
+                         const dhcp_relay::saving::SaveStatus& commits, const SocketOwner& owner);
 
 }  // namespace relayctl
 

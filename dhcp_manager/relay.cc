@@ -2,6 +2,10 @@
 
 #include <utility>
 
+#include <vxmw/vxmw.h>
+
+#include "base/severity.h"
+
 namespace dhcp_manager {
 namespace {
 
@@ -21,7 +25,12 @@ Relay::Relay(vxmw_t* mw, Sockets sockets, Resync& resync, const VrfDevices& vrf_
       trust_(trust),
       sockets_(std::move(sockets)),
       routes_(mw, OpenRouteQuery()),
-      packets_(mw, sockets_, counters_, routes_, flood_limit),
+      udp_sockets_(MakeUdpSocketQuery()),
+      competing_sockets_(*udp_sockets_, routes_,
+                         [this](const std::string& text) { ReportFault(text); }),
+      packets_(mw, sockets_, counters_, routes_, flood_limit,
+               {.on_opened = [this] { LookForCompetingSockets(); },
+                .on_failure = [this](const std::string& reason) { ReportFault(reason); }}),
       settled_(mw, [this] { Rebuild(); }),
       links_(mw, vrf_devices, [this] { ScheduleRebuild(); }) {
   resync_.OnChange([this](Resync::Change change) {
@@ -50,7 +59,25 @@ void Relay::Rebuild() {
   // This may drop counters that packets_ points to: Apply makes it drop those pointers.
   counters_.Synchronise(resync_.table());
   routes_.Forget();
+  const std::uint64_t sockets = packets_.sockets().version();
   packets_.Apply(Forwarding(resync_.table(), links_.links(), trust_));
+  if (packets_.sockets().version() != sockets) LookForCompetingSockets();
+}
+
+void Relay::LookForCompetingSockets() {
+  competing_sockets_.Look(packets_.sockets().Inodes(), links_.links(), forwarding(), Clock::now());
+}
+
+SocketFaults Relay::FindSocketFaults() {
+  if (competing_sockets_.IsDue(Clock::now())) LookForCompetingSockets();
+  return {.missing = packets_.sockets().Missing(), .competing = competing_sockets_.found()};
+}
+
+void Relay::ReportFault(const std::string& text) {
+  faults_.ErrorOf([&text] {
+    vxmw_gen_fault(base::kFaultError, "ReportFault", __FILE__, __LINE__, text.c_str());
+    return text;
+  });
 }
 
 }  // namespace dhcp_manager

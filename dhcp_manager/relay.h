@@ -6,15 +6,20 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <optional>
+#include <string>
 
 #include <vxmw/event.h>
 
+#include "base/service/log.h"
 #include "base/token_bucket.h"
+#include "dhcp_manager/datapath/competing_sockets.h"
 #include "dhcp_manager/datapath/packet_relay.h"
 #include "dhcp_manager/datapath/sockets.h"
 #include "dhcp_manager/kernel/link_watcher.h"
 #include "dhcp_manager/kernel/route_cache.h"
+#include "dhcp_manager/kernel/udp_sockets.h"
 #include "dhcp_manager/table/counters.h"
 #include "dhcp_manager/table/relay_state.h"
 #include "dhcp_manager/table/resync.h"
@@ -33,21 +38,34 @@ class Relay final : public RelayState {
   Relay& operator=(const Relay&) = delete;
 
   const Forwarding& forwarding() const override { return packets_.forwarding(); }
-  std::uint64_t version() const override { return version_; }
+  std::uint64_t version() const override { return version_ + packets_.sockets().version(); }
+  const std::string& SocketFailureOf(VrfIfindex vrf) const override {
+    return packets_.sockets().FailureOf(vrf);
+  }
+  SocketFaults FindSocketFaults() override;
   const Counters& counters() const override { return counters_; }
   void ClearCounters() override { counters_.Clear(); }
 
  private:
   using Clock = std::chrono::steady_clock;
 
+  // Lines and faults at once for sockets, and the time between two of them after that.
+  static constexpr double kReportedFaults = 10;
+  static constexpr std::chrono::seconds kFaultInterval{10};
+
   void ScheduleRebuild();
   void Rebuild();
+  void LookForCompetingSockets();
+  void ReportFault(const std::string& text);
 
   Resync& resync_;
   const Trust trust_;
   Sockets sockets_;
   Counters counters_;
   RouteCache routes_;
+  base::LimitedLog faults_{kReportedFaults, kFaultInterval};
+  std::unique_ptr<UdpSocketQuery> udp_sockets_;
+  CompetingSockets competing_sockets_;
   PacketRelay packets_;
   vxmw::TimerSource settled_;
   std::uint64_t version_ = 0;

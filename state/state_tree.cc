@@ -31,6 +31,13 @@ class Writer {
     return node;
   }
 
+  // Of a list without keys.
+  lyd_node* Entry(lyd_node* parent, const char* name) const {
+    lyd_node* node = nullptr;
+    Check(lyd_new_list(parent, module_, name, 0, &node), name);
+    return node;
+  }
+
   void Leaf(lyd_node* parent, const char* name, const std::string& value) const {
     Check(lyd_new_term(parent, module_, name, value.c_str(), 0, nullptr), name);
   }
@@ -58,12 +65,30 @@ class Writer {
   const lys_module* module_;
 };
 
+void WriteSockets(const Writer& writer, lyd_node* parent, const control::Status& status) {
+  for (const control::MissingSocket& socket : status.missing_sockets()) {
+    lyd_node* const entry = writer.Entry(parent, "missing-socket");
+    if (!socket.vrf_device().empty()) writer.Leaf(entry, "vrf-device", socket.vrf_device());
+    writer.Leaf(entry, "reason", socket.reason());
+  }
+  for (const control::CompetingSocket& socket : status.competing_sockets()) {
+    lyd_node* const entry = writer.Entry(parent, "competing-socket");
+    if (!socket.vrf_device().empty()) writer.Leaf(entry, "vrf-device", socket.vrf_device());
+    if (socket.address() != 0) {
+      writer.Leaf(entry, "address", control::AddressText(socket.address()));
+    }
+    writer.Leaf(entry, "user", std::uint64_t{socket.user()});
+    writer.Leaf(entry, "inode", std::uint64_t{socket.inode()});
+  }
+}
+
 void WriteStatus(const Writer& writer, lyd_node* parent, const control::Status& status) {
   writer.Leaf(parent, "connected", status.connected());
   writer.Leaf(parent, "in-sync", status.in_sync());
   writer.Leaf(parent, "calls", std::uint64_t{status.calls()});
   writer.Leaf(parent, "dumps", std::uint64_t{status.dumps()});
   writer.Leaf(parent, "journal-dropped", std::uint64_t{status.journal_dropped()});
+  WriteSockets(writer, parent, status);
 }
 
 void WriteOutcomes(const Writer& writer, lyd_node* parent, std::uint64_t received,
@@ -107,6 +132,7 @@ void WriteInterface(const Writer& writer, lyd_node* parent,
     writer.Leaf(entry, "address", control::AddressText(interface.address()));
   }
   writer.Leaf(entry, "state", interface.state());
+  if (!interface.reason().empty()) writer.Leaf(entry, "reason", interface.reason());
   if (!interface.link().empty()) writer.Leaf(entry, "link", interface.link());
   WriteSettings(writer, entry, interface.settings());
   WriteOutcomes(writer, writer.Container(entry, "requests"), interface.requests(),

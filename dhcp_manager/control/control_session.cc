@@ -14,12 +14,12 @@ std::unique_ptr<Answer> ControlSession::Take(const control::Request& request) {
     case control::Request::TABLE:
       return std::make_unique<TableAnswer>(resync_);
     case control::Request::STATUS:
-      return std::make_unique<StatusAnswer>(resync_, journal_);
+      return std::make_unique<StatusAnswer>(resync_, journal_, relay_);
     case control::Request::STATE:
       return std::make_unique<StateAnswer>(relay_);
     case control::Request::CLEAR_COUNTERS:
       ClearCounters();
-      return std::make_unique<StatusAnswer>(resync_, journal_);
+      return std::make_unique<StatusAnswer>(resync_, journal_, relay_);
     default:
       throw base::ConnectionError("it asks for something that is not known here");
   }

@@ -36,13 +36,20 @@ void FillCounters(const InterfaceCounters& counters, control::RelayInterface& me
                        *message.mutable_reply_outcomes());
 }
 
+// An interface that is up relays nothing while its VRF has no socket.
+void FillState(InterfaceState state, const std::string& socket_failure,
+               control::RelayInterface& message) {
+  const bool has_no_socket = state == InterfaceState::kUp && !socket_failure.empty();
+  message.set_state(Name(has_no_socket ? InterfaceState::kNoSocket : state));
+  if (has_no_socket) message.set_reason(socket_failure);
+}
+
 void Fill(const RelayInterface& interface, const InterfaceCounters& counters,
           control::RelayInterface& message) {
   message.set_instance(interface.instance->name);
   message.set_name(interface.name);
   if (interface.vlan) message.set_vlan(*interface.vlan);
   message.set_address(interface.relay.giaddr.host_order());
-  message.set_state(Name(interface.state));
   message.set_link(interface.link_name);
   FillSettings(interface.relay, *message.mutable_settings());
   FillCounters(counters, message);
@@ -99,6 +106,7 @@ StateAnswer::Size StateAnswer::WriteInterface(control::Reply& reply) {
   const InstanceCounters& counters = relay_.counters().instances().at(instance_);
   control::RelayInterface& message = *reply.add_relay_interfaces();
   Fill(*next, counters.interfaces.at(interface_), message);
+  FillState(next->state, relay_.SocketFailureOf(next->instance->vrf), message);
   return message.ByteSizeLong();
 }
 

@@ -5,7 +5,7 @@
 namespace dhcp_manager {
 
 PacketRelay::PacketRelay(vxmw_t* mw, SocketOpener& opener, Counters& counters, RouteLookup& routes,
-                         std::optional<base::RateLimit> flood_limit)
+                         std::optional<base::RateLimit> flood_limit, Events events)
     : table_(counters, flood_limit),
       requests_(table_),
       replies_(table_, routes),
@@ -20,7 +20,12 @@ PacketRelay::PacketRelay(vxmw_t* mw, SocketOpener& opener, Counters& counters, R
                       RelayReplies(socket);
                       poller_.OnWake();
                     },
-                .on_opened = [this] { table_.Resolve(sockets_.VrfOutboxes()); }}),
+                .on_opened =
+                    [this, on_opened = std::move(events.on_opened)] {
+                      table_.Resolve(sockets_.VrfOutboxes());
+                      on_opened();
+                    },
+                .on_failure = std::move(events.on_failure)}),
       poller_(
           mw, [this] { return PollSockets(); },
           [this](bool wake_up) { sockets_.SetWakeUp(wake_up); }) {}

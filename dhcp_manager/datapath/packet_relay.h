@@ -5,7 +5,9 @@
 #define DHCP_MANAGER_DATAPATH_PACKET_RELAY_H_
 
 #include <cstddef>
+#include <functional>
 #include <optional>
+#include <string>
 
 #include <vxmw/event.h>
 
@@ -24,10 +26,15 @@ namespace dhcp_manager {
 
 class PacketRelay {
  public:
+  struct Events {
+    std::function<void()> on_opened;                            // a retry has opened a socket
+    std::function<void(const std::string& reason)> on_failure;  // a socket cannot be opened
+  };
+
   // `opener`, `counters` and `routes` must outlive the relay. `flood_limit` limits the requests of
   // each interface. Nothing is received before the first Apply.
   PacketRelay(vxmw_t* mw, SocketOpener& opener, Counters& counters, RouteLookup& routes,
-              std::optional<base::RateLimit> flood_limit);
+              std::optional<base::RateLimit> flood_limit, Events events);
   PacketRelay(const PacketRelay&) = delete;
   PacketRelay& operator=(const PacketRelay&) = delete;
 
@@ -36,6 +43,7 @@ class PacketRelay {
   void Apply(Forwarding forwarding);
 
   const Forwarding& forwarding() const { return table_.forwarding(); }
+  const RelaySockets& sockets() const { return sockets_; }
 
  private:
   // These return the number of packets they took.

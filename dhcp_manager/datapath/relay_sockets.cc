@@ -1,17 +1,29 @@
 #include "dhcp_manager/datapath/relay_sockets.h"
 
 #include <sys/epoll.h>
+#include <sys/stat.h>
 
 #include <set>
 #include <system_error>
 #include <utility>
 
-#include "base/service/log.h"
-
 namespace dhcp_manager {
 namespace {
 
-void ReportFailure(const std::string& reason) { base::LogError(reason + "; trying again"); }
+constexpr char kClientSide[] = "the socket towards the clients";
+
+// Lines at once for sockets that are there again, and the time between two lines after that.
+constexpr double kLoggedRecoveries = 10;
+constexpr std::chrono::seconds kRecoveryInterval{10};
+
+std::uint32_t InodeOf(int fd) {
+  struct stat status{};
+  return fstat(fd, &status) == 0 ? static_cast<std::uint32_t>(status.st_ino) : 0;
+}
+
+std::string SocketText(const std::string& vrf_device) {
+  return "the socket of " + VrfText(vrf_device);
+}
 
 }  // namespace
 
@@ -21,11 +33,12 @@ RelaySockets::RelaySockets(vxmw_t* mw, SocketOpener& opener, Handlers handlers, 
       handlers_(std::move(handlers)),
       delays_(delays),
       client_retry_(MakeRetry([this] { return OpenAll(); })),
+      recoveries_(kLoggedRecoveries, kRecoveryInterval),
       release_(mw, [this] { opener_.ReleasePort(); }) {}
 
 std::unique_ptr<base::Retry> RelaySockets::MakeRetry(std::function<bool()> attempt) {
   const base::RetryDelays delays{.first = delays_.retry, .longest = delays_.retry};
-  return std::make_unique<base::Retry>(mw_, delays, ReportFailure,
+  return std::make_unique<base::Retry>(mw_, delays, handlers_.on_failure,
                                        [this, attempt = std::move(attempt)] {
                                          if (attempt()) handlers_.on_opened();
                                        });
@@ -66,14 +79,15 @@ bool RelaySockets::OpenAll() {
 bool RelaySockets::TryClient() {
   if (client_ || vrfs_.empty()) {
     client_retry_->Succeeded();
+    client_failure_.clear();
     return false;
   }
   try {
     client_ = MakeClient();
-    client_retry_->Succeeded();
+    Succeeded(*client_retry_, client_failure_, kClientSide);
     return true;
   } catch (const std::system_error& error) {
-    client_retry_->Failed(error.what());
+    Failed(*client_retry_, client_failure_, kClientSide, error.what());
     return false;
   }
 }
@@ -83,12 +97,51 @@ bool RelaySockets::TryVrf(VrfIfindex vrf) {
   if (entry.open) return false;
   try {
     entry.open = MakeVrf(vrf, entry.device);
-    entry.retry->Succeeded();
+    ++version_;
+    Succeeded(*entry.retry, entry.failure, SocketText(entry.device));
     return true;
   } catch (const std::system_error& error) {
-    entry.retry->Failed(error.what());
+    Failed(*entry.retry, entry.failure, SocketText(entry.device), error.what());
     return false;
   }
+}
+
+void RelaySockets::Succeeded(base::Retry& retry, std::string& failure, const std::string& socket) {
+  retry.Succeeded();
+  if (failure.empty()) return;
+  ++version_;
+  failure.clear();
+  recoveries_.Error(socket + " is there again");
+}
+
+void RelaySockets::Failed(base::Retry& retry, std::string& failure, const std::string& socket,
+                          const std::string& reason) {
+  retry.Failed(socket + " is missing, trying again: " + reason);
+  if (failure != reason) ++version_;
+  failure = reason;
+}
+
+const std::string& RelaySockets::FailureOf(VrfIfindex vrf) const {
+  static const std::string kNone;
+  const auto entry = vrfs_.find(vrf);
+  if (entry == vrfs_.end() || entry->second.open) return kNone;
+  return client_ ? entry->second.failure : client_failure_;
+}
+
+std::vector<MissingSocket> RelaySockets::Missing() const {
+  std::vector<MissingSocket> missing;
+  for (const auto& [vrf, entry] : vrfs_) {
+    if (!entry.open) missing.push_back({.vrf_device = entry.device, .reason = FailureOf(vrf)});
+  }
+  return missing;
+}
+
+VrfInodes RelaySockets::Inodes() const {
+  VrfInodes inodes;
+  for (const auto& [vrf, entry] : vrfs_) {
+    if (entry.open) inodes[vrf] = entry.open->inode;
+  }
+  return inodes;
 }
 
 std::unique_ptr<RelaySockets::OpenClient> RelaySockets::MakeClient() {
@@ -102,6 +155,7 @@ std::unique_ptr<RelaySockets::OpenClient> RelaySockets::MakeClient() {
 std::unique_ptr<RelaySockets::OpenVrf> RelaySockets::MakeVrf(VrfIfindex vrf,
                                                              const std::string& device) {
   auto opened = std::make_unique<OpenVrf>(vrf, opener_.OpenVrfSocket(device));
+  opened->inode = InodeOf(opened->socket.socket->fd());
   opened->events = std::make_unique<vxmw::IoSource>(
       mw_, opened->socket.socket->fd(), events(),
       [this, &socket = opened->socket](std::uint32_t /*events*/) { handlers_.on_replies(socket); });

@@ -11,15 +11,19 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <vxmw/event.h>
 
+#include "base/service/log.h"
 #include "base/service/retry.h"
 #include "dhcp_manager/datapath/batch.h"
 #include "dhcp_manager/datapath/batch_socket.h"
+#include "dhcp_manager/datapath/competing_sockets.h"
 #include "dhcp_manager/datapath/datapath_table.h"
 #include "dhcp_manager/datapath/sockets.h"
 #include "dhcp_manager/table/forwarding.h"
+#include "dhcp_manager/table/socket_faults.h"
 
 namespace dhcp_manager {
 
@@ -44,8 +48,9 @@ class RelaySockets {
     std::function<void()> on_requests;           // the client socket is readable
     std::function<void(VrfSocket&)> on_replies;  // that VRF's socket is readable
     std::function<void()> on_opened;             // a retry has opened a socket
+    // A socket cannot be opened; called again when the reason has changed.
+    std::function<void(const std::string& reason)> on_failure;
   };
-
   // `opener` must outlive the sockets.
   RelaySockets(vxmw_t* mw, SocketOpener& opener, Handlers handlers, SocketDelays delays = {});
   RelaySockets(const RelaySockets&) = delete;
@@ -64,6 +69,15 @@ class RelaySockets {
   ClientSocket* client() { return client_ ? &client_->socket : nullptr; }
   // REQUIRES: client().
   Outbox& client_outbox() { return client_->outbox; }
+
+  // Why `vrf` has no socket; empty while it has one, or needs none.
+  const std::string& FailureOf(VrfIfindex vrf) const;
+  // The VRFs that need a socket and have none.
+  std::vector<MissingSocket> Missing() const;
+  // The inodes of the VRFs' sockets.
+  VrfInodes Inodes() const;
+  // Changes when a socket is opened, and with the reason why one is not.
+  std::uint64_t version() const { return version_; }
 
   // The outboxes of the VRFs' sockets that are open.
   Outboxes VrfOutboxes();
@@ -87,12 +101,14 @@ class RelaySockets {
     OpenVrf(VrfIfindex vrf, std::unique_ptr<BatchSocket> opened) : socket(vrf, std::move(opened)) {}
 
     VrfSocket socket;
+    std::uint32_t inode = 0;
     std::unique_ptr<vxmw::IoSource> events;
   };
   // A VRF whose socket is needed.
   struct Vrf {
     std::string device;
     std::unique_ptr<base::Retry> retry;
+    std::string failure;  // of the latest attempt
     std::unique_ptr<OpenVrf> open;
   };
 
@@ -105,15 +121,22 @@ class RelaySockets {
   std::unique_ptr<OpenClient> MakeClient();
   std::unique_ptr<OpenVrf> MakeVrf(VrfIfindex vrf, const std::string& device);
   std::unique_ptr<base::Retry> MakeRetry(std::function<bool()> attempt);
+  // These tell of an attempt at `socket`, whose latest failure is `failure`.
+  void Succeeded(base::Retry& retry, std::string& failure, const std::string& socket);
+  void Failed(base::Retry& retry, std::string& failure, const std::string& socket,
+              const std::string& reason);
   std::uint32_t events() const;
 
   vxmw_t* const mw_;
   SocketOpener& opener_;
   const Handlers handlers_;
   const SocketDelays delays_;
+  std::uint64_t version_ = 0;
   bool wake_up_ = true;
   std::unique_ptr<OpenClient> client_;
   std::unique_ptr<base::Retry> client_retry_;
+  std::string client_failure_;
+  base::LimitedLog recoveries_;
   vxmw::TimerSource release_;
   std::map<VrfIfindex, Vrf> vrfs_;
 };

@@ -101,7 +101,13 @@ bool Connection::ReceiveAll(const std::function<void(Reply&)>& take) {
 
 control::Status Connection::Status() {
   Ask(Request::STATUS);
-  return Receive().status();
+  return ReceiveStatus();
+}
+
+control::Status Connection::ReceiveStatus() {
+  control::Status status;
+  ReceiveAll([&status](Reply& reply) { status.MergeFrom(reply.status()); });
+  return status;
 }
 
 std::vector<Instance> Connection::Table() {
@@ -133,7 +139,7 @@ RelayState Connection::State() {
 
 void Connection::ClearCounters() {
   Ask(Request::CLEAR_COUNTERS);
-  Receive();
+  ReceiveStatus();
 }
 
 }  // namespace dhcp_relay::control

@@ -49,6 +49,7 @@ class Connection {
  private:
   void Ask(Request::Kind kind);
   Reply Receive();
+  control::Status ReceiveStatus();
   // Whether the answer is of one moment.
   bool ReceiveAll(const std::function<void(Reply&)>& take);
 

@@ -19,7 +19,8 @@ namespace dhcp_relay::control {
   X(kMissing)           /* no kernel interface has its address in the instance's VRF */   \
   X(kNoAddress)         /* no address is configured */                                    \
   X(kNoVrf)             /* the kernel has no device for the instance's VRF */             \
-  X(kDuplicateAddress)  /* another interface already relays for its address */
+  X(kDuplicateAddress)  /* another interface already relays for its address */            \
+  X(kNoSocket)          /* the instance's VRF has no socket, for a reason told beside it */
 // clang-format on
 
 #define DHCP_RELAY_ENUMERATOR(name) name,

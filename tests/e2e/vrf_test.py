@@ -4,7 +4,6 @@ import re
 import unittest
 
 from paths import HELPERS
-from processes import wait_until
 from topology import Topology, assert_all_answered, instance, l3
 
 BUFFER = str(2 * 8 * 1024 * 1024)  # as the kernel counts 8 MiB
@@ -37,18 +36,27 @@ class Vrf(unittest.TestCase):
 
     def test_whose_port_is_taken_stops_no_other(self):
         top = Topology(self, manager_options="--vrf-device 7=red --vrf-device 8=blue")
-        instances = [self.add_vrf(top, "red", 7), self.add_vrf(top, "blue", 8)]
-        taker = top.network.start("relay", HELPERS / "take-port", "red")
+        top.network.answer("server")
+        instances = [instance(), self.add_vrf(top, "red", 7), self.add_vrf(top, "blue", 8)]
+        taker = top.network.start("relay", HELPERS / "take-port", "--device", "red")
         top.network.wait_listening("relay", 67, taker)
-        top.up(*instances, interfaces=[l3(7), l3(8)], vrfs={"red": 7, "blue": 8})
-        assert_all_answered(self, top.load(8, 100, 0.2))
+        top.up(*instances, interfaces=[l3(5), l3(7), l3(8)], vrfs={"red": 7, "blue": 8})
+        self.assertEqual([top.stack.interface(name)["state"] for name in ("l3-5", "l3-7", "l3-8")],
+                         ["up", "no-socket", "up"])
+        # Neither the attempts nor their success disturb the others.
+        load = top.network.start_load("client8", "eth0", 1000)
+        assert_all_answered(self, top.load(5, 100, 0.2))
         self.assertEqual(top.load(7, 100, 0.2)["answered"], 0)
         requests = top.counters("l3-7")["requests"]
         self.assertEqual((requests["received"], requests["send-failed"]), (20, 20))
-        self.assertIn("UDP port 67", (top.stack.directory / "manager.log").read_text())
-        # When the port is free, the VRF follows.
+        # Each of these changes makes the manager try again.
+        for i in range(20):
+            top.network.run("relay", "ip", "addr", "add", f"192.168.99.{i + 1}/32", "dev", "lo")
         top.network.stop(taker)
-        wait_until(lambda: top.load(7, 100, 0.1)["answered"] > 0, "the VRF relays")
+        top.stack.wait_state("l3-7", "up")
+        assert_all_answered(self, top.load(7, 100, 0.2))
+        assert_all_answered(self, top.network.stop_load(load))
+        self.assertEqual(self.buffers(top), {BUFFER})
 
     @staticmethod
     def buffers(top):

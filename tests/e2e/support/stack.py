@@ -91,9 +91,9 @@ class Stack:
                                      if entry["name"] == interface], f"{interface} is {state}")
 
     def wait_in_sync(self):
-        """Whether commits are saved is another matter."""
+        """Whether commits are saved, and whether every VRF has its socket, are other matters."""
         status = self.tool("dhcp-relayctl", "status", "--wait", LIMIT, check=False).returncode
-        if status not in (0, 3):
+        if status not in (0, 3, 4):
             raise AssertionError(f"not in sync after {LIMIT} s")
 
     def wait_saved(self):

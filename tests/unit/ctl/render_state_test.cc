@@ -2,6 +2,7 @@
 
 #include "ctl/render_state.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -14,6 +15,7 @@
 namespace {
 
 namespace control = dhcp_relay::control;
+using ::testing::HasSubstr;
 
 // Two outcomes a list, to keep the expected lines short; what the client hands over is complete.
 void SetOutcomes(std::uint64_t relayed, std::uint64_t malformed, control::OutcomeCounts* list) {
@@ -83,16 +85,31 @@ TEST(Instances, CountTheirServersAndInterfaces) {
 TEST(Interfaces, HaveTheirStateAndSettings) {
   EXPECT_EQ(relayctl::InterfacesAsJson(MakeState()),
             R"({"interfaces":[{"instance":"r1","name":"l3-5","vlan":5,"address":"192.168.5.1",)"
-            R"("state":"up","link":"eth0.5","check":false,"trusted":true,"option":true,)"
-            R"("policy":"replace"},{"instance":"r1","name":"l3-6","vlan":null,"address":null,)"
-            R"("state":"no-address","link":null,"check":false,"trusted":true,"option":true,)"
-            R"("policy":"replace"}]})");
+            R"("state":"up","reason":null,"link":"eth0.5","check":false,"trusted":true,)"
+            R"("option":true,"policy":"replace"},)"
+            R"({"instance":"r1","name":"l3-6","vlan":null,"address":null,)"
+            R"("state":"no-address","reason":null,"link":null,"check":false,"trusted":true,)"
+            R"("option":true,"policy":"replace"}]})");
   EXPECT_EQ(relayctl::InterfacesAsText(MakeState()),
-            "INSTANCE  INTERFACE  VLAN  ADDRESS      STATE       LINK    SETTINGS IN FORCE\n"
+            "INSTANCE  INTERFACE  VLAN  ADDRESS      STATE       LINK    "
+            "SETTINGS IN FORCE                                 REASON\n"
             "r1        l3-5       5     192.168.5.1  up          eth0.5  "
             "check off, trusted on, option on, policy replace\n"
             "r1        l3-6       -     -            no-address  -       "
             "check off, trusted on, option on, policy replace\n");
+}
+
+TEST(Interfaces, HaveTheReasonOfTheirState) {
+  control::RelayState state;
+  auto& interface = state.interfaces.emplace_back(MakeInterface("r1", "l3-5", "no-socket"));
+  interface.set_reason("Address already in use");
+  EXPECT_EQ(relayctl::InterfacesAsText(state),
+            "INSTANCE  INTERFACE  VLAN  ADDRESS  STATE      LINK  "
+            "SETTINGS IN FORCE                                 REASON\n"
+            "r1        l3-5       -     -        no-socket  -     "
+            "check off, trusted on, option on, policy replace  Address already in use\n");
+  EXPECT_THAT(relayctl::InterfacesAsJson(state),
+              HasSubstr(R"("state":"no-socket","reason":"Address already in use")"));
 }
 
 TEST(Counters, AreCompleteAsJson) {

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <optional>
+#include <string>
 
 #include "protocol/control/control.pb.h"
 #include "protocol/saving/save_status.h"
@@ -12,8 +14,20 @@ namespace {
 namespace control = dhcp_relay::control;
 using dhcp_relay::saving::SaveState;
 using dhcp_relay::saving::SaveStatus;
-using relayctl::StatusAsJson;
-using relayctl::StatusAsText;
+
+constexpr std::uint32_t kKnownInode = 7;
+
+std::string OwnerOf(std::uint32_t inode) {
+  return inode == kKnownInode ? "dnsmasq (process 4711)" : "";
+}
+
+std::string StatusAsJson(const std::optional<control::Status>& status, const SaveStatus& commits) {
+  return relayctl::StatusAsJson(status, commits, OwnerOf);
+}
+
+std::string StatusAsText(const std::optional<control::Status>& status, const SaveStatus& commits) {
+  return relayctl::StatusAsText(status, commits, OwnerOf);
+}
 
 TEST(Status, TellsConnectionSyncAndCommits) {
   control::Status status;
@@ -30,6 +44,7 @@ TEST(Status, TellsConnectionSyncAndCommits) {
             "commits: saved\n");
   EXPECT_EQ(StatusAsJson(status, saved), R"({"connected":true,"in_sync":true,"calls":26,"dumps":1,)"
                                          R"("journal_dropped":0,"journal_fault":null,)"
+                                         R"("missing_sockets":[],"competing_sockets":[],)"
                                          R"("commits":{"state":"saved","reason":null}})");
 }
 
@@ -49,6 +64,40 @@ TEST(Status, TellsWhatIsMissingInTheJournal) {
   EXPECT_EQ(StatusAsJson(status, saved),
             R"({"connected":false,"in_sync":false,"calls":0,"dumps":0,)"
             R"("journal_dropped":42,"journal_fault":"No space left on device",)"
+            R"("missing_sockets":[],"competing_sockets":[],)"
+            R"("commits":{"state":"saved","reason":null}})");
+}
+
+TEST(Status, TellsWhatIsWrongWithSockets) {
+  control::Status status;
+  for (const char* device : {"", "red"}) {
+    auto& missing = *status.add_missing_sockets();
+    missing.set_vrf_device(device);
+    missing.set_reason("Address already in use");
+  }
+  auto& known = *status.add_competing_sockets();
+  known.set_inode(kKnownInode);
+  known.set_address(0xC0A80501);
+  auto& unknown = *status.add_competing_sockets();
+  unknown.set_vrf_device("red");
+  unknown.set_user(5);
+  const SaveStatus saved{SaveState::kSaved, {}};
+  EXPECT_EQ(StatusAsText(status, saved),
+            "daemon: not connected, not in sync; 0 calls and 0 dumps so far\n"
+            "sockets: none in the default VRF: Address already in use\n"
+            "sockets: none in VRF red: Address already in use\n"
+            "sockets: replies to 192.168.5.1 in the default VRF are taken by "
+            "dnsmasq (process 4711) of user 0\n"
+            "sockets: replies in VRF red are taken by a process of user 5\n"
+            "commits: saved\n");
+  EXPECT_EQ(StatusAsJson(status, saved),
+            R"({"connected":false,"in_sync":false,"calls":0,"dumps":0,)"
+            R"("journal_dropped":0,"journal_fault":null,)"
+            R"("missing_sockets":[{"vrf_device":null,"reason":"Address already in use"},)"
+            R"({"vrf_device":"red","reason":"Address already in use"}],)"
+            R"("competing_sockets":[{"vrf_device":null,"address":"192.168.5.1","user":0,)"
+            R"-("process":"dnsmasq (process 4711)"},)-"
+            R"({"vrf_device":"red","address":null,"user":5,"process":null}],)"
             R"("commits":{"state":"saved","reason":null}})");
 }
 

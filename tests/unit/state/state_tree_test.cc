@@ -103,6 +103,31 @@ TEST_F(StateTreeTest, TellsTheStatus) {
   EXPECT_THAT(Values("instance/name"), IsEmpty());
 }
 
+TEST_F(StateTreeTest, TellsWhatIsWrongWithSockets) {
+  auto& missing = *status_.add_missing_sockets();
+  missing.set_vrf_device("red");
+  missing.set_reason("Address already in use");
+  status_.add_missing_sockets()->set_reason("Operation not permitted");
+  auto& competing = *status_.add_competing_sockets();
+  competing.set_address(kAddress);
+  competing.set_user(5);
+  competing.set_inode(99);
+  Make();
+  EXPECT_THAT(Values("missing-socket[1]/*"), ElementsAre("red", "Address already in use"));
+  EXPECT_THAT(Values("missing-socket[2]/*"), ElementsAre("Operation not permitted"));
+  EXPECT_THAT(Values("competing-socket/*"), ElementsAre("192.168.5.1", "5", "99"));
+}
+
+TEST_F(StateTreeTest, TellsWhyAnInterfaceHasNoSocket) {
+  relay_.instances.push_back(MakeInstance("r1"));
+  auto& interface = relay_.interfaces.emplace_back(MakeInterface("r1", "l3-5"));
+  interface.set_state("no-socket");
+  interface.set_reason("Address already in use");
+  Make();
+  EXPECT_THAT(Values("instance/interface/state"), ElementsAre("no-socket"));
+  EXPECT_THAT(Values("instance/interface/reason"), ElementsAre("Address already in use"));
+}
+
 TEST_F(StateTreeTest, HoldsInstancesWithTheirServers) {
   auto& instance = relay_.instances.emplace_back(MakeInstance("r1"));
   instance.set_vrf_device("red");

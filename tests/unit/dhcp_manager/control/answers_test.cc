@@ -11,7 +11,9 @@
 
 #include "dhcp_manager/control/answer.h"
 #include "dhcp_manager/control/state_answer.h"
+#include "dhcp_manager/control/status_answer.h"
 #include "dhcp_manager/control/table_answer.h"
+#include "dhcp_manager/table/journal.h"
 #include "dhcp_manager/table/resync.h"
 #include "protocol/control/control.pb.h"
 #include "protocol/control/outcome.h"
@@ -254,6 +256,57 @@ TEST_F(StateAnswerTest, CarriesTheCountersThatAreNotZero) {
 TEST_F(StateAnswerTest, TellsThatTheVrfIsMissing) {
   table_.Apply(VrfCall("r1", 0x01000007));
   EXPECT_TRUE(Written().relay_instances(0).vrf_missing());
+}
+
+class SocketStateTest : public StateAnswerTest {
+ protected:
+  // The interface of an instance in the default VRF, which has the reason for having no socket.
+  control::RelayInterface Interface(bool up) {
+    dhcp_manager::Links links;
+    links.links[2].index = 2;
+    links.links[2].up = up;
+    links.addresses.emplace_back().link = 2;
+    links.addresses.back().address = IPv4Addr::from_host_order(kAddress);
+    table_.Apply(AddressCall(wire::SET_L3_INTERFACE_ADDRESS, "r1", kAddress, "l3-5"));
+    relay_.failures = {{dhcp_manager::kDefaultVrf, "Address already in use"}};
+    relay_.Use(table_, links);
+    return Read(StateAnswer(relay_)).relay_interfaces(0);
+  }
+};
+
+TEST_F(SocketStateTest, AnInterfaceThatIsUpHasNoSocketForAReason) {
+  const control::RelayInterface interface = Interface(true);
+  EXPECT_EQ(interface.state(), "no-socket");
+  EXPECT_EQ(interface.reason(), "Address already in use");
+}
+
+TEST_F(SocketStateTest, OneThatIsDownIsDown) {
+  const control::RelayInterface interface = Interface(false);
+  EXPECT_EQ(interface.state(), "down");
+  EXPECT_EQ(interface.reason(), "");
+}
+
+TEST(StatusAnswerTest, OfThousandsOfVrfsWithoutASocketIsWhole) {
+  tests::ScriptedRelay relay;
+  for (int i = 0; i < kMany; ++i) {
+    relay.socket_faults.missing.push_back(
+        {.vrf_device = "vrf-" + std::to_string(i), .reason = "Address already in use"});
+  }
+  relay.socket_faults.competing.resize(kMany);
+  const Resync resync;
+  const dhcp_manager::Journal journal;
+  dhcp_manager::StatusAnswer answer(resync, journal, relay);
+  control::Status status;
+  while (!answer.complete()) {
+    const std::string packet = answer.Next();
+    EXPECT_LE(packet.size(), kMaxReply);
+    control::Reply reply;
+    EXPECT_TRUE(reply.ParseFromString(packet));
+    status.MergeFrom(reply.status());
+  }
+  ASSERT_EQ(status.missing_sockets_size(), kMany);
+  EXPECT_EQ(status.missing_sockets(kMany - 1).vrf_device(), "vrf-" + std::to_string(kMany - 1));
+  EXPECT_EQ(status.competing_sockets_size(), kMany);
 }
 
 TEST_F(StateAnswerTest, OfThousandsOfInterfacesAndServersIsWhole) {

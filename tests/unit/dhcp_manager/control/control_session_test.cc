@@ -64,6 +64,17 @@ TEST_F(ControlSessionTest, TellsWhatIsMissingInTheJournal) {
   EXPECT_EQ(Status(), "calls: 1 journal_dropped: 1 journal_fault: \"No space left on device\"");
 }
 
+TEST_F(ControlSessionTest, TellsWhatIsWrongWithSockets) {
+  relay_.socket_faults.missing = {{.vrf_device = "red", .reason = "Address already in use"}};
+  relay_.socket_faults.competing = {{.vrf_device = "",
+                                     .address = nettypes::IPv4Addr::from_host_order(0xC0A80501),
+                                     .user = 5,
+                                     .inode = 99}};
+  EXPECT_EQ(Status(),
+            "calls: 1 missing_sockets { vrf_device: \"red\" reason: \"Address already in use\" } "
+            "competing_sockets { address: 3232236801 user: 5 inode: 99 }");
+}
+
 TEST_F(ControlSessionTest, TellsTheTableAndTheState) {
   EXPECT_EQ(Answer(control::Request::TABLE).instances(0).name(), "r1");
   const auto state = Answer(control::Request::STATE);

@@ -4,6 +4,8 @@
 #define TESTS_UNIT_DHCP_MANAGER_CONTROL_SCRIPTED_RELAY_H_
 
 #include <cstdint>
+#include <map>
+#include <string>
 
 #include "dhcp_manager/table/relay_state.h"
 
@@ -20,10 +22,18 @@ class ScriptedRelay : public dhcp_manager::RelayState {
 
   const dhcp_manager::Forwarding& forwarding() const override { return forwarding_; }
   std::uint64_t version() const override { return version_; }
+  const std::string& SocketFailureOf(dhcp_manager::VrfIfindex vrf) const override {
+    static const std::string kNone;
+    const auto failure = failures.find(vrf);
+    return failure == failures.end() ? kNone : failure->second;
+  }
+  dhcp_manager::SocketFaults FindSocketFaults() override { return socket_faults; }
   const dhcp_manager::Counters& counters() const override { return counts; }
   void ClearCounters() override { counts.Clear(); }
 
   dhcp_manager::Counters counts;
+  std::map<dhcp_manager::VrfIfindex, std::string> failures;
+  dhcp_manager::SocketFaults socket_faults;
 
  private:
   dhcp_manager::Forwarding forwarding_;

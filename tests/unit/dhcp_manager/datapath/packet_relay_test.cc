@@ -59,8 +59,11 @@ class PacketRelayTest : public ::testing::Test {
   tests::ScriptedOpener opener_;
   dhcp_manager::Counters counters_;
   tests::ScriptedRoutes routes_;
+  int opened_ = 0;
   std::unique_ptr<PacketRelay> relay_ =
-      std::make_unique<PacketRelay>(mw_, opener_, counters_, routes_, std::nullopt);
+      std::make_unique<PacketRelay>(mw_, opener_, counters_, routes_, std::nullopt,
+                                    PacketRelay::Events{.on_opened = [this] { ++opened_; },
+                                                        .on_failure = [](const std::string&) {}});
 };
 
 TEST_F(PacketRelayTest, RelaysRequestsAndRepliesOfEveryVrf) {
@@ -82,6 +85,7 @@ TEST_F(PacketRelayTest, RelaysThroughASocketThatOpensLate) {
   EXPECT_EQ(counters.request_outcomes[static_cast<std::size_t>(tests::RequestOutcome::kSendFailed)],
             1U);
   ASSERT_TRUE(RunUntil([this] { return opener_.open == 3; }));
+  EXPECT_EQ(opened_, 1);
   RequestArrives(kRedLink);
   EXPECT_TRUE(RunUntil([this] { return SentToServers("red") == 1; }));
 }

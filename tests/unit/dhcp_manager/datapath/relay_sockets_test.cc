@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <chrono>
 #include <string>
@@ -19,16 +20,22 @@ namespace {
 
 using dhcp_manager::Forwarding;
 using dhcp_manager::kDefaultVrf;
+using dhcp_manager::MissingSocket;
 using dhcp_manager::RelaySockets;
 using dhcp_manager::VrfSocket;
 using ::testing::ElementsAre;
 using ::testing::Key;
+using ::testing::Pair;
 using ::testing::UnorderedElementsAre;
 using tests::Configuration;
 using tests::kRedVrf;
 
 constexpr dhcp_manager::SocketDelays kDelays{.retry = std::chrono::milliseconds(1),
                                              .release = std::chrono::milliseconds(1)};
+
+// What the scripted opener says.
+constexpr char kNoPacketSocket[] = "cannot open a packet socket: Operation not permitted";
+constexpr char kNoRed[] = "cannot bind to the VRF device red: No such device";
 
 class RelaySocketsTest : public ::testing::Test {
  protected:
@@ -57,19 +64,22 @@ class RelaySocketsTest : public ::testing::Test {
   int requests_ = 0;
   std::vector<int> replies_;
   int opened_ = 0;
+  std::vector<std::string> failures_;
   std::unique_ptr<RelaySockets> sockets_ = std::make_unique<RelaySockets>(
       mw_, opener_,
-      RelaySockets::Handlers{.on_requests =
-                                 [this] {
-                                   opener_.client.Clear();
-                                   ++requests_;
-                                 },
-                             .on_replies =
-                                 [this](VrfSocket& socket) {
-                                   opener_.vrfs[socket.vrf == kRedVrf ? "red" : ""].Clear();
-                                   replies_.push_back(socket.vrf);
-                                 },
-                             .on_opened = [this] { ++opened_; }},
+      RelaySockets::Handlers{
+          .on_requests =
+              [this] {
+                opener_.client.Clear();
+                ++requests_;
+              },
+          .on_replies =
+              [this](VrfSocket& socket) {
+                opener_.vrfs[socket.vrf == kRedVrf ? "red" : ""].Clear();
+                replies_.push_back(socket.vrf);
+              },
+          .on_opened = [this] { ++opened_; },
+          .on_failure = [this](const std::string& reason) { failures_.push_back(reason); }},
       kDelays);
 };
 
@@ -158,6 +168,55 @@ TEST_F(RelaySocketsTest, ARenamedDeviceIsTriedByItsNewName) {
   Apply();
   EXPECT_EQ(Attempts("VRF scarlet"), 1);
   EXPECT_TRUE(HasVrf(kRedVrf));
+}
+
+TEST_F(RelaySocketsTest, AVrfWithoutItsSocketHasTheReasonUntilItHasOne) {
+  opener_.vrf_errors["red"] = 3;
+  Apply();
+  EXPECT_EQ(sockets_->FailureOf(kRedVrf), kNoRed);
+  EXPECT_THAT(sockets_->Missing(), ElementsAre(MissingSocket{"red", kNoRed}));
+  EXPECT_EQ(sockets_->FailureOf(kDefaultVrf), "");
+  EXPECT_EQ(sockets_->FailureOf(77), "");
+  ASSERT_TRUE(RunUntil([this] { return opened_ > 0; }));
+  EXPECT_EQ(sockets_->FailureOf(kRedVrf), "");
+  EXPECT_THAT(sockets_->Missing(), ElementsAre());
+}
+
+TEST_F(RelaySocketsTest, WithoutTheClientSocketEveryVrfHasItsReason) {
+  opener_.client_errors = 1'000'000;
+  Apply();
+  EXPECT_THAT(sockets_->Missing(), ElementsAre(MissingSocket{"", kNoPacketSocket},
+                                               MissingSocket{"red", kNoPacketSocket}));
+  EXPECT_EQ(sockets_->FailureOf(kRedVrf), kNoPacketSocket);
+}
+
+TEST_F(RelaySocketsTest, AFailureIsReportedOnceForEachReason) {
+  opener_.vrf_errors["red"] = 5;
+  Apply();
+  ASSERT_TRUE(RunUntil([this] { return opened_ > 0; }));
+  EXPECT_THAT(failures_, ElementsAre("the socket of VRF red is missing, trying again: " +
+                                     std::string(kNoRed)));
+}
+
+TEST_F(RelaySocketsTest, TheVersionChangesWithWhatCanBeAskedFor) {
+  opener_.vrf_errors["red"] = 1;
+  const auto none = sockets_->version();
+  Apply();
+  const auto failed = sockets_->version();
+  EXPECT_NE(failed, none);
+  ASSERT_TRUE(RunUntil([this] { return opened_ > 0; }));
+  const auto opened = sockets_->version();
+  EXPECT_NE(opened, failed);
+  Apply();
+  EXPECT_EQ(sockets_->version(), opened);
+}
+
+TEST_F(RelaySocketsTest, HasTheInodesOfTheVrfsSockets) {
+  opener_.vrf_errors[""] = 1'000'000;
+  Apply();
+  struct stat status{};
+  ASSERT_EQ(fstat(opener_.vrfs["red"].event.get(), &status), 0);
+  EXPECT_THAT(sockets_->Inodes(), UnorderedElementsAre(Pair(kRedVrf, status.st_ino)));
 }
 
 TEST_F(RelaySocketsTest, ThePortIsReleasedOnceNoVrfNeedsIt) {

@@ -49,9 +49,10 @@ void AddOutcome(const std::string& name, std::uint64_t count, control::OutcomeCo
   entry.set_count(count);
 }
 
-Reply MakeStatus(std::uint64_t calls) {
+Reply MakeStatus(std::uint64_t calls, bool last = true) {
   Reply reply;
   reply.mutable_status()->set_calls(calls);
+  reply.set_last(last);
   return reply;
 }
 
@@ -111,6 +112,22 @@ TEST_F(ClientTest, ReadsTheStatus) {
   Send(MakeStatus(7));
   EXPECT_EQ(client_->Status().calls(), 7U);
   EXPECT_EQ(Asked(), Request::STATUS);
+}
+
+TEST_F(ClientTest, JoinsTheStatusFromSeveralReplies) {
+  Connect();
+  Reply first = MakeStatus(7, false);
+  first.mutable_status()->add_missing_sockets()->set_vrf_device("red");
+  Send(first);
+  Reply second;
+  second.mutable_status()->add_missing_sockets()->set_vrf_device("blue");
+  second.set_last(true);
+  Send(second);
+  const control::Status status = client_->Status();
+  EXPECT_EQ(status.calls(), 7U);
+  ASSERT_EQ(status.missing_sockets_size(), 2);
+  EXPECT_EQ(status.missing_sockets(0).vrf_device(), "red");
+  EXPECT_EQ(status.missing_sockets(1).vrf_device(), "blue");
 }
 
 TEST_F(ClientTest, WaitsForTheAnswerToClearing) {
@@ -224,14 +241,14 @@ TEST_F(ClientTest, GivesUpAfterTheLimit) {
 
 TEST_F(ClientTest, GivesUpWhenTheLastReplyDoesNotCome) {
   Connect(std::chrono::milliseconds(1));
-  Send(MakeStatus(0));
+  Send(MakeStatus(1, false));
   EXPECT_THAT([&] { client_->State(); },
               ThrowsMessage<base::ConnectionError>("the DHCP manager does not answer"));
 }
 
 TEST_F(ClientTest, TellsThatTheConnectionWasClosed) {
   Connect();
-  Send(MakeStatus(0));
+  Send(MakeStatus(1, false));
   EXPECT_EQ(shutdown(peer_.get(), SHUT_WR), 0);
   EXPECT_THAT([&] { client_->Table(); },
               ThrowsMessage<base::ConnectionError>("the DHCP manager closed the connection"));

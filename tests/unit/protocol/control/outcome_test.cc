@@ -52,7 +52,8 @@ TEST(OutcomeName, IsInTheListOnceForEachEnumerator) {
 
 TEST(InterfaceStateName, IsThatOfItsEnumerator) {
   EXPECT_THAT(dhcp_relay::control::InterfaceStates(),
-              ElementsAre("up", "down", "missing", "no-address", "no-vrf", "duplicate-address"));
+              ElementsAre("up", "down", "missing", "no-address", "no-vrf", "duplicate-address",
+                          "no-socket"));
   EXPECT_EQ(Name(InterfaceState::kUp), "up");
   EXPECT_EQ(Name(InterfaceState::kDuplicateAddress), "duplicate-address");
 }
