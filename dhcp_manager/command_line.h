@@ -8,7 +8,7 @@
 #include <string>
 
 #include "base/token_bucket.h"
-#include "dhcp_manager/kernel/link_watcher.h"
+#include "dhcp_manager/kernel/link_messages.h"
 #include "dhcp_manager/table/trust.h"
 
 namespace dhcp_manager {

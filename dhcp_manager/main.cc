@@ -16,6 +16,7 @@
 #include "dhcp_manager/control/config_server.h"
 #include "dhcp_manager/control/control_server.h"
 #include "dhcp_manager/control/socket_file.h"
+#include "dhcp_manager/kernel/link_socket.h"
 #include "dhcp_manager/privileges.h"
 #include "dhcp_manager/relay.h"
 #include "dhcp_manager/system_calls.h"
@@ -84,6 +85,7 @@ int Serve(vxmw_t* mw, const CommandLine& line) {
                                       ? dhcp_manager::Journal()
                                       : dhcp_manager::Journal(line.journal, IdOf(user));
   dhcp_manager::Sockets sockets;
+  auto link_socket = dhcp_manager::OpenLinkSocket();
   const std::optional<User> daemon = UserOf(line.daemon_user);
   dhcp_manager::SocketFile control_socket(line.runtime_directory / dhcp_relay::control::kSocketName,
                                           {.owner = IdOf(user), .group = OperatorsOf(line)});
@@ -91,8 +93,8 @@ int Serve(vxmw_t* mw, const CommandLine& line) {
                                          {.owner = IdOf(user), .group = GroupOf(daemon)});
   GiveUpRights(line, user);
   dhcp_manager::Resync resync;
-  dhcp_manager::Relay relay(mw, std::move(sockets), resync, line.vrf_devices, line.flood_guard,
-                            line.trust);
+  dhcp_manager::Relay relay(mw, std::move(sockets), std::move(link_socket), resync,
+                            line.vrf_devices, line.flood_guard, line.trust);
   const dhcp_manager::ControlServer control_server(mw, std::move(control_socket), resync, journal,
                                                    relay);
   const dhcp_manager::ConfigServer config_server(mw, std::move(config_socket), resync, journal,

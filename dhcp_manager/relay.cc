@@ -19,8 +19,9 @@ constexpr milliseconds kMaxDelay{50};
 
 }  // namespace
 
-Relay::Relay(vxmw_t* mw, Sockets sockets, Resync& resync, const VrfDevices& vrf_devices,
-             std::optional<base::RateLimit> flood_limit, const Trust& trust)
+Relay::Relay(vxmw_t* mw, Sockets sockets, std::unique_ptr<LinkSocket> link_socket, Resync& resync,
+             const VrfDevices& vrf_devices, std::optional<base::RateLimit> flood_limit,
+             const Trust& trust)
     : resync_(resync),
       trust_(trust),
       sockets_(std::move(sockets)),
@@ -32,7 +33,8 @@ Relay::Relay(vxmw_t* mw, Sockets sockets, Resync& resync, const VrfDevices& vrf_
                {.on_opened = [this] { LookForCompetingSockets(); },
                 .on_failure = [this](const std::string& reason) { ReportFault(reason); }}),
       settled_(mw, [this] { Rebuild(); }),
-      links_(mw, vrf_devices, [this] { ScheduleRebuild(); }) {
+      links_(mw, std::move(link_socket), vrf_devices,
+             [this](const Links::Changes& changes) { Follow(changes); }) {
   resync_.OnChange([this](Resync::Change change) {
     // Once the manager reports that it is in sync, the table must be in use.
     if (change == Resync::Change::kTable) {
@@ -49,6 +51,14 @@ void Relay::ScheduleRebuild() {
   const auto now = Clock::now();
   if (!first_change_) first_change_ = now;
   if (now - *first_change_ < kMaxDelay) settled_.Arm(kSettleTime);
+}
+
+// VRFs come and go with sockets. That is as rare as a commit, and done like one.
+void Relay::Follow(const Links::Changes& changes) {
+  if (resync_.dumps() == 0) return;
+  const Forwarding::Updated updated = packets_.Update(links_.links(), changes);
+  if (updated.interfaces > 0) ++version_;
+  if (changes.vrfs || updated.vrfs) ScheduleRebuild();
 }
 
 void Relay::Rebuild() {

@@ -1,5 +1,5 @@
-// The relay as a whole: combines the relay table and the kernel's links after every change of
-// either, and relays packets by the result.
+// The relay as a whole: combines the relay table and the kernel's links, and relays packets by the
+// result. A change of the relay table makes all anew; a change of links changes what depends on it.
 
 #ifndef DHCP_MANAGER_RELAY_H_
 #define DHCP_MANAGER_RELAY_H_
@@ -17,6 +17,7 @@
 #include "dhcp_manager/datapath/competing_sockets.h"
 #include "dhcp_manager/datapath/packet_relay.h"
 #include "dhcp_manager/datapath/sockets.h"
+#include "dhcp_manager/kernel/link_socket.h"
 #include "dhcp_manager/kernel/link_watcher.h"
 #include "dhcp_manager/kernel/route_cache.h"
 #include "dhcp_manager/kernel/udp_sockets.h"
@@ -30,9 +31,10 @@ namespace dhcp_manager {
 class Relay final : public RelayState {
  public:
   // `resync` must outlive the relay, and reports its changes to it. No packet is received before
-  // the first dump is complete. Throws std::runtime_error when the kernel's links cannot be read.
-  Relay(vxmw_t* mw, Sockets sockets, Resync& resync, const VrfDevices& vrf_devices,
-        std::optional<base::RateLimit> flood_limit, const Trust& trust);
+  // the first dump is complete. Throws std::runtime_error when the kernel's routes cannot be read.
+  Relay(vxmw_t* mw, Sockets sockets, std::unique_ptr<LinkSocket> link_socket, Resync& resync,
+        const VrfDevices& vrf_devices, std::optional<base::RateLimit> flood_limit,
+        const Trust& trust);
   ~Relay() override;
   Relay(const Relay&) = delete;
   Relay& operator=(const Relay&) = delete;
@@ -45,6 +47,8 @@ class Relay final : public RelayState {
   SocketFaults FindSocketFaults() override;
   const Counters& counters() const override { return counters_; }
   void ClearCounters() override { counters_.Clear(); }
+  // How often the kernel had no room for events of its links.
+  std::uint64_t link_overruns() const { return links_.overruns(); }
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -57,6 +61,7 @@ class Relay final : public RelayState {
   void Rebuild();
   void LookForCompetingSockets();
   void ReportFault(const std::string& text);
+  void Follow(const Links::Changes& changes);
 
   Resync& resync_;
   const Trust trust_;

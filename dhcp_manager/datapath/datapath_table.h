@@ -46,6 +46,11 @@ class DatapathTable {
   // hold an entry for each interface and server of `forwarding`.
   void Apply(Forwarding forwarding);
 
+  // Changes the forwarding in use to follow `links`. Everything resolved stays as it is.
+  Forwarding::Updated Update(const Links& links, const Links::Changes& changes) {
+    return forwarding_.Update(links, changes);
+  }
+
   // To be called after Apply, and whenever a socket was opened. The outboxes must outlive their
   // use: until the next Resolve.
   void Resolve(const Outboxes& outboxes);

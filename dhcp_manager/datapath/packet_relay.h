@@ -41,6 +41,10 @@ class PacketRelay {
   // Relays by `forwarding` from now on. The counters hold an entry for each of its interfaces and
   // servers.
   void Apply(Forwarding forwarding);
+  // Follows `links` from now on. The sockets stay as they are.
+  Forwarding::Updated Update(const Links& links, const Links::Changes& changes) {
+    return table_.Update(links, changes);
+  }
 
   const Forwarding& forwarding() const { return table_.forwarding(); }
   const RelaySockets& sockets() const { return sockets_; }

@@ -8,12 +8,6 @@
 namespace dhcp_manager {
 namespace {
 
-std::uint64_t Key(VrfIfindex vrf, nettypes::IPv4Addr address) {
-  constexpr unsigned kAddressBits = 32;
-  return (static_cast<std::uint64_t>(static_cast<std::uint32_t>(vrf)) << kAddressBits) |
-         address.host_order();
-}
-
 // A value that the override leaves unset is the instance's, else the data model's default.
 template <typename Value>
 Value Effective(const std::optional<Value>& override, const std::optional<Value>& instance,
@@ -37,36 +31,48 @@ std::optional<VrfIfindex> FindVrf(const std::optional<limid_t>& vrf, const Links
 
 Forwarding::Forwarding(const RelayTable& table, const Links& links, const Trust& trust)
     : trust_(trust) {
-  for (const LinkAddress& address : links.addresses) {
-    const auto link = links.links.find(address.link);
-    if (link == links.links.end()) continue;
-    owners_.emplace(address.address.host_order(), &address);
-    own_addresses_[links.VrfOf(link->second)].insert(address.address.host_order());
-  }
   for (const auto& [name, instance] : table.instances()) AddInstance(name, instance, links);
-  owners_.clear();
-  IndexByLink(links);
+  links.ForEachAddress([this](const VrfAddress& address) { UpdateOwnAddresses(address, true); });
+  std::unordered_set<int> links_to_index;
+  for (const auto& [address, interfaces] : by_address_) {
+    UpdateAddress(links, address, links_to_index);
+  }
+  for (const int link : links_to_index) IndexLink(links, link);
+}
+
+Forwarding::Updated Forwarding::Update(const Links& links, const Links::Changes& changes) {
+  Updated updated;
+  std::unordered_set<int> links_to_index = changes.links;
+  for (const VrfAddress& address : changes.addresses) {
+    UpdateOwnAddresses(address, links.FindOwner(address) != nullptr);
+    const Updated some = UpdateAddress(links, address, links_to_index);
+    updated.interfaces += some.interfaces;
+    updated.vrfs = updated.vrfs || some.vrfs;
+  }
+  for (const int link : links_to_index) IndexLink(links, link);
+  return updated;
 }
 
 void Forwarding::AddInstance(const std::string& name, const Instance& instance,
                              const Links& links) {
   const VrfIfindex vrf = FindVrf(instance.vrf, links).value_or(kUnknownVrf);
-  const auto device = links.links.find(vrf);
-  const std::string device_name = device == links.links.end() ? "" : device->second.name;
+  const Link* const device = links.Find(vrf);
   const RelayInstance& relay_instance = instances_.emplace_back(
       RelayInstance{.name = name,
                     .vrf = vrf,
-                    .vrf_device = device_name,
+                    .vrf_device = device == nullptr ? "" : device->name,
                     .servers = {instance.servers.begin(), instance.servers.end()}});
+  own_addresses_.try_emplace(vrf);
   for (const auto& [if_name, interface] : instance.interfaces) {
-    AddInterface(relay_instance, if_name, instance, links);
+    AddInterface(relay_instance, if_name, instance);
   }
 }
 
 void Forwarding::AddInterface(const RelayInstance& relay_instance, const std::string& name,
-                              const Instance& instance, const Links& links) {
+                              const Instance& instance) {
   const L3Interface& configured = instance.interfaces.at(name);
   const auto override = instance.overrides.find(name);
+  const auto index = static_cast<InterfaceIndex>(interfaces_.size());
   RelayInterface& interface = interfaces_.emplace_back();
   interface.instance = &relay_instance;
   interface.name = name;
@@ -76,60 +82,89 @@ void Forwarding::AddInterface(const RelayInstance& relay_instance, const std::st
   SetSettings(instance.settings,
               override != instance.overrides.end() ? override->second : Settings(),
               interface.relay);
-  Attach(interface, links);
-  if (!interface.usable()) return;
-  vrfs_.try_emplace(relay_instance.vrf, relay_instance.vrf_device);
-  const auto index = static_cast<InterfaceIndex>(interfaces_.size() - 1);
-  if (!by_address_.try_emplace(Key(relay_instance.vrf, interface.relay.giaddr), index).second) {
-    interface.state = InterfaceState::kDuplicateAddress;
+  if (relay_instance.vrf == kUnknownVrf) {
+    interface.state = InterfaceState::kNoVrf;
+  } else if (interface.relay.giaddr.is_unspecified()) {
+    interface.state = InterfaceState::kNoAddress;
+  } else {
+    by_address_[{relay_instance.vrf, interface.relay.giaddr}].push_back(index);
   }
 }
 
-void Forwarding::Attach(RelayInterface& interface, const Links& links) {
-  if (interface.instance->vrf == kUnknownVrf) {
-    interface.state = InterfaceState::kNoVrf;
-    return;
+Forwarding::Updated Forwarding::UpdateAddress(const Links& links, const VrfAddress& address,
+                                              std::unordered_set<int>& links_to_index) {
+  Updated updated;
+  const auto found = by_address_.find(address);
+  if (found == by_address_.end()) return updated;
+  const LinkAddress* const owner = links.FindOwner(address);
+  RelayInterface& first = interfaces_[found->second.front()];
+  links_to_index.insert(first.link);
+  if (owner != nullptr) links_to_index.insert(owner->link);
+  for (const InterfaceIndex index : found->second) {
+    RelayInterface& interface = interfaces_[index];
+    updated.vrfs = Attach(interface, links, owner) || updated.vrfs;
+    if (&interface != &first && owner != nullptr) {
+      interface.state = InterfaceState::kDuplicateAddress;
+    }
   }
-  if (interface.relay.giaddr.is_unspecified()) {
-    interface.state = InterfaceState::kNoAddress;
-    return;
-  }
-  const LinkAddress* const owned = FindOwner(interface, links);
-  if (owned == nullptr) {
-    interface.state = InterfaceState::kMissing;
-    return;
-  }
-  const Link& link = links.links.at(owned->link);
+  updated.interfaces = found->second.size();
+  return updated;
+}
+
+bool Forwarding::Attach(RelayInterface& interface, const Links& links, const LinkAddress* owner) {
+  const bool was_usable = interface.link != 0;
+  const Link link = owner == nullptr ? Link{} : *links.Find(owner->link);
+  const LinkAddress owned = owner == nullptr ? LinkAddress{} : *owner;
   interface.state = link.up ? InterfaceState::kUp : InterfaceState::kDown;
+  if (owner == nullptr) interface.state = InterfaceState::kMissing;
   interface.link = link.index;
   interface.link_name = link.name;
-  interface.broadcast = owned->broadcast;
-  interface.directed_broadcast = owned->DirectedBroadcast();
-  interface.relay.relay_agent_information =
-      MakeRelayAgentInformation(interface.name, interface.vlan, link.mac);
-}
-
-const LinkAddress* Forwarding::FindOwner(const RelayInterface& interface,
-                                         const Links& links) const {
-  const auto rank = [](const Link& link) { return std::pair(!link.up, link.index); };
-  const LinkAddress* owner = nullptr;
-  const auto [first, last] = owners_.equal_range(interface.relay.giaddr.host_order());
-  for (auto entry = first; entry != last; ++entry) {
-    const Link& link = links.links.at(entry->second->link);
-    if (links.VrfOf(link) != interface.instance->vrf) continue;
-    if (owner == nullptr || rank(link) < rank(links.links.at(owner->link))) owner = entry->second;
+  interface.broadcast = owned.broadcast;
+  interface.directed_broadcast = owned.DirectedBroadcast();
+  interface.relay.relay_agent_information.clear();
+  if (owner != nullptr) {
+    interface.relay.relay_agent_information =
+        MakeRelayAgentInformation(interface.name, interface.vlan, link.mac);
   }
-  return owner;
+  const bool usable = owner != nullptr;
+  return was_usable != usable && CountUsable(*interface.instance, usable);
 }
 
-// A link's interfaces in the order of its addresses: the oldest first, secondary ones last.
-void Forwarding::IndexByLink(const Links& links) {
-  for (const LinkAddress& address : links.addresses) {
-    const auto link = links.links.find(address.link);
-    if (link == links.links.end()) continue;
-    const auto found = by_address_.find(Key(links.VrfOf(link->second), address.address));
-    if (found == by_address_.end() || interfaces_[found->second].link != address.link) continue;
-    by_link_[address.link].push_back(found->second);
+bool Forwarding::CountUsable(const RelayInstance& instance, bool usable) {
+  std::size_t& count = usable_[instance.vrf];
+  count = usable ? count + 1 : count - 1;
+  if (count > 1 || (count == 1 && !usable)) return false;
+  if (usable) {
+    vrfs_.emplace(instance.vrf, instance.vrf_device);
+  } else {
+    vrfs_.erase(instance.vrf);
+  }
+  return true;
+}
+
+void Forwarding::UpdateOwnAddresses(const VrfAddress& address, bool owned) {
+  AddressSet& addresses = own_addresses_[address.vrf];
+  if (owned) {
+    addresses.insert(address.address.host_order());
+  } else {
+    addresses.erase(address.address.host_order());
+  }
+}
+
+void Forwarding::IndexLink(const Links& links, int index) {
+  std::vector<InterfaceIndex> interfaces;
+  const Link* const link = links.Find(index);
+  for (const LinkAddress& address : links.AddressesOf(index)) {
+    if (link == nullptr) break;
+    const auto found = by_address_.find({links.VrfOf(*link), address.address});
+    if (found == by_address_.end()) continue;
+    const InterfaceIndex first = found->second.front();
+    if (interfaces_[first].link == index) interfaces.push_back(first);
+  }
+  if (interfaces.empty()) {
+    by_link_.erase(index);
+  } else {
+    by_link_[index] = std::move(interfaces);
   }
 }
 
@@ -147,8 +182,10 @@ const RelayInterface* Forwarding::FindByLink(int link, nettypes::IPv4Addr destin
 }
 
 const RelayInterface* Forwarding::FindByAddress(VrfIfindex vrf, nettypes::IPv4Addr giaddr) const {
-  const auto found = by_address_.find(Key(vrf, giaddr));
-  return found == by_address_.end() ? nullptr : &interfaces_[found->second];
+  const auto found = by_address_.find({vrf, giaddr});
+  if (found == by_address_.end()) return nullptr;
+  const RelayInterface& interface = interfaces_[found->second.front()];
+  return interface.usable() ? &interface : nullptr;
 }
 
 const AddressSet& Forwarding::OwnAddresses(VrfIfindex vrf) const {

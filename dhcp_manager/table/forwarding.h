@@ -1,5 +1,6 @@
 // The relay table combined with the kernel's links: for every configured interface its kernel
-// interface, its settings in force and its servers. Rebuilt after every change of either.
+// interface, its settings in force and its servers. Made anew after every change of the relay table;
+// follows the links.
 
 #ifndef DHCP_MANAGER_TABLE_FORWARDING_H_
 #define DHCP_MANAGER_TABLE_FORWARDING_H_
@@ -11,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include <nettypes/ipv4_addr.h>
@@ -68,6 +70,14 @@ class Forwarding {
   Forwarding(const Forwarding&) = delete;
   Forwarding& operator=(const Forwarding&) = delete;
 
+  struct Updated {
+    std::size_t interfaces = 0;  // that were brought up to date
+    bool vrfs = false;           // whether vrfs() differs
+  };
+  // Follows what has changed in `links`, at a cost that depends on that alone. The VRFs of the
+  // instances stay as they are: after Changes::vrfs the table must be made anew.
+  Updated Update(const Links& links, const Links::Changes& changes);
+
   // By instance, then by name.
   const std::vector<RelayInterface>& interfaces() const { return interfaces_; }
   const std::deque<RelayInstance>& instances() const { return instances_; }
@@ -82,7 +92,7 @@ class Forwarding {
   // The interface of a reply in `vrf`.
   const RelayInterface* FindByAddress(VrfIfindex vrf, nettypes::IPv4Addr giaddr) const;
 
-  // Every address of this device in `vrf`.
+  // Every address of this device in `vrf`. Follows the links, too, when `vrf` is an instance's.
   const AddressSet& OwnAddresses(VrfIfindex vrf) const;
 
   // Whether a packet that came in through the interface for `destination` is for the relay: to a
@@ -94,24 +104,31 @@ class Forwarding {
   const std::map<VrfIfindex, std::string>& vrfs() const { return vrfs_; }
 
  private:
+  // The interfaces that have one address in one VRF. The first is the one that relays.
+  using SameAddress = std::vector<InterfaceIndex>;
+
   void AddInstance(const std::string& name, const Instance& instance, const Links& links);
   void AddInterface(const RelayInstance& relay_instance, const std::string& name,
-                    const Instance& instance, const Links& links);
-  // Finds the interface's kernel interface, or the reason why it has none.
-  void Attach(RelayInterface& interface, const Links& links);
-  // The kernel's address that is the interface's, in its VRF: on a link that is up rather than on
-  // one that is down, then on the one with the lowest index. Null when there is none.
-  const LinkAddress* FindOwner(const RelayInterface& interface, const Links& links) const;
-  void IndexByLink(const Links& links);
+                    const Instance& instance);
+  // Finds the kernel interface of the interfaces with that address, or that there is none. Adds the
+  // links whose interfaces may differ to `links_to_index`.
+  Updated UpdateAddress(const Links& links, const VrfAddress& address,
+                        std::unordered_set<int>& links_to_index);
+  // Whether vrfs() differs then, as of the next.
+  bool Attach(RelayInterface& interface, const Links& links, const LinkAddress* owner);
+  void UpdateOwnAddresses(const VrfAddress& address, bool owned);
+  bool CountUsable(const RelayInstance& instance, bool usable);
+  // A link's interfaces in the order of its addresses.
+  void IndexLink(const Links& links, int index);
 
   Trust trust_;
   std::deque<RelayInstance> instances_;
   std::vector<RelayInterface> interfaces_;
+  std::unordered_map<VrfAddress, SameAddress, VrfAddress::Hash> by_address_;
   std::unordered_map<int, std::vector<InterfaceIndex>> by_link_;
-  std::unordered_map<std::uint64_t, InterfaceIndex> by_address_;
   std::unordered_map<VrfIfindex, AddressSet> own_addresses_;
-  std::unordered_multimap<std::uint32_t, const LinkAddress*> owners_;  // during construction
   std::map<VrfIfindex, std::string> vrfs_;
+  std::unordered_map<VrfIfindex, std::size_t> usable_;  // interfaces, by VRF
 };
 
 }  // namespace dhcp_manager

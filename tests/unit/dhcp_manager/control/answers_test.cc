@@ -325,11 +325,9 @@ TEST_F(StateAnswerTest, OfThousandsOfInterfacesAndServersIsWhole) {
 TEST_F(StateAnswerTest, OfNamesThatAreNotUtf8IsWhole) {
   AddInterface("l3-\xff");
   dhcp_manager::Links links;
-  auto& link = links.links[2];
-  link.index = 2;
-  link.name = "eth\xff";
-  links.addresses.emplace_back().link = 2;
-  links.addresses.back().address = IPv4Addr::from_host_order(kAddress);
+  links.SetLink({.index = 2, .name = "eth\xff", .vrf_table = std::nullopt});
+  links.SetAddress(
+      {.link = 2, .address = IPv4Addr::from_host_order(kAddress), .broadcast = IPv4Addr()});
   table_.Apply(AddressCall(wire::SET_L3_INTERFACE_ADDRESS, "r1", kAddress, "l3-\xff"));
   relay_.Use(table_, links);
   const auto reply = Read(StateAnswer(relay_));

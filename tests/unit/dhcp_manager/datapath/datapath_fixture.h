@@ -95,7 +95,7 @@ struct Configuration {
     AddServer("red", "10.0.0.1");
     AddLink(kLink, "vlan5", "192.168.5.1", 0);
     AddLink(kRedLink, "vlan6", "192.168.6.1", kRedVrf);
-    links.links[kRedVrf] = {.index = kRedVrf, .name = "red", .up = true, .vrf_table = kRedTable};
+    links.SetLink({.index = kRedVrf, .name = "red", .up = true, .vrf_table = kRedTable});
   }
 
   void AddInterface(const std::string& instance, const std::string& name,
@@ -110,9 +110,9 @@ struct Configuration {
     table.Apply(AddressCall(wire::DELETE_SERVER, instance, Ip(server).host_order()));
   }
   void AddLink(int index, const std::string& name, const std::string& address, int master) {
-    links.links[index] = {
-        .index = index, .name = name, .up = true, .master = master, .vrf_table = std::nullopt};
-    links.addresses.push_back({.link = index, .address = Ip(address), .broadcast = {}});
+    links.SetLink(
+        {.index = index, .name = name, .up = true, .master = master, .vrf_table = std::nullopt});
+    links.SetAddress({.link = index, .address = Ip(address), .broadcast = {}});
   }
 
   dhcp_manager::Forwarding MakeForwarding() const { return {table, links, trust}; }

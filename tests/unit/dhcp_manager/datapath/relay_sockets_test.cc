@@ -28,6 +28,7 @@ using ::testing::Key;
 using ::testing::Pair;
 using ::testing::UnorderedElementsAre;
 using tests::Configuration;
+using tests::kRedLink;
 using tests::kRedVrf;
 
 constexpr dhcp_manager::SocketDelays kDelays{.retry = std::chrono::milliseconds(1),
@@ -107,7 +108,7 @@ TEST_F(RelaySocketsTest, WhatIsOpenStaysOpen) {
 
 TEST_F(RelaySocketsTest, AnInterfaceThatGoesDoesNotCloseItsVrf) {
   Apply();
-  configuration_.links.addresses.pop_back();
+  configuration_.links.RemoveAddress(configuration_.links.AddressesOf(kRedLink)[0]);
   Apply();
   EXPECT_FALSE(forwarding_.vrfs().contains(kRedVrf));
   EXPECT_TRUE(HasVrf(kRedVrf));
@@ -124,7 +125,7 @@ TEST_F(RelaySocketsTest, TheLastInstanceOfAVrfClosesItsSocket) {
 
 TEST_F(RelaySocketsTest, ADeviceThatGoesClosesItsSocket) {
   Apply();
-  configuration_.links.links.erase(kRedVrf);
+  configuration_.links.RemoveLink(kRedVrf);
   Apply();
   EXPECT_FALSE(HasVrf(kRedVrf));
 }
@@ -164,7 +165,8 @@ TEST_F(RelaySocketsTest, WhatIsNoLongerNeededIsNotTriedAgain) {
 TEST_F(RelaySocketsTest, ARenamedDeviceIsTriedByItsNewName) {
   opener_.vrf_errors["red"] = 1'000'000;
   Apply();
-  configuration_.links.links[kRedVrf].name = "scarlet";
+  configuration_.links.SetLink(
+      {.index = kRedVrf, .name = "scarlet", .up = true, .vrf_table = tests::kRedTable});
   Apply();
   EXPECT_EQ(Attempts("VRF scarlet"), 1);
   EXPECT_TRUE(HasVrf(kRedVrf));
@@ -250,7 +252,7 @@ TEST_F(RelaySocketsTest, AReadableSocketWakesItsHandler) {
 }
 
 TEST_F(RelaySocketsTest, WithoutWakeUpsNoHandlerIsCalledUntilTheyAreBack) {
-  configuration_.links.addresses.pop_back();
+  configuration_.links.RemoveAddress(configuration_.links.AddressesOf(kRedLink)[0]);
   Apply();
   sockets_->SetWakeUp(false);
   // A socket that is opened meanwhile does not wake up either.

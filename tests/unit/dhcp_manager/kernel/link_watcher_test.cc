@@ -1,243 +1,151 @@
-// The link watcher over a scripted cache: events, lost events, and what reaches its user.
+// The link watcher on the loop: what reaches its user, and how it gets over losses.
 
 #include "dhcp_manager/kernel/link_watcher.h"
 
 #include <gtest/gtest.h>
-#include <sys/eventfd.h>
 
-#include <algorithm>
+#include <cerrno>
 #include <functional>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
 #include <vxmw/vxmw.h>
 
-#include "base/descriptor.h"
 #include "tests/support/loop.h"
+#include "tests/unit/dhcp_manager/kernel/scripted_kernel.h"
 
 namespace {
 
 using dhcp_manager::Links;
+using dhcp_manager::LinkSocket;
 using dhcp_manager::LinkWatcher;
-using dhcp_manager::NetlinkCache;
-
-// What the kernel has, and the events that wait.
-struct Kernel {
-  Links links;
-  std::optional<std::string> lost;  // why the events that wait are lost
-  bool refuses = false;
-  int caches_opened = 0;
-  int caches = 0;
-  int event = -1;  // of the latest cache
-};
-
-class ScriptedCache final : public NetlinkCache {
- public:
-  explicit ScriptedCache(Kernel& kernel)
-      : kernel_(kernel), event_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), links_(kernel.links) {
-    if (kernel.refuses) throw std::runtime_error("cannot read the kernel's links");
-    ++kernel_.caches_opened;
-    ++kernel_.caches;
-    kernel_.event = event_.get();
-  }
-  ~ScriptedCache() override { --kernel_.caches; }
-
-  int fd() const override { return event_.get(); }
-  std::optional<std::string> TakeEvents() override {
-    eventfd_t count = 0;
-    eventfd_read(event_.get(), &count);
-    if (kernel_.lost) return std::exchange(kernel_.lost, std::nullopt);
-    links_ = kernel_.links;
-    return std::nullopt;
-  }
-  // After lost events it is out of date, as the real one.
-  Links Read() const override { return links_; }
-
- private:
-  Kernel& kernel_;
-  base::Descriptor event_;
-  Links links_;
-};
+using tests::Ip;
 
 class LinkWatcherTest : public ::testing::Test {
  protected:
-  LinkWatcherTest() { AddLink(1); }
+  LinkWatcherTest() {
+    AddLink(1);
+    kernel_.AddAddress(
+        {.link = 1, .address = Ip("192.168.5.1"), .broadcast = {}, .prefix_length = 24});
+  }
   ~LinkWatcherTest() override {
     watcher_.reset();
     vxmw_finish(&mw_);
   }
 
   void Watch() {
+    const auto open = [this] { return std::make_unique<tests::ScriptedLinkSocket>(kernel_); };
     watcher_ = std::make_unique<LinkWatcher>(
-        mw_, [this] { return std::make_unique<ScriptedCache>(kernel_); }, [this] { ++changes_; });
+        mw_, open(), dhcp_manager::VrfDevices(),
+        [this](const Links::Changes& changes) { changes_.push_back(changes); }, open);
   }
   void AddLink(int index) {
-    kernel_.links.links[index] = {
-        .index = index, .name = "a" + std::to_string(index), .vrf_table = std::nullopt};
-  }
-  void AddAddress(const std::string& address, bool secondary = false) {
-    kernel_.links.addresses.push_back({.link = 1,
-                                       .address = *nettypes::IPv4Addr::parse(address),
-                                       .broadcast = {},
-                                       .prefix_length = 24,
-                                       .secondary = secondary});
-  }
-  std::vector<std::string> Addresses() const {
-    std::vector<std::string> addresses;
-    for (const auto& entry : watcher_->links().addresses) {
-      addresses.push_back(entry.address.to_string());
-    }
-    return addresses;
-  }
-  // An event of the kernel, which the watcher takes.
-  void Event() {
-    ++events_;
-    eventfd_write(kernel_.event, 1);
+    kernel_.SetLink(
+        {.index = index, .name = "a" + std::to_string(index), .vrf_table = std::nullopt});
   }
   bool RunUntil(const std::function<bool()>& condition) { return tests::RunUntil(mw_, condition); }
-  bool Taken() const {
-    eventfd_t count = 0;
-    const bool waits = eventfd_read(kernel_.event, &count) == 0;
-    if (waits) eventfd_write(kernel_.event, count);
-    return !waits;
+  bool RunUntilUpToDate() {
+    return RunUntil([this] { return watcher_->links() == kernel_.Fresh(); });
   }
 
   vxmw_t* mw_ = vxmw_init("link_watcher_test");
-  Kernel kernel_;
-  int events_ = 0;
-  int changes_ = 0;
+  tests::ScriptedKernel kernel_;
+  std::vector<Links::Changes> changes_;
   std::unique_ptr<LinkWatcher> watcher_;
 };
 
 TEST_F(LinkWatcherTest, KnowsThePresentStateAtOnce) {
   Watch();
-  EXPECT_EQ(watcher_->links(), kernel_.links);
-  EXPECT_EQ(changes_, 0);
+  EXPECT_EQ(watcher_->links(), kernel_.Fresh());
+  EXPECT_EQ(watcher_->links().size(), 1U);
+  EXPECT_TRUE(changes_.empty());
 }
 
-TEST_F(LinkWatcherTest, ReportsAChange) {
+TEST_F(LinkWatcherTest, TellsWhatChanges) {
   Watch();
   AddLink(2);
-  Event();
-  ASSERT_TRUE(RunUntil([this] { return changes_ > 0; }));
-  EXPECT_EQ(changes_, 1);
-  EXPECT_EQ(watcher_->links().links.size(), 2U);
-  EXPECT_EQ(kernel_.caches_opened, 1);
+  ASSERT_TRUE(RunUntil([this] { return !changes_.empty(); }));
+  EXPECT_EQ(changes_.size(), 1U);
+  EXPECT_EQ(changes_[0].links, std::unordered_set<int>{2});
+  EXPECT_EQ(watcher_->links(), kernel_.Fresh());
 }
 
-TEST_F(LinkWatcherTest, AnEventThatChangesNothingIsNotReported) {
+TEST_F(LinkWatcherTest, AnEventThatChangesNothingIsNotTold) {
   Watch();
-  Event();
-  ASSERT_TRUE(RunUntil([this] { return Taken(); }));
-  EXPECT_EQ(changes_, 0);
+  AddLink(1);
+  AddLink(2);
+  ASSERT_TRUE(RunUntilUpToDate());
+  ASSERT_EQ(changes_.size(), 1U);
+  EXPECT_EQ(changes_[0].links, std::unordered_set<int>{2});
 }
 
-TEST_F(LinkWatcherTest, ReadsEverythingAnewWhenEventsWereLost) {
+TEST_F(LinkWatcherTest, ReadsAllAnewAfterAnOverrunAndCountsIt) {
   Watch();
   AddLink(2);
-  kernel_.lost = "Out of memory";
-  Event();
-  ASSERT_TRUE(RunUntil([this] { return changes_ > 0; }));
-  EXPECT_EQ(watcher_->links(), kernel_.links);
-  EXPECT_EQ(kernel_.caches_opened, 2);
-  EXPECT_EQ(kernel_.caches, 1);
+  kernel_.Overrun();
+  ASSERT_TRUE(RunUntilUpToDate());
+  EXPECT_EQ(watcher_->overruns(), 1U);
+  EXPECT_EQ(kernel_.sockets_opened, 1) << "another socket would have less room";
+  ASSERT_EQ(changes_.size(), 1U);
+  EXPECT_EQ(changes_[0].links, std::unordered_set<int>{2});
   AddLink(3);
-  Event();
-  ASSERT_TRUE(RunUntil([this] { return changes_ > 1; }));
-  EXPECT_EQ(watcher_->links(), kernel_.links);
+  ASSERT_TRUE(RunUntilUpToDate());
 }
 
-TEST_F(LinkWatcherTest, LostEventsThatChangeNothingAreNotReported) {
+TEST_F(LinkWatcherTest, WhatWaitsAfterAnOverrunDoesNotStopIt) {
   Watch();
-  kernel_.lost = "Out of memory";
-  Event();
-  ASSERT_TRUE(RunUntil([this] { return kernel_.caches_opened == 2; }));
-  EXPECT_EQ(changes_, 0);
+  kernel_.Overrun();
+  // Just as many as are skipped at once: nothing that waits wakes up the loop after them.
+  for (int i = 0; i < 256; ++i) AddLink(2);
+  ASSERT_TRUE(RunUntilUpToDate());
 }
 
-TEST_F(LinkWatcherTest, AnAddressThatIsReportedAnewKeepsItsPlace) {
-  AddAddress("192.168.5.1");
-  AddAddress("192.168.55.1");
+TEST_F(LinkWatcherTest, KeepsWhatItKnowsUntilAllHasBeenReadAnew) {
   Watch();
-  // The refresh of a lifetime moves the address to the end of libnl's cache.
-  std::swap(kernel_.links.addresses[0], kernel_.links.addresses[1]);
-  Event();
-  ASSERT_TRUE(RunUntil([this] { return Taken(); }));
-  EXPECT_EQ(changes_, 0);
-  EXPECT_EQ(Addresses(), (std::vector<std::string>{"192.168.5.1", "192.168.55.1"}));
+  const Links known = kernel_.Fresh();
+  kernel_.refuses_dumps = EBUSY;
+  AddLink(2);
+  kernel_.Overrun();
+  const int dumps = kernel_.dumps;
+  ASSERT_TRUE(RunUntil([&] { return kernel_.dumps > dumps + 2; }));
+  EXPECT_EQ(watcher_->links(), known);
+  EXPECT_EQ(watcher_->overruns(), 1U);
+  kernel_.refuses_dumps = 0;
+  ASSERT_TRUE(RunUntilUpToDate());
 }
 
-TEST_F(LinkWatcherTest, ANewAddressFollowsThoseThatWereThere) {
-  AddAddress("192.168.5.1");
+TEST_F(LinkWatcherTest, ASocketThatFailsIsReplaced) {
   Watch();
-  AddAddress("192.168.55.1");
-  std::swap(kernel_.links.addresses[0], kernel_.links.addresses[1]);
-  Event();
-  ASSERT_TRUE(RunUntil([this] { return changes_ > 0; }));
-  EXPECT_EQ(Addresses(), (std::vector<std::string>{"192.168.5.1", "192.168.55.1"}));
+  kernel_.Fail(std::system_error(EBADF, std::generic_category(), "cannot read"));
+  AddLink(2);
+  ASSERT_TRUE(RunUntil([this] { return kernel_.sockets_opened == 2; }));
+  ASSERT_TRUE(RunUntilUpToDate());
+  EXPECT_EQ(kernel_.sockets, 1);
+  EXPECT_EQ(watcher_->overruns(), 0U);
 }
 
-TEST_F(LinkWatcherTest, AnAddressThatWasRemovedHasLostItsPlace) {
-  AddAddress("192.168.5.1");
-  AddAddress("192.168.55.1");
+TEST_F(LinkWatcherTest, AKernelThatRefusesANewSocketIsAskedAgain) {
   Watch();
-  kernel_.links.addresses.erase(kernel_.links.addresses.begin());
-  Event();
-  ASSERT_TRUE(RunUntil([this] { return changes_ == 1; }));
-  AddAddress("192.168.5.1");
-  Event();
-  ASSERT_TRUE(RunUntil([this] { return changes_ == 2; }));
-  EXPECT_EQ(Addresses(), (std::vector<std::string>{"192.168.55.1", "192.168.5.1"}));
+  kernel_.refuses_sockets = true;
+  kernel_.Fail(std::system_error(EBADF, std::generic_category(), "cannot read"));
+  ASSERT_TRUE(RunUntil([this] { return kernel_.sockets_opened > 3; }));
+  AddLink(2);
+  kernel_.refuses_sockets = false;
+  ASSERT_TRUE(RunUntilUpToDate());
 }
 
-TEST_F(LinkWatcherTest, SecondaryAddressesAreBehindAllOthers) {
-  AddAddress("192.168.5.2", true);
-  AddAddress("192.168.5.1");
+TEST_F(LinkWatcherTest, AFirstReadingThatFailsIsRepeated) {
+  kernel_.refuses_dumps = EBUSY;
   Watch();
-  EXPECT_EQ(Addresses(), (std::vector<std::string>{"192.168.5.1", "192.168.5.2"}));
-  // The primary one goes, and the kernel promotes the other.
-  kernel_.links.addresses = {kernel_.links.addresses[0]};
-  kernel_.links.addresses[0].secondary = false;
-  AddAddress("192.168.5.1", true);
-  Event();
-  ASSERT_TRUE(RunUntil([this] { return changes_ > 0; }));
-  EXPECT_EQ(Addresses(), (std::vector<std::string>{"192.168.5.2", "192.168.5.1"}));
-}
-
-TEST_F(LinkWatcherTest, AfterLostEventsTheOrderIsTheKernels) {
-  AddAddress("192.168.5.1");
-  AddAddress("192.168.55.1");
-  Watch();
-  std::swap(kernel_.links.addresses[0], kernel_.links.addresses[1]);
-  kernel_.lost = "Out of memory";
-  Event();
-  ASSERT_TRUE(RunUntil([this] { return changes_ > 0; }));
-  EXPECT_EQ(Addresses(), (std::vector<std::string>{"192.168.55.1", "192.168.5.1"}));
-}
-
-TEST_F(LinkWatcherTest, AKernelThatRefusesIsAnError) {
-  kernel_.refuses = true;
-  EXPECT_THROW(Watch(), std::runtime_error);
-}
-
-TEST_F(LinkWatcherTest, AKernelThatRefusesLaterEndsTheLoop) {
-  Watch();
-  kernel_.refuses = true;
-  kernel_.lost = "Out of memory";
-  Event();
-  EXPECT_THROW(RunUntil([] { return false; }), std::runtime_error);
-}
-
-TEST(NetlinkCacheTest, ReadsTheKernelsLoopbackDevice) {
-  const auto cache = dhcp_manager::OpenNetlinkCache({});
-  const Links links = cache->Read();
-  const auto has_loopback = [](const auto& entry) { return entry.second.name == "lo"; };
-  EXPECT_TRUE(std::ranges::any_of(links.links, has_loopback));
-  EXPECT_GE(cache->fd(), 0);
+  EXPECT_EQ(watcher_->links(), Links());
+  kernel_.refuses_dumps = 0;
+  ASSERT_TRUE(RunUntilUpToDate());
+  ASSERT_EQ(changes_.size(), 1U);
+  EXPECT_EQ(changes_[0].links, std::unordered_set<int>{1});
 }
 
 }  // namespace

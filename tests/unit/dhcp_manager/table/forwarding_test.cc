@@ -38,23 +38,22 @@ class ForwardingTest : public ::testing::Test {
     }
   }
   void AddLink(int index, const std::string& name, bool up = true, int master = 0) {
-    links_.links[index] = {.index = index,
-                           .name = name,
-                           .up = up,
-                           .mac = {2, 0, 0, 0, 0, static_cast<std::uint8_t>(index)},
-                           .master = master,
-                           .vrf_table = std::nullopt};
+    links_.SetLink({.index = index,
+                    .name = name,
+                    .up = up,
+                    .mac = {2, 0, 0, 0, 0, static_cast<std::uint8_t>(index)},
+                    .master = master,
+                    .vrf_table = std::nullopt});
   }
   void AddVrf(int index, std::uint32_t table) {
-    AddLink(index, "vrf" + std::to_string(table));
-    links_.links[index].vrf_table = table;
+    links_.SetLink({.index = index, .name = "vrf" + std::to_string(table), .vrf_table = table});
   }
   void AddAddress(int link, const std::string& address, const std::string& broadcast = "0.0.0.0",
                   unsigned prefix_length = 32) {
-    links_.addresses.push_back({.link = link,
-                                .address = Ip(address),
-                                .broadcast = Ip(broadcast),
-                                .prefix_length = prefix_length});
+    links_.SetAddress({.link = link,
+                       .address = Ip(address),
+                       .broadcast = Ip(broadcast),
+                       .prefix_length = prefix_length});
   }
   Forwarding Make() const { return {table_, links_}; }
   InterfaceState StateOf(const std::string& name) const {
@@ -240,10 +239,10 @@ TEST_F(ForwardingTest, OfTwoLinksWithTheAddressTheOneThatIsUpIsTaken) {
   for (const int link : {9, 4, 7}) AddAddress(link, "192.168.5.1");
   AddInterface("r1", "l3-5", "192.168.5.1");
   EXPECT_EQ(Make().interfaces().at(0).link, 7);
-  links_.links[4].up = true;
+  AddLink(4, "vlan5");
   EXPECT_EQ(Make().interfaces().at(0).link, 4);
   EXPECT_EQ(Make().FindByLink(7, Ip("255.255.255.255")), nullptr);
-  for (auto& [index, link] : links_.links) link.up = false;
+  for (const int link : {9, 4, 7}) AddLink(link, "vlan" + std::to_string(link), false);
   EXPECT_EQ(Make().interfaces().at(0).link, 4);
 }
 
@@ -251,20 +250,6 @@ TEST_F(ForwardingTest, AnAddressOfNoLinkIsPassedOver) {
   AddAddress(2, "192.168.5.1");
   AddInterface("r1", "l3-5", "192.168.5.1");
   EXPECT_EQ(StateOf("l3-5"), InterfaceState::kMissing);
-}
-
-TEST(LinksTest, RoutingDomainIsTheVrfDeviceOrItsMaster) {
-  Links links;
-  links.links[5] = {.index = 5, .name = "red", .vrf_table = 7};
-  links.links[6] = {.index = 6, .name = "br0", .vrf_table = std::nullopt};
-  links.links[7] = {.index = 7, .name = "a", .master = 5, .vrf_table = std::nullopt};
-  links.links[8] = {.index = 8, .name = "b", .master = 6, .vrf_table = std::nullopt};
-  links.links[9] = {.index = 9, .name = "c", .master = 99, .vrf_table = std::nullopt};
-  EXPECT_EQ(links.VrfOf(links.links[5]), 5);
-  EXPECT_EQ(links.VrfOf(links.links[7]), 5);
-  for (const int index : {6, 8, 9}) EXPECT_EQ(links.VrfOf(links.links[index]), kDefaultVrf);
-  EXPECT_EQ(links.FindVrf(7), 5);
-  EXPECT_EQ(links.FindVrf(8), std::nullopt);
 }
 
 TEST(CountersTest, SynchroniseDropsRemovedEntriesAndLeavesTheOthers) {
