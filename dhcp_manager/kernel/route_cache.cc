@@ -3,6 +3,7 @@
 #include <sys/epoll.h>
 
 #include <algorithm>
+#include <stdexcept>
 
 namespace dhcp_manager {
 
@@ -15,11 +16,20 @@ bool RouteCache::LeadsTo(VrfIfindex vrf, nettypes::IPv4Addr address, int link) {
   if (found == links_.end()) {
     // What changes between the two is noticed: it makes the loop drop the answer.
     if (!watching_) Watch();
-    auto links = query_->Find(vrf, address);
+    auto links = Ask(vrf, address);
     if (!links) return false;
     found = links_.emplace(Key(vrf, address), std::move(*links)).first;
   }
   return std::ranges::find(found->second, link) != found->second.end();
+}
+
+std::optional<std::vector<int>> RouteCache::Ask(VrfIfindex vrf, nettypes::IPv4Addr address) {
+  try {
+    return query_->Find(vrf, address);
+  } catch (const std::runtime_error& error) {
+    failures_.Error("cannot find the route to " + address.to_string() + ": " + error.what());
+    return std::nullopt;
+  }
 }
 
 void RouteCache::Watch() {

@@ -7,14 +7,16 @@
 #ifndef DHCP_MANAGER_KERNEL_ROUTE_CACHE_H_
 #define DHCP_MANAGER_KERNEL_ROUTE_CACHE_H_
 
-#include <cstdint>
+#include <chrono>
 #include <map>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include <vxmw/event.h>
 
+#include "base/service/log.h"
 #include "dhcp_manager/kernel/route_lookup.h"
 #include "dhcp_manager/kernel/route_query.h"
 
@@ -32,11 +34,18 @@ class RouteCache final : public RouteLookup {
  private:
   using Key = std::pair<VrfIfindex, nettypes::IPv4Addr>;
 
+  // Lines at once for questions without an answer, and the time between two lines after that.
+  static constexpr double kLoggedFailures = 1;
+  static constexpr std::chrono::seconds kFailureInterval{10};
+
   void Watch();
+  // Nothing when the kernel does not answer.
+  std::optional<std::vector<int>> Ask(VrfIfindex vrf, nettypes::IPv4Addr address);
 
   const std::unique_ptr<RouteQuery> query_;
   vxmw::IoSource events_;
   bool watching_ = false;
+  base::LimitedLog failures_{kLoggedFailures, kFailureInterval};
   std::map<Key, std::vector<int>> links_;
 };
 

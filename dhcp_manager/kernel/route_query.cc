@@ -10,11 +10,13 @@
 #include <sys/socket.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
 
 #include "base/socket_buffers.h"
+#include "base/system_error.h"
 
 namespace dhcp_manager {
 namespace {
@@ -52,7 +54,7 @@ Netlink<nl_sock> OpenEventSocket() {
   const int fd = nl_socket_get_fd(socket.get());
   constexpr int kOn = 1;
   if (setsockopt(fd, SOL_NETLINK, NETLINK_NO_ENOBUFS, &kOn, sizeof(kOn)) != 0) {
-    throw std::runtime_error("cannot watch the kernel's routes");
+    base::ThrowSystemError("cannot watch the kernel's routes");
   }
   base::SetReceiveBuffer(fd, 1);
   for (const int group : kGroups) {
@@ -80,10 +82,19 @@ Netlink<nl_msg> MakeRequest(VrfIfindex vrf, nettypes::IPv4Addr address) {
   return message;
 }
 
+// There is no route: an answer like others. But the kernel may also have had no memory for one.
+void CheckRefusal(const nlmsghdr& answer) {
+  if (answer.nlmsg_type != NLMSG_ERROR || nlmsg_datalen(&answer) < int{sizeof(nlmsgerr)}) return;
+  const int error = -static_cast<const nlmsgerr*>(nlmsg_data(&answer))->error;
+  if (error == ENOMEM || error == ENOBUFS) throw base::SystemError("the kernel refuses", error);
+}
+
 std::vector<int> LinksOf(nlmsghdr* answer) {
   std::vector<int> links;
   rtnl_route* parsed = nullptr;
-  if (answer->nlmsg_type != RTM_NEWROUTE || rtnl_route_parse(answer, &parsed) < 0) return links;
+  CheckRefusal(*answer);
+  if (answer->nlmsg_type != RTM_NEWROUTE) return links;
+  Check(rtnl_route_parse(answer, &parsed), "read the kernel's answer");
   const Netlink<rtnl_route> route(parsed);
   if (rtnl_route_get_type(route.get()) != RTN_UNICAST) return links;
   rtnl_route_foreach_nexthop(
@@ -108,16 +119,20 @@ class NetlinkRouteQuery final : public RouteQuery {
     }
   }
 
-  std::optional<std::vector<int>> Find(VrfIfindex vrf, nettypes::IPv4Addr address) override {
+  std::vector<int> Find(VrfIfindex vrf, nettypes::IPv4Addr address) override {
     const Netlink<nl_msg> request = MakeRequest(vrf, address);
-    if (nl_send_auto(socket_.get(), request.get()) < 0) return std::nullopt;
-    sockaddr_nl sender{};
-    unsigned char* received = nullptr;
-    const int size = nl_recv(socket_.get(), &sender, &received, nullptr);
-    const Netlink<unsigned char> bytes(received);
-    auto* const answer = reinterpret_cast<nlmsghdr*>(received);
-    if (size <= 0 || nlmsg_ok(answer, size) == 0) return std::nullopt;
-    return LinksOf(answer);
+    Check(nl_send_auto(socket_.get(), request.get()), "ask the kernel");
+    for (;;) {
+      sockaddr_nl sender{};
+      unsigned char* received = nullptr;
+      const int size = nl_recv(socket_.get(), &sender, &received, nullptr);
+      const Netlink<unsigned char> bytes(received);
+      Check(size, "read the kernel's answer");
+      auto* const answer = reinterpret_cast<nlmsghdr*>(received);
+      if (size == 0 || nlmsg_ok(answer, size) == 0) throw std::runtime_error("no answer came");
+      // Else it is the late answer to another question.
+      if (answer->nlmsg_seq == nlmsg_hdr(request.get())->nlmsg_seq) return LinksOf(answer);
+    }
   }
 
  private:

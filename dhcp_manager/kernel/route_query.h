@@ -4,7 +4,6 @@
 #define DHCP_MANAGER_KERNEL_ROUTE_QUERY_H_
 
 #include <memory>
-#include <optional>
 #include <vector>
 
 #include <nettypes/ipv4_addr.h>
@@ -25,9 +24,9 @@ class RouteQuery {
   // Drops what is known of changes so far.
   virtual void Arm() = 0;
 
-  // The links through which packets for `address` leave `vrf`; none when there is no route. Nothing
-  // when the kernel does not answer. Does not wait: the kernel answers within the call.
-  virtual std::optional<std::vector<int>> Find(VrfIfindex vrf, nettypes::IPv4Addr address) = 0;
+  // The links through which packets for `address` leave `vrf`; none when there is no route. Does
+  // not wait: the kernel answers within the call. Throws std::runtime_error when it does not.
+  virtual std::vector<int> Find(VrfIfindex vrf, nettypes::IPv4Addr address) = 0;
 };
 
 // Throws std::runtime_error when the kernel refuses.
