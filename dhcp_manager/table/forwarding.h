@@ -1,5 +1,5 @@
 // The relay table combined with the kernel's links: for every configured interface its kernel
-// interface, its settings in force and its servers. Made anew after every change of the relay table;
+// interface, its settings in force and its servers. Made anew after a change of the relay table;
 // follows the links.
 
 #ifndef DHCP_MANAGER_TABLE_FORWARDING_H_

@@ -5,7 +5,8 @@ import unittest
 
 from configuration import configuration
 from processes import wait_until
-from topology import Topology, dhcp_range, instance, l3
+from topology import Topology, assert_all_answered, dhcp_range, instance, l3
+from trunk import Trunk
 
 
 class Interface(unittest.TestCase):
@@ -52,6 +53,27 @@ class Interface(unittest.TestCase):
         top.network.run("relay", "ip", "link", "set", "renamed", "up")
         wait_until(lambda: top.stack.interface("l3-5")["link"] == "renamed", "the new name is seen")
         self.served(top)
+
+
+class ManyInterfaces(unittest.TestCase):
+    def test_that_go_down_and_come_back_hold_up_no_other(self):
+        top = Topology(self)
+        top.network.answer("server")
+        trunk = Trunk(top.network, 500)
+        top.up(*trunk.instances(), interfaces=trunk.l3())
+
+        def wait_states(state):
+            wait_until(lambda: {entry["state"] for entry in top.stack.show("interfaces")["interfaces"]
+                                if entry["instance"] == "trunk"} == {state}, f"the trunk's interfaces are {state}")
+        wait_states("up")
+        load = top.network.start_load("client5", "eth0", 1000)
+        for _ in range(10):
+            trunk.flap()
+        top.network.run("relay", "ip", "link", "set", "trunk", "down")
+        wait_states("down")
+        top.network.run("relay", "ip", "link", "set", "trunk", "up")
+        wait_states("up")
+        assert_all_answered(self, top.network.stop_load(load))
 
 
 class Address(unittest.TestCase):
