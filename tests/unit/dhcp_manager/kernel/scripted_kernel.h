@@ -161,7 +161,12 @@ class ScriptedKernel {
     waiting_.push_back(std::move(item));
     Wake();
   }
+  // Readable, or not.
   void Wake() { eventfd_write(event_.get(), 1); }
+  void Sleep() {
+    eventfd_t count = 0;
+    eventfd_read(event_.get(), &count);
+  }
 
   void BeginDump(dhcp_manager::LinkSocket::Dump dump, const Mark& mark) {
     ++dumps;
@@ -222,6 +227,7 @@ class ScriptedLinkSocket final : public dhcp_manager::LinkSocket {
     if (kernel_.refuses_sockets) throw std::runtime_error("cannot watch the kernel's interfaces");
     ++kernel_.sockets;
     kernel_.waiting_.clear();
+    kernel_.Sleep();
     kernel_.dump_.reset();
   }
   ~ScriptedLinkSocket() override { --kernel_.sockets; }
@@ -233,13 +239,10 @@ class ScriptedLinkSocket final : public dhcp_manager::LinkSocket {
     return request;
   }
   std::span<const std::byte> Receive() override {
-    if (kernel_.waiting_.empty()) {
-      eventfd_t count = 0;
-      eventfd_read(fd(), &count);
-      return {};
-    }
+    if (kernel_.waiting_.empty()) return {};
     received_ = std::move(kernel_.waiting_.front());
     kernel_.waiting_.pop_front();
+    if (kernel_.waiting_.empty()) kernel_.Sleep();
     if (received_.error) std::rethrow_exception(received_.error);
     if (received_.of_dump) kernel_.PutPart();
     return received_.bytes;
