@@ -115,10 +115,10 @@ class RandomChanges {
 
 TEST_F(LinkEventsTest, WhatFollowsRandomChangesEqualsADump) {
   RunIp({"link add bridge type bridge", "link set bridge up"});
-  for (int device = 0; device <= 4; ++device) {
-    const std::string name = "d" + std::to_string(device);
-    RunIp(
-        {"link add " + name + " type veth peer name " + name + "-end", "link set " + name + " up"});
+  for (const char* device : {"0", "1", "2", "3", "4"}) {
+    const std::string name = std::string("d") + device;
+    const std::string end = name + "-end";
+    RunIp({"link add " + name + " type veth peer name " + end, "link set " + name + " up"});
   }
   Watch();
   RandomChanges changes(1);
