@@ -1,4 +1,4 @@
-// Running the middleware's loop in a test until something holds.
+// The middleware of a test, and running its loop until something holds.
 
 #ifndef TESTS_SUPPORT_LOOP_H_
 #define TESTS_SUPPORT_LOOP_H_
@@ -15,6 +15,20 @@ namespace tests {
 
 inline constexpr std::chrono::seconds kLimit{30};
 
+// The middleware of the test's process.
+class Middleware {
+ public:
+  explicit Middleware(const char* application) : mw_(vxmw_init(application)) {}
+  ~Middleware() { vxmw_finish(&mw_); }
+  Middleware(const Middleware&) = delete;
+  Middleware& operator=(const Middleware&) = delete;
+
+  vxmw_t* get() const { return mw_; }
+
+ private:
+  vxmw_t* mw_;
+};
+
 // False when the condition does not hold within the limit. What the loop throws goes through.
 inline bool RunUntil(vxmw_t* mw, const std::function<bool()>& condition) {
   using std::chrono::milliseconds;
@@ -30,6 +44,11 @@ inline bool RunUntil(vxmw_t* mw, const std::function<bool()>& condition) {
   poll->Arm(milliseconds(0));
   vxmw_loop_while_timeout(mw, &go_on, 20);
   return holds;
+}
+
+inline void RunFor(vxmw_t* mw, std::chrono::milliseconds span) {
+  const auto end = std::chrono::steady_clock::now() + span;
+  RunUntil(mw, [end] { return std::chrono::steady_clock::now() >= end; });
 }
 
 // Runs `task` on a thread of its own, because a commit waits until the loop has served it. False

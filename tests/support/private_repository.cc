@@ -6,6 +6,7 @@
 #include <charconv>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -66,6 +67,11 @@ PrivateRepository::PrivateRepository() {
 PrivateRepository::~PrivateRepository() {
   RemoveSharedMemory();
   fs::remove_all(directory_);
+}
+
+std::string PrivateRepository::Faults() const {
+  std::ifstream file(directory_ / "faults.jsonl");
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 void PrivateRepository::RemoveSharedMemory() { RemoveSharedMemoryOf(std::to_string(getpid())); }

@@ -31,6 +31,9 @@ class PrivateRepository {
   // Merges a JSON document into the running datastore.
   void Edit(const std::string& json) const;
 
+  // The records of faults that processes with this environment raised.
+  std::string Faults() const;
+
   // What a power cut does to the running datastore.
   static void RemoveSharedMemory();
 

@@ -15,7 +15,6 @@
 
 #include <confd_cdb.h>
 #include <vxconfd/vxconfd.h>
-#include <vxmw/vxmw.h>
 
 #include "tests/support/loop.h"
 #include "tests/support/private_repository.h"
@@ -89,12 +88,8 @@ class AccessTest : public ::testing::Test {
     return faults;
   }
 
-  struct Finish {
-    void operator()(vxmw_t* mw) const { vxmw_finish(&mw); }
-  };
-
   tests::PrivateRepository repository_;
-  std::unique_ptr<vxmw_t, Finish> mw_{vxmw_init("access_test")};
+  const tests::Middleware mw_{"access_test"};
   RelayHandler handler_;
   std::unique_ptr<vxconfd::AppInterface> adapter_ = std::make_unique<vxconfd::AppInterface>(
       mw_.get(), nullptr, "access_test", ELEM_CONFD_PHASE_2);

@@ -18,7 +18,6 @@
 #include <future>
 #include <iterator>
 #include <map>
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -133,8 +132,7 @@ class LongDeliveryTest : public ::testing::Test {
     adapter_.AddConfigHandler(&handler_);
     adapter_.Init(0);
     // The tracker looks for commits that were missed right after it has connected.
-    const auto end = std::chrono::steady_clock::now() + milliseconds(500);
-    tests::RunUntil(mw_.get(), [end] { return std::chrono::steady_clock::now() >= end; });
+    tests::RunFor(mw_.get(), milliseconds(500));
   }
 
   static std::future<void> CommitMany(int vlan) {
@@ -172,17 +170,8 @@ class LongDeliveryTest : public ::testing::Test {
     return table;
   }
 
-  std::string Faults() const {
-    std::ifstream file(repository_.directory() / "faults.jsonl");
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
-
-  struct Finish {
-    void operator()(vxmw_t* mw) const { vxmw_finish(&mw); }
-  };
-
   tests::PrivateRepository repository_;
-  std::unique_ptr<vxmw_t, Finish> mw_{vxmw_init("long_delivery_test")};
+  const tests::Middleware mw_{"long_delivery_test"};
   TableHandler handler_;
   vxconfd::AppInterface adapter_{mw_.get(), nullptr, "long_delivery_test", ELEM_CONFD_PHASE_2};
 };
@@ -235,10 +224,9 @@ TEST_F(LongDeliveryTest, OthersCommitDuringItWithoutWaitingForItAndAreDeliveredI
   EXPECT_EQ(handler_.table, Read());
   large.get();
   others.get();
-  const auto end = std::chrono::steady_clock::now() + milliseconds(2500);
-  tests::RunUntil(mw_.get(), [end] { return std::chrono::steady_clock::now() >= end; });
+  tests::RunFor(mw_.get(), milliseconds(2500));
   EXPECT_THAT(handler_.applied, ElementsAre(kMany, 1, kMany, 1));
-  EXPECT_EQ(Faults(), "");
+  EXPECT_EQ(repository_.Faults(), "");
 }
 
 TEST_F(LongDeliveryTest, EachCommitIsADeliveryOfItsOwn) {

@@ -18,7 +18,6 @@
 #include <confd_cdb.h>
 #include <confd_lib.h>
 #include <vxconfd/vxconfd.h>
-#include <vxmw/vxmw.h>
 
 #include "tests/integration/platform/vxconfd/committer.h"
 #include "tests/support/loop.h"
@@ -100,22 +99,10 @@ class MissedCommitsTest : public ::testing::Test {
     return tests::RunUntil(mw_.get(), [&] { return handler_.lines.size() >= lines; });
   }
 
-  void RunFor(milliseconds span) {
-    const auto end = std::chrono::steady_clock::now() + span;
-    tests::RunUntil(mw_.get(), [end] { return std::chrono::steady_clock::now() >= end; });
-  }
-
-  std::string Faults() const {
-    std::ifstream file(repository_.directory() / "faults.jsonl");
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
-
-  struct Finish {
-    void operator()(vxmw_t* mw) const { vxmw_finish(&mw); }
-  };
+  void RunFor(milliseconds span) { tests::RunFor(mw_.get(), span); }
 
   tests::PrivateRepository repository_;
-  std::unique_ptr<vxmw_t, Finish> mw_{vxmw_init("missed_commits_test")};
+  const tests::Middleware mw_{"missed_commits_test"};
   VlanHandler handler_;
   vxconfd::AppInterface adapter_{mw_.get(), nullptr, "missed_commits_test", ELEM_CONFD_PHASE_2};
   std::unique_ptr<tests::Committer> committer_;
@@ -126,7 +113,7 @@ TEST_F(MissedCommitsTest, CommitsMadeWhileTheProcessStoodStillAreDelivered) {
   CommitUnheard(2, 20);
   EXPECT_TRUE(RunUntilHeard(2));
   EXPECT_THAT(handler_.lines, ElementsAre("1=10", "2=20"));
-  EXPECT_THAT(Faults(), HasSubstr("commits were missed"));
+  EXPECT_THAT(repository_.Faults(), HasSubstr("commits were missed"));
 }
 
 TEST_F(MissedCommitsTest, TheyAreDeliveredOnce) {
@@ -168,7 +155,7 @@ TEST_F(MissedCommitsTest, OrdinaryCommitsRaiseNoFault) {
   }
   RunFor(milliseconds(2500));
   EXPECT_THAT(handler_.lines, ElementsAre("1=1", "1=2", "1=3"));
-  EXPECT_EQ(Faults(), "");
+  EXPECT_EQ(repository_.Faults(), "");
 }
 
 // Another subscriber that is served first, and never takes anything.
@@ -215,7 +202,7 @@ TEST_F(MissedCommitsTest, ACommitWhoseCommitterWasKilledBeforeItToldIsDelivered)
   CommitAndKill(repository_.directory());
   EXPECT_TRUE(RunUntilHeard(1));
   EXPECT_THAT(handler_.lines, ElementsAre("1=10"));
-  EXPECT_THAT(Faults(), HasSubstr("commits were missed; 1 changes"));
+  EXPECT_THAT(repository_.Faults(), HasSubstr("commits were missed; 1 changes"));
 }
 
 TEST_F(MissedCommitsTest, ACommitThatFollowsDoesNotHideOneThatWasNotTold) {

@@ -15,7 +15,6 @@
 #include <confd_cdb.h>
 #include <confd_lib.h>
 #include <vxconfd/vxconfd.h>
-#include <vxmw/vxmw.h>
 
 #include "tests/integration/platform/vxconfd/committer.h"
 #include "tests/support/loop.h"
@@ -136,12 +135,8 @@ class RandomDeliveryTest : public ::testing::Test {
     return table;
   }
 
-  struct Finish {
-    void operator()(vxmw_t* mw) const { vxmw_finish(&mw); }
-  };
-
   tests::PrivateRepository repository_;
-  std::unique_ptr<vxmw_t, Finish> mw_{vxmw_init("random_delivery_test")};
+  const tests::Middleware mw_{"random_delivery_test"};
   TableHandler handler_;
   vxconfd::AppInterface adapter_{mw_.get(), nullptr, "random_delivery_test", ELEM_CONFD_PHASE_2};
   std::unique_ptr<tests::Committer> committer_;
