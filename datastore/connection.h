@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 
+#include "datastore/library_paths.h"
 #include "datastore/shared_memory.h"
 
 namespace datastore {
@@ -18,7 +19,6 @@ class Connection;
 struct ConnectionDeleter {
   void operator()(sr_conn_ctx_t* connection) const { sr_disconnect(connection); }
 };
-// Abandons the session when the datastore of its connection is gone.
 struct SessionDeleter {
   void operator()(sr_session_ctx_t* session) const;
 
@@ -45,18 +45,37 @@ class Connection {
   // For one user: a session is never used by two at once. It ends before its connection.
   SessionPtr OpenSession(sr_datastore_t database) const;
 
-  const std::optional<SharedMemory>& shared_memory() const { return shared_memory_; }
+  // That of the datastore that was connected to.
+  const SharedMemory& shared_memory() const { return shared_memory_; }
 
-  // True when the shared memory of the datastore is not the one that was connected to. The
-  // connection still answers then, with data that nobody else sees.
-  bool IsGone() const { return FindSharedMemory() != shared_memory_; }
-
-  // That in words; empty while it is there.
+  // Why the datastore has to be left: its shared memory, a part of that, or its repository is not
+  // the one that was connected to. The connection still answers then, with data that nobody else
+  // sees. Empty while all is there.
   std::string LossReason() const;
 
  private:
+  friend class Leaving;
+
+  bool HasSharedMemory() const { return FindSharedMemory() == shared_memory_; }
+  bool HasRepository() const;
+
+  std::optional<FileId> repository_;
+  SharedMemory shared_memory_;
   ConnectionPtr connection_;
-  std::optional<SharedMemory> shared_memory_;
+};
+
+// To be alive while a part of a connection ends. What is lost is hidden from the library then: what
+// took its place has other users' files under the same names, and a lock that a process held when
+// it was killed is free only where no process counts as alive.
+class Leaving {
+ public:
+  explicit Leaving(const Connection& connection);
+  Leaving(const Leaving&) = delete;
+  Leaving& operator=(const Leaving&) = delete;
+
+ private:
+  std::optional<HiddenRepository> repository_;
+  std::optional<SharedMemoryDirectory> shared_memory_;
 };
 
 }  // namespace datastore

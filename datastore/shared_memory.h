@@ -3,25 +3,39 @@
 #ifndef DATASTORE_SHARED_MEMORY_H_
 #define DATASTORE_SHARED_MEMORY_H_
 
-#include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
+
+#include "datastore/file_id.h"
 
 namespace datastore {
 
 // Tells one life of the shared memory from the next: it is made anew, from the startup data, after
-// it was removed.
+// it was removed. Without one of these files nobody can use it.
 struct SharedMemory {
-  std::uint64_t device = 0;
-  std::uint64_t inode = 0;
-  std::int64_t born_seconds = 0;  // the numbers above are used again
-  std::uint32_t born_nanoseconds = 0;
+  FileId main;
+  FileId modules;
+  FileId extra;
 
   bool operator==(const SharedMemory&) const = default;
 };
 
-// Of the datastore that the environment names; nothing when there is none.
+// The names of these files.
+std::vector<std::string> SharedMemoryFiles();
+
+// Of the datastore that the environment names; nothing when there is none, or when a part of it was
+// removed.
 std::optional<SharedMemory> FindSharedMemory();
+
+// Whether there is a datastore for the library: it makes no other while there is the main file.
+bool HasMainFile();
+
+// The files of the datastore whose names begin with `beginning`, after what all begin with.
+std::vector<std::string> FindFiles(const std::string& beginning);
+
+// What is left of shared memory without its main file. It keeps everybody from making it anew.
+void RemoveRemains();
 
 // As a word, which also tells one start of the machine from the next.
 std::string Name(const SharedMemory& memory);

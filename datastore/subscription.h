@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "datastore/connection.h"
 
@@ -27,33 +28,30 @@ class Subscription {
   Subscription(const Subscription&) = delete;
   Subscription& operator=(const Subscription&) = delete;
 
-  // `subscribe` passes SR_SUBSCR_NO_THREAD. Throws Error.
-  void Add(const Subscribe& subscribe, const std::string& what_failed);
+  // `subscribe` passes SR_SUBSCR_NO_THREAD, and subscribes to events of `module`, whose callbacks
+  // begin with an OwnSharedMemory. Throws Error.
+  void Add(const std::string& module, const Subscribe& subscribe, const std::string& what_failed);
 
   // Readable while events wait. There is none before the first Add.
   int pipe() const { return pipe_; }
 
-  // Calls back for what waits, and returns the library's result. Not to be called when the
-  // datastore is gone: what an event points to is gone, too, or another datastore's.
-  int ProcessEvents() {
-    return sr_subscription_process_events(subscription_.get(), nullptr, nullptr);
-  }
+  // Calls back for what waits. Throws Error, also when the datastore is gone: what an event points
+  // to is gone, too, or another datastore's.
+  void ProcessEvents(const std::string& what_failed);
 
-  // Why the datastore has to be left: its shared memory or its repository is gone. Empty while it
-  // is there.
-  std::string LossReason() const;
+  // Why the datastore has to be left; empty while it is there.
+  std::string LossReason() const { return connection_.LossReason(); }
 
  private:
   struct Deleter {
     void operator()(sr_subscription_ctx_t* subscription) const { sr_unsubscribe(subscription); }
   };
 
-  bool HasRepository() const;
-
   const Connection& connection_;
   SessionPtr session_;
   std::unique_ptr<sr_subscription_ctx_t, Deleter> subscription_;
-  int pipe_ = -1;  // of the subscription
+  int pipe_ = -1;                         // of the subscription
+  std::vector<std::string> event_files_;  // that the library opens for each event
 };
 
 }  // namespace datastore

@@ -118,14 +118,13 @@ SysrepoStore::SysrepoStore()
 
 std::string SysrepoStore::Generation() const {
   RequirePresence();
-  return Name(*connection_.shared_memory());
+  return Name(connection_.shared_memory());
 }
 
-// Without its shared memory the connection goes on to answer, with data that is nobody's.
+// Without shared memory or repository the connection goes on to answer, with data that is nobody's.
 void SysrepoStore::RequirePresence() const {
-  if (connection_.IsGone() || !connection_.shared_memory()) {
-    throw DatastoreLost("the shared memory of the datastore is gone");
-  }
+  const std::string loss = connection_.LossReason();
+  if (!loss.empty()) throw DatastoreLost(loss);
 }
 
 // A datastore that is lost while it is used fails in many ways.

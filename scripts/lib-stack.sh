@@ -2,7 +2,10 @@
 # in seconds; die; and the environment that names the datastore.
 # shellcheck shell=bash disable=SC2154 # set by scripts/stack
 
-remove_shared_memory() { rm -rf "/dev/shm/$SYSREPO_SHM_PREFIX"_* "/dev/shm/${SYSREPO_SHM_PREFIX}sub_"*; }
+# The hidden ones are of processes that were killed while they used the others under second names.
+remove_shared_memory() {
+  rm -rf "/dev/shm/$SYSREPO_SHM_PREFIX"_* "/dev/shm/${SYSREPO_SHM_PREFIX}sub_"* "/dev/shm/.$SYSREPO_SHM_PREFIX".*
+}
 
 # restore_datastore: undoes what a start left that was killed while it exchanged the datastores.
 restore_datastore() {

@@ -13,6 +13,8 @@
 #include "base/packet_socket.h"
 #include "base/service/log.h"
 #include "base/severity.h"
+#include "datastore/error.h"
+#include "datastore/library_paths.h"
 #include "protocol/control/client.h"
 #include "state/state_tree.h"
 
@@ -87,15 +89,17 @@ void Publisher::Subscribe() {
     return sr_oper_get_subscribe(session, kStateModule, kStatePath, OnRead, this,
                                  SR_SUBSCR_NO_THREAD, added);
   };
-  subscription.Add(subscribe, "cannot serve operational data");
+  subscription.Add(kStateModule, subscribe, "cannot serve operational data");
   datastore_->events = std::make_unique<vxmw::IoSource>(
       mw_, subscription.pipe(), EPOLLIN, [this](std::uint32_t /*events*/) { ProcessEvents(); });
 }
 
 void Publisher::ProcessEvents() {
-  if (LeaveIfLost()) return;
-  const int code = datastore_->subscription.ProcessEvents();
-  if (code != SR_ERR_OK) Leave(std::string("cannot take requests: ") + sr_strerror(code));
+  try {
+    datastore_->subscription.ProcessEvents("cannot take requests");
+  } catch (const datastore::Error& error) {
+    Leave(error.what());
+  }
 }
 
 void Publisher::Check() {
@@ -120,6 +124,7 @@ void Publisher::Leave(const std::string& reason) {
 int Publisher::OnRead(sr_session_ctx_t* session, std::uint32_t /*id*/, const char* /*module*/,
                       const char* /*path*/, const char* /*request_path*/, std::uint32_t /*request*/,
                       lyd_node** parent, void* self) noexcept {
+  const datastore::OwnSharedMemory own;
   auto& publisher = *static_cast<Publisher*>(self);
   try {
     *parent = ReadState(session, publisher.directory_).release();

@@ -22,7 +22,8 @@ void RemoveSharedMemoryOf(const std::string& process_id) {
   const std::string prefix = kPrefix + process_id;
   for (const auto& file : fs::directory_iterator("/dev/shm")) {
     const std::string name = file.path().filename();
-    if (name.starts_with(prefix + "_") || name.starts_with(prefix + "sub_")) {
+    if (name.starts_with(prefix + "_") || name.starts_with(prefix + "sub_") ||
+        name.starts_with("." + prefix + ".")) {
       fs::remove_all(file.path());
     }
   }

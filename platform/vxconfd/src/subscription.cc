@@ -5,6 +5,8 @@
 
 #include <utility>
 
+#include "datastore/library_paths.h"
+
 namespace vxconfd {
 namespace {
 
@@ -14,10 +16,9 @@ constexpr sr_subscr_options_t kOptions = SR_SUBSCR_NO_THREAD | SR_SUBSCR_DONE_ON
 
 Subscription::Subscription(vxmw_t* mw, const Datastore& datastore, const Modules& modules,
                            std::uint32_t priority, SubscriptionCalls calls)
-    : connection_(datastore.connection()),
-      calls_(std::move(calls)),
+    : calls_(std::move(calls)),
       modules_(static_cast<int>(modules.size())),
-      subscription_(connection_, SR_DS_RUNNING) {
+      subscription_(datastore.connection(), SR_DS_RUNNING) {
   for (const std::string& module : modules) Subscribe(module, priority);
   events_ = std::make_unique<vxmw::IoSource>(mw, subscription_.pipe(), EPOLLIN,
                                              [this](std::uint32_t /*events*/) { ProcessEvents(); });
@@ -28,12 +29,13 @@ void Subscription::Subscribe(const std::string& module, std::uint32_t priority) 
     return sr_module_change_subscribe(session, module.c_str(), nullptr, OnChange, this, priority,
                                       kOptions, subscription);
   };
-  subscription_.Add(subscribe, "cannot subscribe to changes");
+  subscription_.Add(module, subscribe, "cannot subscribe to changes");
 }
 
 int Subscription::OnChange(sr_session_ctx_t* session, std::uint32_t /*id*/, const char* /*module*/,
                            const char* /*xpath*/, sr_event_t event, std::uint32_t /*request*/,
                            void* self) {
+  const datastore::OwnSharedMemory own;
   auto* const subscription = static_cast<Subscription*>(self);
   // After an exception the process is on its way out; further commits are not for it.
   if (event != SR_EV_DONE || subscription->exception_) return SR_ERR_OK;
@@ -57,10 +59,6 @@ void Subscription::TakeWaiting() {
 
 void Subscription::ProcessEvents() {
   if (is_lost_) return;
-  // What the event points to may be gone, or be another datastore's.
-  const std::string loss = connection_.LossReason();
-  is_lost_ = !loss.empty();
-  if (is_lost_) return calls_.failed(loss);
   struct Processing {
     explicit Processing(bool& flag) : processing(flag) { flag = true; }
     ~Processing() { processing = false; }
@@ -71,13 +69,14 @@ void Subscription::ProcessEvents() {
   taken_ = 0;
   // A module's commits come one after the other: each waits for its subscribers.
   if (announced > modules_) calls_.missed(true);
-  const int code = subscription_.ProcessEvents();
-  if (exception_) std::rethrow_exception(exception_);
-  if (code != SR_ERR_OK) {
-    calls_.failed(std::string("cannot take changes: ") + sr_strerror(code));
-  } else if (taken_ < announced) {
-    calls_.missed(false);
+  try {
+    subscription_.ProcessEvents("cannot take changes");
+  } catch (const DatastoreError& error) {
+    is_lost_ = true;
+    calls_.failed(error.what());
   }
+  if (exception_) std::rethrow_exception(exception_);
+  if (!is_lost_ && taken_ < announced) calls_.missed(false);
 }
 
 }  // namespace vxconfd

@@ -53,7 +53,6 @@ class Subscription {
   void ProcessEvents();
   int CountAnnounced() const;
 
-  const datastore::Connection& connection_;
   SubscriptionCalls calls_;
   int modules_;
   int taken_ = 0;  // commits, since events are being processed

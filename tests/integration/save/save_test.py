@@ -1,6 +1,7 @@
 """A commit that has returned is on the disk soon after, and the running datastore is made of it at the next start."""
 
 import json
+import os
 import unittest
 
 from processes import run, wait_until
@@ -109,6 +110,27 @@ class LosesTheDatastore(SavedDatastore, unittest.TestCase):
         self.wait_settled()
         relays = self.startup()["vx-config:config"]["vx-dhcp-relay:dhcp"]["relay"]
         self.assertEqual(sorted(entry["name"] for entry in relays), ["blue", "red"])
+
+    def test_keeps_what_was_saved_when_a_part_of_shared_memory_goes(self):
+        for part in ("_ext", "_mod"):
+            told = len(self.faults())
+            os.unlink(f"/dev/shm/{self.environment['SYSREPO_SHM_PREFIX']}{part}")
+            wait_until(lambda before=told: self.LOST in self.faults()[before:], "the saver tells of the loss")
+            wait_until(lambda: self.commits()["state"] == "failed", "the saver waits")
+            self.remove_shared_memory()
+            self.wait_settled()
+            self.assertEqual(self.startup(), self.saved)
+
+    def test_waits_for_a_repository_that_was_renamed(self):
+        away = self.repository.with_name("away")
+        self.repository.rename(away)
+        wait_until(lambda: self.faults() == [self.LOST.replace("shared memory", "repository")], "the loss is told")
+        wait_until(lambda: self.commits()["state"] == "failed", "the saver waits")
+        self.assertFalse(self.repository.exists())
+        away.rename(self.repository)
+        self.datastore.edit(configuration("blue", 8))
+        self.wait_settled()
+        self.assertIn("blue", str(self.startup()))
 
     def test_keeps_what_was_saved_when_it_is_stopped_right_after_the_loss(self):
         self.remove_shared_memory()

@@ -1,33 +1,21 @@
 // The datastore goes away, or its models change, under a running adapter.
 
-#include <fcntl.h>
+#include "tests/integration/platform/vxconfd/lost_datastore.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/ioctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <memory>
 #include <set>
 #include <stdexcept>
 #include <string>
-#include <thread>
-#include <vector>
 
-#include <confd_cdb.h>
-#include <confd_lib.h>
-#include <vxconfd/vxconfd.h>
 #include <vxmw/event.h>
-#include <vxmw/vxmw.h>
 
 #include "tests/integration/platform/vxconfd/committer.h"
-#include "tests/support/loop.h"
-#include "tests/support/private_repository.h"
 
 namespace {
 
@@ -37,128 +25,9 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::IsSupersetOf;
-
-std::string Interfaces(const std::string& list) {
-  return R"({ "vx-config:config": { "vx-interface:interface": { "l3": [ )" + list + " ] } } }";
-}
-
-std::string Interface(int name, int vlan) {
-  return R"({ "name": ")" + std::to_string(name) + R"(", "lower-layer-if": { "vlan": )" +
-         std::to_string(vlan) + " } }";
-}
-
-class VlanHandler : public vxconfd::ConfigHandler {
- public:
-  VlanHandler() {
-    points_.push_back({3, 0, "/config/interface/l3/lower-layer-if/vlan", 0,
-                       [this](auto* kp, auto op, auto* /*before*/, auto* after) {
-                         char path[256] = {};
-                         confd_pp_kpath(path, sizeof(path), kp);
-                         const int vlan = op == MOP_VALUE_SET ? CONFD_GET_INT32(after) : 0;
-                         events.push_back(std::string(path).substr(21, 1) + "=" +
-                                          std::to_string(vlan));
-                         return ITER_RECURSE;
-                       }});
-    points_.push_back({3, 0, "/config/interface/l3", 0, [this](auto* kp, auto op, auto...) {
-                         char path[256] = {};
-                         confd_pp_kpath(path, sizeof(path), kp);
-                         if (op == MOP_DELETED) {
-                           events.push_back("deleted " + std::string(path).substr(21, 1));
-                         }
-                         return ITER_CONTINUE;
-                       }});
-  }
-
-  void ConfdConnected(ELEM_CONFD_PHASE_ET /*phase*/) override { events.emplace_back("connected"); }
-  void ConfdDisconnected() override { events.emplace_back("disconnected"); }
-  void LoadInitialConfig() override { events.emplace_back("load"); }
-  void ApplyInitialConfig() override { events.emplace_back("apply"); }
-  void StartCommit() override {}
-  void ApplyCommitConfig() override {}
-
-  std::vector<std::string> events;
-};
-
-class LostDatastoreTest : public ::testing::Test {
- protected:
-  void Start(const std::string& configuration) {
-    repository_.InstallModelsWithConfiguration(configuration);
-    Connect();
-  }
-
-  void Connect() {
-    adapter_.AddConfigHandler(&handler_);
-    adapter_.Init(0);
-    handler_.events.clear();
-  }
-
-  void Commit(const std::string& json) {
-    EXPECT_TRUE(tests::ServeWhile(mw_.get(), [&] { repository_.Edit(json); }));
-  }
-
-  bool RunUntilHeard(const std::string& event) {
-    return tests::RunUntil(mw_.get(), [&] {
-      return std::find(handler_.events.begin(), handler_.events.end(), event) !=
-             handler_.events.end();
-    });
-  }
-
-  // The pipes of subscriptions, and the locks by which connections are known to live.
-  std::set<std::string> DatastoreFiles() const {
-    std::set<std::string> names;
-    for (const auto& file : fs::recursive_directory_iterator(Repository())) {
-      const std::string name = file.path().filename();
-      if (name.starts_with("sr_evpipe") || name.ends_with(".lock")) names.insert(file.path());
-    }
-    return names;
-  }
-
-  // Another process commits; it is killed while it waits until the adapter takes the commit.
-  void CommitUnservedAndKill(const std::string& json) {
-    const fs::path edit = repository_.directory() / "killed.json";
-    std::ofstream(edit) << json;
-    const pid_t child = fork();
-    if (child == 0) {
-      const std::string option = "--edit=" + edit.string();
-      execlp("sysrepocfg", "sysrepocfg", option.c_str(), "-d", "running", "-f", "json", nullptr);
-      _exit(127);
-    }
-    for (const std::string pipe = (Repository() / "sr_evpipe1").string(); !HasBytes(pipe);) {
-      std::this_thread::yield();
-    }
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-  }
-
-  static bool HasBytes(const std::string& pipe) {
-    const int fd = open(pipe.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
-    int bytes = 0;
-    const bool known = fd >= 0 && ioctl(fd, FIONREAD, &bytes) == 0;
-    close(fd);
-    return known && bytes > 0;
-  }
-
-  fs::path Repository() const { return repository_.directory() / "sysrepo"; }
-
-  std::string Faults() const {
-    std::ifstream file(repository_.directory() / "faults.jsonl");
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
-
-  int CountInterfaces() {
-    const VxConfdCdbSession session(&adapter_, CDB_RUNNING, true);
-    return cdb_num_instances(session.Socket(), "/config/interface/l3");
-  }
-
-  struct Finish {
-    void operator()(vxmw_t* mw) const { vxmw_finish(&mw); }
-  };
-
-  tests::PrivateRepository repository_;
-  std::unique_ptr<vxmw_t, Finish> mw_{vxmw_init("lost_datastore_test")};
-  VlanHandler handler_;
-  vxconfd::AppInterface adapter_{mw_.get(), nullptr, "lost_datastore_test", ELEM_CONFD_PHASE_2};
-};
+using tests::Interface;
+using tests::Interfaces;
+using tests::LostDatastoreTest;
 
 TEST_F(LostDatastoreTest, ConnectsAnewWhenSharedMemoryWasWiped) {
   Start(Interfaces(Interface(1, 10)));
@@ -171,7 +40,7 @@ TEST_F(LostDatastoreTest, ConnectsAnewWhenSharedMemoryWasWiped) {
               ElementsAre("disconnected", "connected", "1=10", "deleted 2", "load", "apply"));
   EXPECT_TRUE(adapter_.connected());
   EXPECT_TRUE(vxmw::ConfigReady(mw_.get()));
-  EXPECT_THAT(Faults(), HasSubstr("connection to the configuration database lost"));
+  EXPECT_THAT(repository_.Faults(), HasSubstr("connection to the configuration database lost"));
   Commit(Interfaces(Interface(3, 30)));
   EXPECT_THAT(handler_.events, Contains("3=30"));
 }
@@ -262,6 +131,33 @@ TEST_F(LostDatastoreTest, NoticesARepositoryThatIsGoneAlthoughSharedMemoryIsTher
   Start(Interfaces(Interface(1, 10)));
   fs::remove_all(Repository());
   EXPECT_TRUE(RunUntilHeard("disconnected"));
+}
+
+TEST_F(LostDatastoreTest, NoticesARepositoryThatIsRenamedAndComesBack) {
+  Start(Interfaces(Interface(1, 10)));
+  const fs::path away = repository_.directory() / "away";
+  fs::rename(Repository(), away);
+  EXPECT_TRUE(RunUntilHeard("disconnected"));
+  EXPECT_FALSE(adapter_.connected());
+  EXPECT_THAT(repository_.Faults(), HasSubstr("the repository of the datastore is gone"));
+  fs::rename(away, Repository());
+  EXPECT_TRUE(RunUntilHeard("apply"));
+  Commit(Interfaces(Interface(3, 30)));
+  EXPECT_THAT(handler_.events, Contains("3=30"));
+}
+
+TEST_F(LostDatastoreTest, NoticesAnotherRepositoryInThePlaceOfItsOwn) {
+  Start(Interfaces(Interface(1, 10)));
+  const fs::path away = repository_.directory() / "away";
+  fs::rename(Repository(), away);
+  for (const char* part : {"yang", "data"}) {
+    fs::create_directories(Repository() / part);
+    fs::copy(away / part, Repository() / part);
+  }
+  EXPECT_TRUE(RunUntilHeard("apply"));
+  EXPECT_THAT(handler_.events, ElementsAre("disconnected", "connected", "load", "apply"));
+  Commit(Interfaces(Interface(3, 30)));
+  EXPECT_THAT(handler_.events, Contains("3=30"));
 }
 
 TEST_F(LostDatastoreTest, MakesNoDatastoreWhereNoneIs) {
