@@ -9,6 +9,7 @@ VX_SEED=NUMBER repeats the choices of a run; VX_STEPS=NUMBER is the number of co
 
 import os
 import random
+import re
 import shutil
 import time
 import unittest
@@ -28,6 +29,10 @@ INSTANCES = 200
 ROUND = 15  # commits between two comparisons, about
 LOSS = 2.0  # seconds after which every commit is saved, on a loaded machine, too
 SUBSCRIBER_SPAN = 5  # ms that another subscriber takes for each commit, so that committers are killed meanwhile
+APPLICATIONS = {"dhcp-relay-app", "dhcp-relay-saved", "dhcp-relay-stated"}
+SUBSCRIBERS = ("daemon", "state")
+LOST = re.compile("datastore is gone|cannot take|configuration database lost")
+TIMEOUT = 400  # ms that a committer waits at most
 IDLE = 2.5  # seconds in which the daemon compares its copy with the datastore at least once
 
 
@@ -44,6 +49,7 @@ class Run:
         self.subscriber = self.committer()
         self.subscriber.subscribe(SUBSCRIBER_SPAN)
         self.steps = 0
+        self.faults = 0  # before the latest loss
         self.deck = [self.restart_daemon] * 3 + [self.restart_manager, self.upgrade_models, self.patient_commit,
                                                  self.crash, self.wipe] + [self.commit] * 13
         self.cards = []
@@ -96,7 +102,7 @@ class Run:
         """Begins commits at the same time."""
         writers = self.random.sample(self.writers, count or self.random.choice((1, 1, 2, 3)))
         for writer in writers:
-            writer.begin(timeout or self.random.randint(50, 400), refused=self.random.random() < 0.08)
+            writer.begin(timeout or self.random.randint(50, TIMEOUT), refused=self.random.random() < 0.08)
         self.steps += len(writers)
         return writers
 
@@ -143,7 +149,7 @@ class Run:
         moment = time.monotonic()
         self.stack.kill_everything()
         self.kill_committers()
-        self.stack.wipe_shared_memory()
+        self.stack.wipe_shared_memory(self.random)
         self.stack.up()
         running = self.running()
         for writer in self.writers:
@@ -151,16 +157,56 @@ class Run:
         self.subscriber.subscribe(SUBSCRIBER_SPAN)
 
     def wipe(self):
-        """The running datastore is gone under processes that go on. Nobody commits until it has been restored and the
-        daemon has subscribed anew: commits would stand in the way of the first, and the locks of a killed committer
-        of the second, since they look like locks of the daemon's lost connection."""
+        """The running datastore is gone under processes that go on."""
+        self.random.choice((self.wipe_saved, self.wipe_under_commits))()
+        self.subscriber.subscribe(SUBSCRIBER_SPAN)
+
+    def wipe_saved(self):
+        """Nobody commits until all has been restored: commits would stand in the way of that."""
         self.compare()
         time.sleep(LOSS)
+        self.wipe_files()
         self.kill_committers()
-        self.stack.wipe_shared_memory()
         wait_until(lambda: differences(self.committed(), states.entries(self.running())) == [], "all is restored")
-        wait_until(lambda: self.stack.is_subscribed("daemon") or self.ended(), "the daemon has subscribed anew")
-        self.subscriber.subscribe(SUBSCRIBER_SPAN)
+
+    def wipe_under_commits(self):
+        """Committers go on in the lost datastore, and others begin in the new one; all of them are killed soon. What
+        the datastore holds then stands."""
+        self.wait_for_all()
+        for writer in self.writers:
+            writer.begin_independent(TIMEOUT)
+        time.sleep(self.writers[0].random_moment())
+        self.wipe_files()
+        time.sleep(self.random.uniform(0, 0.1))
+        self.kill_committers()
+        for _ in range(self.random.randint(0, 6)):
+            self.commit_and_be_killed(self.random.choice(self.writers))
+        wait_until(lambda: self.told_of_loss() or self.ended(), "the loss is told by all")
+        self.wait_for_all()
+        running = self.running()
+        for writer in self.writers:
+            writer.adopt(running)
+
+    def wait_for_all(self):
+        wait_until(lambda: all(self.stack.is_subscribed(name) for name in SUBSCRIBERS) or self.ended(), "all are there")
+        self.stack.wait_saved()
+
+    def wipe_files(self):
+        self.faults = len(self.stack.faults())
+        self.log(f"wiped: {' '.join(self.stack.wipe_shared_memory(self.random))}")
+
+    def told_of_loss(self):
+        told = {fault["application"] for fault in self.stack.faults()[self.faults:] if LOST.search(fault["text"])}
+        return told >= APPLICATIONS
+
+    def commit_and_be_killed(self, writer):
+        """It may end before, since nobody can connect while a part of the shared memory is missing."""
+        try:
+            writer.begin_independent(TIMEOUT)
+            time.sleep(writer.random_moment())
+        except ConnectionError as error:
+            self.log(f"writer {writer.group.number} cannot commit: {error}")
+        self.log(f"writer {writer.group.number}, killed: {writer.committer.kill()}")
 
     def running(self):
         """The running configuration, read afresh."""
@@ -185,7 +231,7 @@ class Run:
 
     def ended(self):
         """Processes that ended by themselves."""
-        return [name for name in ("daemon", "manager", "state") if not is_running(self.stack.pid(name))]
+        return [name for name in ("daemon", "manager", "state", "saver") if not is_running(self.stack.pid(name))]
 
     def compare_again(self):
         """After an idle time the table is the same."""

@@ -216,6 +216,14 @@ class Saved(unittest.TestCase):
         self.assertEqual(self.stack.script("down").returncode, 0)
         self.assert_next_up_has_all()
 
+    def test_survives_the_loss_of_a_part_of_shared_memory_and_the_down_after_it(self):
+        self.commit()
+        for part in ("_vx-config.running", "_mod"):
+            wait_until(self.is_on_the_disk, "the commit is on the disk")
+            os.unlink(f"/dev/shm/{self.stack.environment()['SYSREPO_SHM_PREFIX']}{part}")
+            self.assertEqual(self.stack.script("down").returncode, 0)
+            self.assert_next_up_has_all()
+
     def test_does_not_keep_up_from_starting_when_shared_memory_is_damaged(self):
         self.commit()
         self.assertEqual(self.stack.script("down").returncode, 0)

@@ -24,9 +24,12 @@ class Committer:
         self._send(f"commit {timeout} {json.dumps(document)}")
 
     def read(self):
-        """The running configuration; while no commit is on its way."""
+        """The running configuration; while no commit is on its way. ConnectionError if it has ended by itself."""
         self._send("read")
-        return json.loads(self.answer())
+        answer = self.answer()
+        if answer is None:
+            raise ConnectionError("a committer ended by itself")
+        return json.loads(answer)
 
     def subscribe(self, milliseconds):
         """Makes it be told of each commit before the daemon is; it takes that long for each."""

@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import random
 import re
 import shutil
 import signal
@@ -52,10 +53,13 @@ class DisturbedStack(Stack):
             if (self.directory / f"{name}.pid").exists():
                 self.kill(name)
 
-    def wipe_shared_memory(self):
-        """Its main part first: by that programs know that the datastore is gone."""
-        for name in sorted(self.shared_memory(), key=lambda name: not name.endswith("_main")):
+    def wipe_shared_memory(self, choice=random):
+        """In any order, which is returned."""
+        names = sorted(self.shared_memory())
+        choice.shuffle(names)
+        for name in names:
             pathlib.Path("/dev/shm", name).unlink(missing_ok=True)
+        return names
 
     def is_subscribed(self, name):
         """Whether a process is subscribed to the datastore that is there, not to one whose pipes were removed."""

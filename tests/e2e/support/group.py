@@ -49,6 +49,13 @@ class Group:
             self._edit_l3(after, key)
         return after, states.edit_document(self.state, after, lambda name: self.random.random() < 0.6)
 
+    def independent_edit(self):
+        """A commit that keeps what is to be kept, whatever the datastore holds."""
+        relays = {name: {**oracle.EMPTY_RELAY, "options": self._settings(),
+                         "servers": set(self.random.sample(SERVERS, 2))} for name in self.random.sample(self.names, 3)}
+        nothing = {"relays": {}, "l3": {}}
+        return states.edit_document(nothing, {**nothing, "relays": relays}, lambda name: False)
+
     def refused_edit(self):
         """A commit that the datastore refuses, though a part of it is valid."""
         _, document = self.edit()

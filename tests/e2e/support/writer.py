@@ -23,6 +23,11 @@ class Writer:
         self.committer.connect()
         self.committer.start(document, timeout)
 
+    def begin_independent(self, timeout):
+        """Begins a commit to a datastore that holds what nobody knows; adopt() ends it."""
+        self.committer.connect()
+        self.committer.start(self.group.independent_edit(), timeout)
+
     def random_moment(self):
         """Seconds after which a commit may be at any of its points."""
         return self.random.choice(self.durations) * self.random.uniform(0, 1.2)
@@ -67,6 +72,11 @@ class Writer:
         lines = differences(entries(self.history[first][1]), entries(state))
         assert any(is_same(state, made) for made in allowed), "\n".join(["what was saved is too old", *lines])
         self._settle(state)
+        self.after = None
+
+    def adopt(self, running):
+        """Goes on from what the datastore holds."""
+        self._settle(self.group.part_of(running))
         self.after = None
 
     def _read(self):

@@ -1,11 +1,13 @@
-"""A disk that is full: the saver tells so, keeps what it has, and goes on by itself. Needs root, for a file system of
-its own.
+"""A disk that is full or read-only: the saver tells so, keeps what it has, and goes on by itself. Needs root, for a
+file system of its own.
 """
 
 import ctypes
 import os
+import signal
 import unittest
 
+from paths import BIN
 from processes import run, wait_until
 from saver import SavedDatastore, configuration
 
@@ -109,6 +111,39 @@ class FullDisk(SavedDatastore, unittest.TestCase):
             process.kill()
             process.wait()
         self.remove_shared_memory()
+
+
+class ReadOnlyFileSystem(SavedDatastore, unittest.TestCase):
+    def prepare(self):
+        enter_mount_namespace()
+
+    def make_read_only(self):
+        """For whoever opens a file from now on."""
+        run("mount", "--bind", self.repository, self.repository)
+        self.addCleanup(run, "umount", "-l", self.repository, check=False)
+        run("mount", "-o", "remount,bind,ro", self.repository)
+
+    def shown_commits(self):
+        shown = run(BIN / "dhcp-relayctl", "status", check=False, env=self.environment).stdout
+        return next(line for line in shown.splitlines() if line.startswith("commits:"))
+
+    def test_is_told_with_its_reason_and_heals(self):
+        process = self.start_and_wait()
+        saved = self.startup()
+        process.send_signal(signal.SIGSTOP)
+        self.datastore.edit(configuration("red", 7))
+        committed = self.datastore.get()
+        self.make_read_only()
+        process.send_signal(signal.SIGCONT)
+        wait_until(lambda: self.commits()["state"] == "failed", "the saver tells that it cannot write")
+        self.assertRegex(self.shown_commits(), "not saved.*Read-only file system")
+        self.assertEqual(len(self.faults()), 1, self.faults())
+        self.assertRegex(self.faults()[0], FAILURE + ".*Read-only file system")
+        run("umount", "-l", self.repository)
+        self.wait_settled()
+        self.assertNotEqual(committed, saved)
+        self.assertEqual(self.startup(), committed)
+        self.assertEqual(len(self.faults()), 1, self.faults())
 
 
 class NoFile(SavedDatastore, unittest.TestCase):
