@@ -4,81 +4,41 @@
 The expected messages are put together here from their fields and options, by the rules as the RFCs and the relay's
 documentation have them; nothing is taken from what the relay computes. One case a line, words apart by blanks:
 
-  request NAME GIADDR SETTINGS POLICY INFORMATION OWN CAPACITY MESSAGE RESULT OUTPUT
-  reply   NAME GIADDR SETTINGS POLICY INFORMATION -   CAPACITY MESSAGE RESULT OUTPUT
+  request NAME GIADDR SETTINGS OVERRIDE POLICY INFORMATION OWN CAPACITY MESSAGE RESULT OUTPUT
+  reply   NAME GIADDR SETTINGS OVERRIDE POLICY INFORMATION -   CAPACITY MESSAGE RESULT OUTPUT
 
-SETTINGS holds the letters c(heck), t(rusted), o(ption), f(oreign giaddr dropped) that are on, else '-'; messages are
-in hexadecimal; OUTPUT is '-' where nothing comes out.
+SETTINGS holds the letters c(heck), t(rusted), o(ption), f(oreign giaddr dropped) that are on for the instance, OVERRIDE
+those that the interface's override turns on, as capitals those that it turns off; '-' stands for none. Messages are in
+hexadecimal; OUTPUT is '-' where nothing comes out.
 """
 
 import itertools
-import socket
+import pathlib
 import sys
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[3] / "support"))
+
+# The path to it had to be set first.
+from dhcp_message import (CLIENT_ID, COOKIE, END, INFORMATION, OVERLOAD, PAD, PARAMETERS, TYPE, Message,  # noqa: E402
+                          encode, without_information)
 
 OURS = bytes([1, 6]) + b"l3-5:5" + bytes([2, 6, 2, 0, 0, 0, 0, 5])
 THEIRS = bytes([1, 4]) + b"port"
 US = "192.168.5.1"
 OWN = (US, "10.0.0.254")
 CAPACITY = 1472
-COOKIE = bytes([99, 130, 83, 99])
-
-TYPE = (53, bytes([1]))
-OVERLOAD = 52
-INFORMATION = 82
-CLIENT_ID = (61, bytes([1, 2, 3, 4, 5, 6, 7]))
-PARAMETERS = (55, bytes([1, 3, 6, 15]))
-PAD, END = "pad", "end"
-
-
-def encode(options):
-    out = b""
-    for option in options:
-        if option == PAD:
-            out += b"\0"
-        elif option == END:
-            out += b"\xff"
-        elif isinstance(option, bytes):
-            out += option
-        else:
-            out += bytes([option[0], len(option[1])]) + option[1]
-    return out
-
-
-class Message:
-    """Every field has a value of its own, so that one that is changed or moved shows."""
-
-    def __init__(self, op=1, hops=3, giaddr="0.0.0.0", hlen=6, flags=0x8000, cookie=COOKIE,
-                 options=(TYPE, CLIENT_ID, PARAMETERS, END), sname=None, file=None, tail=b""):
-        self.op, self.hops, self.giaddr, self.hlen, self.flags = op, hops, giaddr, hlen, flags
-        self.cookie, self.options, self.tail = cookie, list(options), tail
-        self.sname = sname if sname is not None else bytes(range(100, 164))
-        self.file = file if file is not None else bytes(range(1, 129))
-
-    def but(self, **changes):
-        copy = Message.__new__(Message)
-        copy.__dict__ = {**self.__dict__, **changes}
-        return copy
-
-    def header(self):
-        return (bytes([self.op, 1, self.hlen, self.hops]) + bytes([0xDE, 0xAD, 0xBE, 0xEF]) + bytes([0x12, 0x34])
-                + self.flags.to_bytes(2, "big") + bytes([10, 1, 1, 1]) + bytes([10, 2, 2, 2]) + bytes([10, 3, 3, 3])
-                + socket.inet_aton(self.giaddr) + bytes([2, 0xAA, 0xBB, 0xCC, 0xDD, 0xEE]) + bytes(range(200, 210))
-                + self.sname.ljust(64, b"\0") + self.file.ljust(128, b"\0"))
-
-    def bytes(self):
-        return self.header() + self.cookie + encode(self.options) + self.tail
-
+OVERRIDE_NAMES = {"": "Unset", "o": "On", "O": "Off"}
 
 cases = []
 
 
-def case(kind, name, message, result, output=None, giaddr=US, settings="", policy="keep", information=OURS,
-         capacity=CAPACITY):
+def case(kind, name, message, result, output=None, giaddr=US, settings="", override="", policy="keep",
+         information=OURS, capacity=CAPACITY):
     message = message.bytes() if isinstance(message, Message) else message
     output = output.bytes() if isinstance(output, Message) else output
     own = ",".join(OWN) if kind == "request" else "-"
-    cases.append(" ".join([kind, name, giaddr, settings or "-", policy, information.hex(), own, str(capacity),
-                           message.hex() or "-", result, output.hex() if output is not None else "-"]))
+    cases.append(" ".join([kind, name, giaddr, settings or "-", override or "-", policy, information.hex(), own,
+                           str(capacity), message.hex() or "-", result, output.hex() if output is not None else "-"]))
 
 
 def relayed(message, **changes):
@@ -91,10 +51,6 @@ def with_ours(options):
     """Ours is the last option."""
     kept = [option for option in options if option != END]
     return kept + [(INFORMATION, OURS), END]
-
-
-def without_information(options):
-    return [option for option in options if not (isinstance(option, tuple) and option[0] == INFORMATION)]
 
 
 def requests():
@@ -358,8 +314,34 @@ def replies():
     case("reply", "PlainBootpChecked", bootp, "no-information", settings="co")
 
 
+def overrides():
+    """The setting `option` of the instance, and that of the interface's override."""
+    plain, theirs = Message(), Message(options=[TYPE, (INFORMATION, THEIRS), END])
+    reply = Message(op=2, options=[TYPE, END], giaddr=US)
+    for settings, override in itertools.product(("", "o"), ("", "o", "O")):
+        is_on = (override or settings) == "o"
+        name = f"InstanceOption{'On' if settings else 'Off'}Override{OVERRIDE_NAMES[override]}"
+        options = with_ours(plain.options) if is_on else plain.options
+        case("request", f"{name}Adds", plain, "relay", relayed(plain, options=options), settings=settings,
+             override=override)
+        for policy, result, output in (("drop", "policy", None), ("replace", "relay", relayed(
+                theirs, options=with_ours(without_information(theirs.options))))):
+            case("request", f"{name}{policy.capitalize()}", theirs, result if is_on else "relay",
+                 output if is_on else relayed(theirs), settings=settings + "t", override=override, policy=policy)
+        case("request", f"{name}DoesNotTrust", theirs, "untrusted", settings=settings, override=override)
+        case("reply", f"{name}Checks", reply, "no-information" if is_on else "relay", None if is_on else reply,
+             settings=settings + "c", override=override)
+    for letter, name in (("c", "Check"), ("C", "NoCheck")):
+        case("reply", f"Override{name}", reply, "no-information" if letter == "c" else "relay",
+             settings="o" if letter == "c" else "co", override=letter)
+    for letter, name in (("t", "Trusted"), ("T", "Untrusted")):
+        case("request", f"Override{name}", theirs, "relay" if letter == "t" else "untrusted",
+             settings="" if letter == "t" else "t", override=letter)
+
+
 if __name__ == "__main__":
     requests()
     replies()
+    overrides()
     with open(sys.argv[1], "w", encoding="ascii") as output_file:
         output_file.write("\n".join(cases) + "\n")

@@ -9,12 +9,18 @@
 #include <string>
 #include <vector>
 
+#include "dhcp_manager/kernel/links.h"
 #include "dhcp_manager/packet/relay_packet.h"
+#include "dhcp_manager/table/forwarding.h"
+#include "dhcp_manager/table/relay_table.h"
+#include "tests/support/calls.h"
 
 namespace {
 
+namespace wire = dhcp_relay::wire;
 using dhcp_manager::MessageBuffer;
 using dhcp_manager::RelayParameters;
+using dhcp_manager::RelayTable;
 using dhcp_manager::RequestVerdict;
 using dhcp_relay::control::ReplyOutcome;
 using dhcp_relay::control::RequestOutcome;
@@ -23,12 +29,15 @@ using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::uint8_t kStale = 0xA5;
 constexpr std::size_t kGuard = 64;
+constexpr const char* kInstance = "r1";
+constexpr const char* kInterface = "l3-5";
 
 struct Case {
   std::string kind;
   std::string name;
   std::string giaddr;
   std::string settings;
+  std::string override;
   std::string policy;
   std::string relay_agent_information;
   std::string own;
@@ -63,24 +72,57 @@ std::vector<Case> ReadCases() {
   while (std::getline(file, line)) {
     std::istringstream words(line);
     Case item;
-    words >> item.kind >> item.name >> item.giaddr >> item.settings >> item.policy >>
-        item.relay_agent_information >> item.own >> item.capacity >> item.message >> item.result >>
-        item.output;
+    words >> item.kind >> item.name >> item.giaddr >> item.settings >> item.override >>
+        item.policy >> item.relay_agent_information >> item.own >> item.capacity >> item.message >>
+        item.result >> item.output;
     cases.push_back(item);
   }
   return cases;
 }
 
-RelayParameters InterfaceOf(const Case& item) {
+// Applies the letters of `settings` to the instance, or those of an override to `interface`.
+void SetFlags(const std::string& settings, const std::map<char, wire::Operation>& operations,
+              const std::string& interface, RelayTable& table) {
+  for (const char letter : settings) {
+    const bool on = letter >= 'a';
+    const auto operation = operations.find(on ? letter : static_cast<char>(letter - 'A' + 'a'));
+    if (operation == operations.end()) continue;
+    table.Apply(tests::FlagCall(operation->second, kInstance, on, interface));
+  }
+}
+
+RelayTable TableOf(const Case& item) {
   const std::map<std::string, Policy> policies{
       {"keep", Policy::kKeep}, {"replace", Policy::kReplace}, {"drop", Policy::kDrop}};
-  RelayParameters interface;
-  interface.giaddr = Address(item.giaddr);
-  interface.check = item.settings.find('c') != std::string::npos;
-  interface.trusted = item.settings.find('t') != std::string::npos;
-  interface.drop_foreign_giaddr = item.settings.find('f') != std::string::npos;
-  interface.option = item.settings.find('o') != std::string::npos;
-  interface.policy = policies.at(item.policy);
+  RelayTable table;
+  table.Apply(tests::Call(wire::ADD_L3_INTERFACE, kInstance, kInterface));
+  table.Apply(tests::AddressCall(wire::SET_L3_INTERFACE_ADDRESS, kInstance,
+                                 Address(item.giaddr).host_order(), kInterface));
+  table.Apply(tests::PolicyCall(wire::SET_POLICY, kInstance,
+                                static_cast<std::uint32_t>(policies.at(item.policy))));
+  SetFlags(item.settings,
+           {{'c', wire::SET_CHECK}, {'t', wire::SET_TRUSTED}, {'o', wire::SET_OPTION}}, {}, table);
+  SetFlags(item.override,
+           {{'c', wire::SET_IF_OPTION_CHECK},
+            {'t', wire::SET_IF_OPTION_TRUSTED},
+            {'o', wire::SET_IF_OPTION_OPTION}},
+           kInterface, table);
+  return table;
+}
+
+// As the forwarding table has it, whose kernel interface has the address.
+RelayParameters InterfaceOf(const Case& item) {
+  dhcp_manager::Links links;
+  dhcp_manager::Link& link = links.links[2];
+  link.index = 2;
+  link.up = true;
+  dhcp_manager::LinkAddress& address = links.addresses.emplace_back();
+  address.link = link.index;
+  address.address = Address(item.giaddr);
+  dhcp_manager::Trust trust;
+  trust.drop_foreign_giaddr = item.settings.find('f') != std::string::npos;
+  const dhcp_manager::Forwarding forwarding(TableOf(item), links, trust);
+  RelayParameters interface = forwarding.interfaces().at(0).relay;
   interface.relay_agent_information = FromHex(item.relay_agent_information);
   return interface;
 }

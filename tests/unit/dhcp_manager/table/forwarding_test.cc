@@ -174,6 +174,25 @@ TEST_F(ForwardingTest, OverrideOfThePolicyWins) {
   EXPECT_EQ(Make().interfaces().at(0).relay.policy, dhcp_relay::wire::Policy::kReplace);
 }
 
+TEST_F(ForwardingTest, OverrideOfTheOptionWins) {
+  AddLink(2, "vlan5");
+  for (const int number : {5, 6, 7}) {
+    const std::string address = "192.168." + std::to_string(number) + ".1";
+    AddAddress(2, address);
+    AddInterface("r1", "l3-" + std::to_string(number), address);
+  }
+  for (const bool instance : {false, true}) {
+    table_.Apply(tests::FlagCall(wire::SET_OPTION, "r1", instance));
+    table_.Apply(tests::FlagCall(wire::SET_IF_OPTION_OPTION, "r1", true, "l3-5"));
+    table_.Apply(tests::FlagCall(wire::SET_IF_OPTION_OPTION, "r1", false, "l3-6"));
+    const Forwarding forwarding = Make();
+    const auto option = [&](std::size_t at) { return forwarding.interfaces().at(at).relay.option; };
+    EXPECT_TRUE(option(0));
+    EXPECT_FALSE(option(1));
+    EXPECT_EQ(option(2), instance);
+  }
+}
+
 TEST_F(ForwardingTest, WhatWasNeverSetIsOffAndKeep) {
   AddLink(2, "vlan5");
   AddAddress(2, "192.168.5.1");
