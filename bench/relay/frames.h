@@ -29,6 +29,13 @@ inline constexpr std::size_t kSize = 2048;
 inline constexpr std::size_t kEthernet = 14;
 inline constexpr std::size_t kHeaders = 28;  // IPv4 and UDP
 
+// Where the messages of these programs have their DHCP message type, and its values.
+inline constexpr std::size_t kType = 242;
+inline constexpr std::uint8_t kDiscover = 1;
+inline constexpr std::uint8_t kOffer = 2;
+inline constexpr std::uint8_t kDhcpRequest = 3;
+inline constexpr std::uint8_t kAck = 5;
+
 inline volatile std::sig_atomic_t ended = 0;
 
 inline void EndOnSignal() {

@@ -1,4 +1,5 @@
-// A server that offers an address to every relayed client, as cheaply as it can:
+// A server that offers an address to every relayed client, and acknowledges its request for it, as
+// cheaply as it can:
 //   relay_answer
 
 #include <poll.h>
@@ -23,8 +24,9 @@ int main() {
       message[17] = 168;
       message[18] = 5;
       message[19] = 99;
-      message[242] =
-          2;  // an offer; the client's other options, option 82 too, go back as they came
+      // An offer or an acknowledgement; the client's other options, option 82 too, go back as they
+      // came.
+      message[kType] = message[kType] == kDhcpRequest ? kAck : kOffer;
       auto& to = reinterpret_cast<sockaddr_in&>(batch.names[at]);
       std::memcpy(&to.sin_addr, message + 24, sizeof(to.sin_addr));
       to.sin_port = htons(67);

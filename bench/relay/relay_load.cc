@@ -1,6 +1,7 @@
 // Offers DHCPDISCOVERs of first-hop clients at a fixed rate, takes the answers, and prints one line
-// of JSON. SIGTERM ends the asking before its time.
-//   relay_load DEVICE RATE SECONDS
+// of JSON. SIGTERM ends the asking before its time. With "exchange" each client requests what it is
+// offered, and the answer that counts is the DHCPACK.
+//   relay_load DEVICE RATE SECONDS [exchange]
 
 #include <algorithm>
 
@@ -15,7 +16,7 @@ constexpr std::uint64_t kTick = 500000;  // nanoseconds between bursts
 constexpr std::uint64_t kLinger = 1500000000;
 
 // Broadcast from an Ethernet address, with a chaddr made from the number.
-std::size_t MakeFrame(std::uint8_t* frame) {
+std::size_t MakeFrame(std::uint8_t* frame, std::uint8_t type) {
   std::memset(frame, 0, kEthernet + kHeaders + kMessage);
   std::memset(frame, 0xFF, 6);
   const std::array<std::uint8_t, 8> source{2, 0, 0, 0, 1, 1, 8, 0};
@@ -29,7 +30,17 @@ std::size_t MakeFrame(std::uint8_t* frame) {
   const std::array<std::uint8_t, 16> options{99, 130, 83, 99, 53, 1,   1, 55,
                                              4,  1,   3,  6,  15, 255, 0, 0};
   std::copy(options.begin(), options.end(), message + 236);
+  message[kType] = type;
   return kEthernet + kHeaders + kMessage;
+}
+
+void FillWithFrames(Batch& batch, std::uint8_t type) {
+  for (std::size_t i = 0; i < kBatch; ++i) {
+    const std::size_t size = MakeFrame(batch.bytes[i].data(), type);
+    batch.vectors[i] = {batch.bytes[i].data(), size};
+    batch.headers[i].msg_hdr.msg_iov = &batch.vectors[i];
+    batch.headers[i].msg_hdr.msg_iovlen = 1;
+  }
 }
 
 void Number(std::uint8_t* frame, std::uint32_t number) {
@@ -45,8 +56,11 @@ struct Load {
   int fd = -1;
   std::vector<std::uint64_t> sent_at;
   std::vector<std::uint64_t> latencies;
+  std::vector<bool> offered;  // empty without exchanges
   std::uint32_t sent = 0;
+  std::uint32_t offers = 0;
   Batch out;
+  Batch requests;
   Batch in;
 
   void Burst(std::uint32_t upto) {
@@ -62,22 +76,34 @@ struct Load {
     }
   }
 
+  // Takes an answer; `requested` is the number of requests for offers that are to be sent.
+  void Take(const std::uint8_t* message, std::uint64_t now, int& requested) {
+    std::uint32_t xid = 0;
+    std::memcpy(&xid, message + 4, sizeof(xid));
+    xid = ntohl(xid);
+    if (xid >= sent || sent_at[xid] == 0) return;
+    if (!offered.empty() && !offered[xid]) {
+      offered[xid] = true;
+      ++offers;
+      Number(requests.bytes[static_cast<std::size_t>(requested++)].data(), xid);
+      return;
+    }
+    if (!offered.empty() && message[kType] != kAck) return;
+    latencies.push_back(now - sent_at[xid]);
+    sent_at[xid] = 0;
+  }
+
   void Collect() {
     while (true) {
       const int count = in.Receive(fd);
       if (count <= 0) return;
       const std::uint64_t now = Now();
+      int requested = 0;
       for (int i = 0; i < count; ++i) {
-        std::uint32_t xid = 0;
-        std::memcpy(
-            &xid,
-            in.bytes[static_cast<std::size_t>(i)].data() + Batch::kRoom + kEthernet + kHeaders + 4,
-            sizeof(xid));
-        xid = ntohl(xid);
-        if (xid >= sent || sent_at[xid] == 0) continue;
-        latencies.push_back(now - sent_at[xid]);
-        sent_at[xid] = 0;
+        const std::uint8_t* const frame = in.bytes[static_cast<std::size_t>(i)].data();
+        Take(frame + Batch::kRoom + kEthernet + kHeaders, now, requested);
       }
+      if (requested > 0) requests.Send(fd, requested);
     }
   }
 };
@@ -85,8 +111,9 @@ struct Load {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 4) {
-    std::fputs("usage: relay_load DEVICE RATE SECONDS\n", stderr);
+  const bool exchange = argc == 5 && std::strcmp(argv[4], "exchange") == 0;
+  if (argc != 4 && !exchange) {
+    std::fputs("usage: relay_load DEVICE RATE SECONDS [exchange]\n", stderr);
     return 2;
   }
   const std::uint64_t rate = std::strtoull(argv[2], nullptr, 10);
@@ -96,12 +123,9 @@ int main(int argc, char** argv) {
   const auto total = static_cast<std::uint32_t>(static_cast<double>(rate) * seconds);
   load.sent_at.resize(total);
   load.latencies.reserve(total);
-  for (std::size_t i = 0; i < kBatch; ++i) {
-    const std::size_t size = MakeFrame(load.out.bytes[i].data());
-    load.out.vectors[i] = {load.out.bytes[i].data(), size};
-    load.out.headers[i].msg_hdr.msg_iov = &load.out.vectors[i];
-    load.out.headers[i].msg_hdr.msg_iovlen = 1;
-  }
+  if (exchange) load.offered.resize(total);
+  FillWithFrames(load.out, kDiscover);
+  FillWithFrames(load.requests, kDhcpRequest);
   EndOnSignal();
   const std::uint64_t start = Now();
   while (load.sent < total && ended == 0) {
@@ -128,7 +152,9 @@ int main(int argc, char** argv) {
                                1000;
   };
   std::printf(
-      "{\"sent\":%u,\"answered\":%zu,\"seconds\":%.3f,\"median_us\":%.1f,\"p99_us\":%.1f}\n",
-      load.sent, answered, static_cast<double>(end - start) / 1e9, quantile(0.5), quantile(0.99));
+      "{\"sent\":%u,\"offers\":%u,\"answered\":%zu,\"seconds\":%.3f,\"median_us\":%.1f,"
+      "\"p99_us\":%.1f}\n",
+      load.sent, load.offers, answered, static_cast<double>(end - start) / 1e9, quantile(0.5),
+      quantile(0.99));
   return 0;
 }

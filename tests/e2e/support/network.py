@@ -136,22 +136,22 @@ class Network:
         self.wait_listening(name, 67, process)
         return process
 
-    def start_load(self, name, device, rate, seconds=10 * LIMIT):
+    def start_load(self, name, device, rate, seconds=10 * LIMIT, *arguments):
         """Starts clients that ask at that rate; finish_load waits for their result, stop_load ends them first."""
-        return subprocess.Popen([*self.prefix(name), BIN / "relay_load", device, str(rate), str(seconds)],
+        return subprocess.Popen([*self.prefix(name), BIN / "relay_load", device, str(rate), str(seconds), *arguments],
                                 stdout=subprocess.PIPE, text=True)
 
     @staticmethod
-    def finish_load(process):
-        output, _ = process.communicate(timeout=2 * LIMIT)
+    def finish_load(process, seconds=0):
+        output, _ = process.communicate(timeout=2 * LIMIT + seconds)
         return json.loads(output)
 
     def stop_load(self, process):
         process.terminate()
         return self.finish_load(process)
 
-    def load(self, name, device, rate, seconds):
-        return self.finish_load(self.start_load(name, device, rate, seconds))
+    def load(self, name, device, rate, seconds, *arguments):
+        return self.finish_load(self.start_load(name, device, rate, seconds, *arguments), seconds)
 
     def wait_listening(self, name, port, process=None):
         def listening():
