@@ -7,7 +7,8 @@ import unittest
 from configuration import configuration, relay, server_list
 from paths import BIN
 from processes import wait_until
-from stack import Stack
+from service import served_meanwhile
+from topology import Topology
 
 USER = "daemon"  # an account that every Debian has, with a group of its own
 OTHER = "games"
@@ -19,8 +20,10 @@ def as_user(user):
 
 class DaemonUser(unittest.TestCase):
     def setUp(self):
-        self.stack = Stack(self, manager_options=f"--daemon-user {USER}")
-        self.stack.up(config=configuration(relay("r1")))
+        self.top = Topology(self, manager_options=f"--daemon-user {USER}")
+        self.top.network.answer("server")
+        self.top.up()
+        self.stack = self.top.stack
         self.stack.directory.chmod(0o755)
         self.stack.kill("daemon")
 
@@ -45,7 +48,11 @@ class DaemonUser(unittest.TestCase):
         self.assertIn("r2", self.stack.instance_names())
 
     def test_that_is_another_is_refused_though_in_the_same_group(self):
-        self.start(OTHER)
         log = self.stack.directory / "manager.log"
-        wait_until(lambda: "refused a daemon" in log.read_text(), "the daemon is refused")
-        self.assertFalse(self.stack.status()["connected"])
+        calls = self.stack.status()["calls"]
+        with served_meanwhile(self, self.top, 5):
+            self.start(OTHER)
+            wait_until(lambda: "refused a daemon" in log.read_text(), "the daemon is refused")
+        status = self.stack.status()
+        self.assertFalse(status["connected"])
+        self.assertEqual(status["calls"], calls)

@@ -1,12 +1,60 @@
 """Interfaces that come late, go down, vanish, change their names and addresses: service resumes by itself."""
 
+import concurrent.futures
+import re
 import signal
+import socket
 import unittest
 
 from configuration import configuration
+from dhcp_message import END, Message
 from processes import wait_until
+from service import served_meanwhile
 from topology import Topology, assert_all_answered, dhcp_range, instance, l3
 from trunk import Trunk
+from wire import CLIENT_PORT, SERVER_PORT, Wire, datagram, frame
+
+
+RENEWALS = 20
+FIRST = 0x60000000  # transaction of the renewals, which are not those of a load
+
+
+def of(message):
+    """giaddr and circuit-id of a request."""
+    return (socket.inet_ntoa(message[24:28]), re.search(rb"\x52.\x01.(l3-\d+:\d+)\x02\x06", message, re.DOTALL)[1])
+
+
+class Renewing:
+    """A client that renews its lease, one renewal after the other."""
+
+    def __init__(self, test, top):
+        self.wire = Wire(test, top.network, "client5", "eth0", CLIENT_PORT)
+        self.sent = 0
+
+    @property
+    def answered(self):
+        return len({message.xid for message in self.wire.heard() if message.xid >= FIRST})
+
+    def _ask(self):
+        request = Message(xid=FIRST + self.sent, options=[(53, b"\3"), END])
+        self.wire.send(frame(datagram(request.bytes())))
+        self.sent += 1
+
+    def renew(self, count):
+        """That many renewals, each of which must be answered."""
+        for _ in range(count):
+            before = self.answered
+            self._ask()
+            wait_until(lambda: self.answered > before, "a renewal is answered")
+
+    def renew_until_told(self, change):
+        """Renewals while change() runs; the reply to each may come too late."""
+        with concurrent.futures.ThreadPoolExecutor() as threads:
+            changing = threads.submit(change)
+            while not changing.done():
+                self._ask()
+                concurrent.futures.wait([changing], timeout=0.001)
+        changing.result()
 
 
 class Interface(unittest.TestCase):
@@ -54,6 +102,24 @@ class Interface(unittest.TestCase):
         wait_until(lambda: top.stack.interface("l3-5")["link"] == "renamed", "the new name is seen")
         self.served(top)
 
+    def test_on_either_side_is_down_at_start(self):
+        top = Topology(self)
+        top.network.answer("server")
+        for device in ("vlan5", "uplink"):
+            top.network.run("relay", "ip", "link", "set", device, "down")
+        top.up()
+        self.assertEqual(top.stack.interface("l3-5")["state"], "down")
+        top.network.run("relay", "ip", "link", "set", "vlan5", "up")
+        top.stack.wait_state("l3-5", "up")
+        top.network.wait_up("relay", "vlan5")
+        client = Wire(self, top.network, "client5", "eth0", CLIENT_PORT)
+        client.send(frame(datagram(Message().bytes())))
+        wait_until(lambda: top.counters()["requests"]["send-failed"] == 1, "the server cannot be reached")
+        top.network.run("relay", "ip", "link", "set", "uplink", "up")
+        top.network.wait_up("relay", "uplink")
+        with served_meanwhile(self, top, 5):
+            pass
+
 
 class ManyInterfaces(unittest.TestCase):
     def test_that_go_down_and_come_back_hold_up_no_other(self):
@@ -91,6 +157,29 @@ class Address(unittest.TestCase):
         client.send_signal(signal.SIGUSR1)  # and asks for another
         wait_until(lambda: "192.168.55." in leases.read_text(), "there is a lease at the new address")
         self.assertEqual(top.stack.interface("l3-5")["vlan"], 50)
+
+    def test_and_vlan_change_in_one_step_for_clients_that_renew(self):
+        """Each renewal goes by the old address and VLAN or by the new ones; none is lost but for a reply that is on its
+        way to the address that was."""
+        top = Topology(self)
+        top.network.run("relay", "ip", "addr", "add", "192.168.55.1/24", "brd", "+", "dev", "vlan5")
+        top.network.answer("server")
+        top.up(instance(relay_information={"option": True, "check": True}))
+        server = Wire(self, top.network, "server", "eth0", SERVER_PORT)
+        load = top.network.start_load("client5", "eth0", 2000)
+        client = Renewing(self, top)
+        for number, address in ((50, "192.168.55.1"), (5, "192.168.5.1")) * 3:
+            client.renew_until_told(lambda address=address: top.stack.edit(
+                configuration(l3=[("5", number, f"{address}/24")])))
+            wait_until(lambda: top.stack.interface("l3-5")["address"] == address, "the new address is in force")
+            client.renew(RENEWALS)
+        found = top.network.stop_load(load)
+        self.assertEqual({of(message.message) for message in server.heard()},
+                         {("192.168.5.1", b"l3-5:5"), ("192.168.55.1", b"l3-5:50")})
+        asked = found["sent"] + client.sent
+        self.assertEqual(len(server.heard()), asked)
+        late = top.stack.show("counters")["other"]["unknown-giaddr"]
+        self.assertEqual(found["answered"] + client.answered, asked - late)
 
     def test_stays_the_giaddr_when_its_lifetime_is_refreshed(self):
         top = Topology(self)

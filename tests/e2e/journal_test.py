@@ -8,7 +8,8 @@ import unittest
 
 from configuration import configuration, relay, server_list
 from processes import wait_until
-from topology import Topology, assert_all_answered
+from service import served_meanwhile
+from topology import Topology
 
 DISK_SIZE = 64 * 1024
 
@@ -46,11 +47,11 @@ class FullDisk(unittest.TestCase):
 
     def test_stops_neither_commits_nor_packets(self):
         before = self.journal.read_text()
-        self.fill()
-        self.assertEqual(self.status()["journal_fault"], "No space left on device")
-        self.commit("r2")
-        self.assertIn("r2", self.top.stack.instance_names())
-        assert_all_answered(self, self.top.load(5, 100, 0.2))
+        with served_meanwhile(self, self.top, 5):
+            self.fill()
+            self.assertEqual(self.status()["journal_fault"], "No space left on device")
+            self.commit("r2")
+            self.assertIn("r2", self.top.stack.instance_names())
         self.assertTrue(self.status()["in_sync"])
         self.assertTrue(self.journal.read_text().startswith(before))
         told = [fault["text"] for fault in self.top.stack.faults() if "journal" in fault["text"]]

@@ -5,7 +5,12 @@ import unittest
 
 from configuration import relay
 from paths import HELPERS
-from topology import Topology, assert_all_answered, instance
+from processes import wait_until
+from service import served_meanwhile
+from topology import Topology, instance
+
+COMMITS = 200
+RATE = 5000  # requests a second
 
 
 class Load(unittest.TestCase):
@@ -13,9 +18,18 @@ class Load(unittest.TestCase):
         top = Topology(self)
         top.network.answer("server")
         top.up(instance(), relay("busy"))
-        load = top.network.start_load("client5", "eth0", 5000)
-        top.stack.tool(HELPERS / "commit-often", "busy", 200)
-        assert_all_answered(self, top.network.stop_load(load))
+        before = top.stack.status()
+        with served_meanwhile(self, top, 5, RATE):
+            top.stack.tool(HELPERS / "commit-often", "busy", COMMITS)
+            self.assert_all_arrived(top.stack, before)
+
+    def assert_all_arrived(self, stack, before):
+        """Every commit, while packets came, and as commits: not as one dump."""
+        wait_until(lambda: stack.status()["calls"] == before["calls"] + 2 * COMMITS, "all calls have arrived")
+        busy = next(entry for entry in stack.table() if entry["name"] == "busy")
+        self.assertEqual(len(busy["servers"]), COMMITS)
+        status = stack.status()
+        self.assertEqual((status["connected"], status["in_sync"], status["dumps"]), (True, True, before["dumps"]))
 
     def test_of_perfdhcp_is_relayed_in_full(self):
         top = Topology(self)

@@ -1,12 +1,22 @@
 """Processes that are killed and started again: the table follows the configuration, and service comes back."""
 
+import itertools
 import os
+import signal
 import unittest
+from collections import Counter
 
 from configuration import configuration, interface_list, relay, server_list
-from processes import wait_until
+from dhcp_message import Message
+from processes import is_running, wait_until
+from service import served_meanwhile
 from stack import Stack
-from topology import Topology, assert_all_answered
+from topology import Topology
+from wire import CLIENT_PORT, SERVER_PORT, Wire, datagram, frame
+
+FIRST = 0x60000000  # transaction of the clients that are not those of a load
+SERVICE_LIMIT = 1  # seconds without service after a start of the manager
+EARLY = 50  # requests before the dump
 
 
 class Restart(unittest.TestCase):
@@ -14,22 +24,95 @@ class Restart(unittest.TestCase):
         top = Topology(self)
         top.network.answer("server")
         top.up()
-        load = top.network.start_load("client5", "eth0", 5000)
-        top.stack.kill("daemon")
-        top.stack.start("daemon")
-        top.stack.wait_in_sync()
-        assert_all_answered(self, top.network.stop_load(load))
+        with served_meanwhile(self, top, 5, 5000):
+            top.stack.kill("daemon")
+            top.stack.start("daemon")
+            top.stack.wait_in_sync()
 
-    def test_of_the_manager_brings_service_back(self):
+    def asking(self, top):
+        """A client of VLAN 5, and a function that makes it ask once more."""
+        client = Wire(self, top.network, "client5", "eth0", CLIENT_PORT)
+        numbers = itertools.count(FIRST)
+
+        def ask():
+            client.send(frame(datagram(Message(xid=next(numbers)).bytes())))
+        return client, ask
+
+    def test_of_the_manager_brings_service_back_within_a_second(self):
         top = Topology(self)
         top.network.answer("server")
         top.up()
+        client, ask = self.asking(top)
         top.stack.kill("manager")
         self.assertEqual(top.load(5, 100, 0.1)["answered"], 0)
         top.stack.start("manager")
+        wait_until(lambda: ask() or client.heard(), "clients are served", limit=SERVICE_LIMIT)
+        with served_meanwhile(self, top, 5):
+            pass
+
+    def test_of_the_manager_ten_times_under_load_leaves_nothing_behind(self):
+        top = Topology(self)
+        top.network.answer("server")
+        top.up()
+        client, ask = self.asking(top)
+        server = Wire(self, top.network, "server", "eth0", SERVER_PORT)
+        load = top.network.start_load("client5", "eth0", 100)
+        for signal_number in (signal.SIGKILL, signal.SIGTERM) * 5:
+            self.restart_manager(top.stack, signal_number)
+            ask()
+            served = len(client.heard())
+            wait_until(lambda: len(client.heard()) > served, "clients are served")
+        top.network.stop_load(load)
+        self.assert_each_once(server)
+        self.assert_each_once(client)
+        # What was sent last has been taken, and nothing is left to be taken.
+        with served_meanwhile(self, top, 5):
+            pass
+        self.assertEqual(self.queues(top), [0, 0])
+
+    @staticmethod
+    def restart_manager(stack, signal_number):
+        pid = stack.pid("manager")
+        os.kill(pid, signal_number)
+        wait_until(lambda: not is_running(pid), "the manager is gone")
+        stack.start("manager")
+
+    def assert_each_once(self, wire):
+        self.assertEqual({xid: count for xid, count in Counter(message.xid for message in wire.heard()).items()
+                          if count != 1}, {})
+
+    @staticmethod
+    def queues(top):
+        """Bytes that wait in the manager's packet socket and in its UDP socket."""
+        def waiting(*arguments):
+            lines = [line for line in top.network.run("relay", "ss", "-Hnp", *arguments).stdout.splitlines()
+                     if "dhcp-manager" in line]
+            return sum(int(line.split()[column]) for line in lines for column in (1, 2)), len(lines)
+        found = [waiting("--packet"), waiting("-lu", "sport = :67")]
+        if [sockets for _, sockets in found] != [1, 1]:
+            raise AssertionError(f"other sockets than expected: {found}")
+        return [size for size, _ in found]
+
+    def test_of_the_manager_relays_nothing_until_the_dump_is_in(self):
+        top = Topology(self)
+        top.network.answer("server")
+        top.up()
+        client, ask = self.asking(top)
+        server = Wire(self, top.network, "server", "eth0", SERVER_PORT)
+        top.stack.kill("daemon")
+        top.stack.kill("manager")
+        top.stack.start("manager")
+        wait_until(lambda: top.stack.status().get("connected") is False, "the manager answers")
+        for _ in range(EARLY):
+            ask()
+        self.assertEqual(top.stack.show("counters")["received"], 0)
+        top.stack.start("daemon")
         top.stack.wait_in_sync()
-        top.stack.wait_state("l3-5", "up")
-        assert_all_answered(self, top.load(5, 1000, 0.5))
+        with served_meanwhile(self, top, 5) as found:
+            pass
+        early = {message.xid for wire in (server, client) for message in wire.heard() if message.xid >= FIRST}
+        self.assertEqual(early, set())
+        self.assertEqual(top.counters()["requests"]["received"], found["sent"])
 
 
 class AfterAKill(unittest.TestCase):

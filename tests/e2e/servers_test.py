@@ -4,7 +4,9 @@ import unittest
 
 from configuration import configuration
 from processes import wait_until
+from service import served_meanwhile
 from topology import SERVER, Topology, assert_all_answered, dhcp_range, instance, l3
+from wire import SERVER_PORT, Wire
 
 
 class Servers(unittest.TestCase):
@@ -19,33 +21,63 @@ class Servers(unittest.TestCase):
         self.assertEqual(top.lease(5)[2], SERVER)
         self.assertEqual(top.lease(6)[2], "10.0.1.1")
 
+    def add_second_server(self, top):
+        """Another one in a network of its own; what comes to each of the two."""
+        top.network.join(("relay", "uplink2", "10.0.1.254/24"), ("server2", "eth0", "10.0.1.1/24"))
+        top.network.run("server2", "ip", "route", "add", "192.168.0.0/16", "via", "10.0.1.254")
+        return [Wire(self, top.network, space, "eth0", SERVER_PORT) for space in ("server", "server2")]
+
     def test_all_get_every_request(self):
         top = Topology(self)
-        top.network.run("server", "ip", "addr", "add", "10.0.0.2/24", "dev", "eth0")
-        top.network.dnsmasq("server", dhcp_range(5))
-        top.up(instance(servers=[SERVER, "10.0.0.2", "10.0.0.77"]))
-        self.assertIsNotNone(top.lease())
-        sent = {server["address"]: server["sent"] for server in top.stack.show("servers")["servers"]}
-        self.assertEqual(set(sent), {SERVER, "10.0.0.2", "10.0.0.77"})
-        self.assertEqual(len(set(sent.values())), 1)
-        self.assertEqual(sent[SERVER], top.counters()["requests"]["relayed"])
+        wires = self.add_second_server(top)
+        top.network.answer("server")
+        top.up(instance(servers=[SERVER, "10.0.1.1"]))
+        found = top.load(5, 1000, 0.2)
+        assert_all_answered(self, found)
+        first, second = ({message.xid: message.message for message in wire.heard()} for wire in wires)
+        self.assertEqual([len(wire.heard()) for wire in wires], [found["sent"]] * 2)
+        self.assertEqual(set(first), set(range(found["sent"])))
+        self.assertEqual(second, first)
+        self.assert_sent(top, {SERVER: found["sent"], "10.0.1.1": found["sent"]})
+
+    def assert_sent(self, top, expected):
+        sent = {server["address"]: server["sent"] for server in top.stack.show("servers")["servers"]
+                if server["instance"] == "r1"}
+        self.assertEqual(sent, expected)
+
+    def test_that_are_dead_behind_a_live_link_hold_up_no_other(self):
+        """One has no process, so that its host refuses each copy, and one has not even a host."""
+        top = Topology(self)
+        wires = self.add_second_server(top)
+        top.network.answer("server")
+        dead, absent = "10.0.1.1", "10.0.0.77"
+        top.up(instance(servers=[dead, absent, SERVER]))
+        with served_meanwhile(self, top, 5) as found:
+            pass
+        self.assertEqual([len(wire.heard()) for wire in wires], [found["sent"]] * 2)
+        counters = top.counters()["requests"]
+        self.assertEqual((counters["relayed"], counters["send-failed"]), (found["sent"], 0))
+        for server in top.stack.show("servers")["servers"]:
+            self.assertEqual(server["sent"] + server["failed"], found["sent"], server)
+            self.assertEqual(server["replies"], found["sent"] if server["address"] == SERVER else 0, server)
 
     def test_of_one_instance_change_while_those_of_another_serve(self):
         top = Topology(self)
         top.add_clients(6)
-        top.network.run("server", "ip", "addr", "add", "10.0.0.2/24", "dev", "eth0")
-        top.network.answer("server")
+        wires = self.add_second_server(top)
+        for server in ("server", "server2"):
+            top.network.answer(server)
         top.up(instance(), instance("r2", interfaces=["l3-6"]), interfaces=[l3(5), l3(6)])
-        load = top.network.start_load("client6", "eth0", 500)
-        top.stack.replace(configuration(instance(servers=["10.0.0.2"]), instance("r2", interfaces=["l3-6"]),
-                                        l3=[l3(5), l3(6)]))
-        wait_until(lambda: top.stack.table()[0]["servers"] == ["10.0.0.2"], "the other server is in force")
-        found = top.load(5, 100, 0.1)
+        with served_meanwhile(self, top, 6) as other:
+            before = top.load(5, 100, 0.1)
+            assert_all_answered(self, before)
+            top.stack.replace(configuration(instance(servers=["10.0.1.1"]), instance("r2", interfaces=["l3-6"]),
+                                            l3=[l3(5), l3(6)]))
+            wait_until(lambda: top.stack.table()[0]["servers"] == ["10.0.1.1"], "the other server is in force")
+            found = top.load(5, 100, 0.1)
         assert_all_answered(self, found)
-        sent = {entry["address"]: entry["sent"] for entry in top.stack.show("servers")["servers"]
-                if entry["instance"] == "r1"}
-        self.assertEqual(sent, {"10.0.0.2": found["sent"]})
-        assert_all_answered(self, top.network.stop_load(load))
+        self.assertEqual([len(wire.heard()) for wire in wires], [before["sent"] + other["sent"], found["sent"]])
+        self.assert_sent(top, {"10.0.1.1": found["sent"]})
 
     def test_unreachable_ones_are_counted_and_serve_again_when_they_come_back(self):
         top = Topology(self)

@@ -16,12 +16,12 @@ def run(*command, check=True, timeout=LIMIT, **arguments):
     return result
 
 
-def wait_until(condition, what, pause=0.02):
+def wait_until(condition, what, pause=0.02, limit=LIMIT):
     """Waits until condition() is true and returns its value; looks again after each pause (in seconds)."""
-    deadline = time.monotonic() + LIMIT
+    deadline = time.monotonic() + limit
     while not (value := condition()):
         if time.monotonic() > deadline:
-            raise AssertionError(f"still not so after {LIMIT} s: {what}")
+            raise AssertionError(f"still not so after {limit} s: {what}")
         time.sleep(pause)
     return value
 
