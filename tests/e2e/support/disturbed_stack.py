@@ -20,15 +20,8 @@ LIST_END = "        container ipv4 {"
 class DisturbedStack(Stack):
     def __init__(self, test):
         super().__init__(test)
-        self.variables = None
         self.stopped = None  # the timer that lets a stopped daemon go on
         self.upgrades = 0
-
-    def environment(self):
-        """Asked for once, since it is needed often."""
-        if self.variables is None:
-            self.variables = super().environment()
-        return self.variables
 
     def stop_daemon_for(self, seconds):
         """Returns at once; a daemon that is stopped already stays so for as long as it was to."""

@@ -25,6 +25,7 @@ class Stack:
         self.prefix = list(prefix)
         self.manager_options = manager_options
         self.processes = []
+        self.variables = None  # of the environment
         test.addCleanup(self._remove)
 
     def _remove(self):
@@ -49,10 +50,12 @@ class Stack:
             raise AssertionError(f"stack up failed: {result.stderr}")
 
     def environment(self):
-        """The environment that `stack env` prints, on top of this process's own."""
-        printed = self.script("env").stdout
-        shell = run("bash", "-c", f"eval {shlex.quote(printed)}; env -0")
-        return dict(entry.split("=", 1) for entry in shell.stdout.split("\0") if "=" in entry)
+        """The environment that `stack env` prints, on top of this process's own. It stays as it was at first."""
+        if self.variables is None:
+            printed = self.script("env").stdout
+            shell = run("bash", "-c", f"eval {shlex.quote(printed)}; env -0")
+            self.variables = dict(entry.split("=", 1) for entry in shell.stdout.split("\0") if "=" in entry)
+        return self.variables
 
     def tool(self, *command, check=True, stdin=None):
         return run(*self.prefix, *command, check=check, timeout=2 * LIMIT, env=self.environment(), input=stdin)

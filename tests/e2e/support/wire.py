@@ -14,7 +14,7 @@ CLIENT = bytes.fromhex("02deadbeef05")
 CLIENT_PORT, SERVER_PORT = 68, 67
 
 CLONE_NEWNET = 0x40000000
-SOL_PACKET, PACKET_IGNORE_OUTGOING = 263, 23
+SOL_PACKET, PACKET_STATISTICS, PACKET_IGNORE_OUTGOING = 263, 6, 23
 SO_RCVBUFFORCE, RECEIVE_BUFFER = 33, 16 * 1024 * 1024
 
 LIBC = ctypes.CDLL(None, use_errno=True)
@@ -103,14 +103,18 @@ class Wire:
         self.socket.send(data)
 
     def heard(self):
-        """All messages so far."""
+        """All messages so far. To be asked for often under load, since what waits may outgrow the socket's buffer."""
         while True:
             try:
                 found = parse(self.socket.recv(65536), self.port)
             except BlockingIOError:
-                return self.messages
+                break
             if found is not None:
                 self.messages.append(found)
+        _, lost = struct.unpack("II", self.socket.getsockopt(SOL_PACKET, PACKET_STATISTICS, 8))
+        if lost:
+            raise AssertionError(f"{lost} packets found no room in the capture")
+        return self.messages
 
     def count(self, xid):
         return sum(message.xid == xid for message in self.heard())
