@@ -36,7 +36,7 @@ bench:  ## run the benchmarks, next to other relays under the same load
 	@cmake --build --preset default
 	@scripts/bench
 
-soak:  ## keep the relay under moderate load for ten minutes; memory stays flat, counters add up
+soak:  ## exchanges at a high rate for two minutes, then moderate load for ten; nothing is lost, memory stays flat
 	@scripts/setup test
 	@$(CONFIGURE)
 	@cmake --build --preset default
