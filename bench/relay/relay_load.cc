@@ -128,11 +128,14 @@ int main(int argc, char** argv) {
   FillWithFrames(load.requests, kDhcpRequest);
   EndOnSignal();
   const std::uint64_t start = Now();
-  while (load.sent < total && ended == 0) {
+  while (load.sent < total) {
+    // What is due at the end is sent, too, so that the rate is kept by a process that had to wait.
+    const bool last = ended != 0;
     const std::uint64_t passed = Now() - start;
     load.Burst(
         static_cast<std::uint32_t>(std::min<std::uint64_t>(total, passed * rate / 1000000000U)));
     load.Collect();
+    if (last) break;
     const std::uint64_t next = start + (passed / kTick + 1) * kTick;
     const timespec until{static_cast<time_t>(next / 1000000000U),
                          static_cast<long>(next % 1000000000U)};
