@@ -2,9 +2,8 @@
 
 import unittest
 
-from dhcp_message import CLIENT_ID, COOKIE, END, INFORMATION, Message
+from dhcp_message import CLIENT_ID, END, INFORMATION, Message
 from packet_cases import CHECKED, DROPPED, KEPT, OFF, PLAIN, REPLACED, SECOND, PacketCases, us
-from processes import wait_until
 
 KINDS = {"DISCOVER": 1, "REQUEST": 3, "DECLINE": 4, "RELEASE": 7, "INFORM": 8, "unknown type": 99}
 ANSWERS = {"OFFER": 2, "ACK": 5, "NAK": 6, "unknown type": 99}
@@ -92,10 +91,13 @@ class Requests(Cases):
 class Replies(Cases):
     def test_come_out_once_at_their_client_or_nowhere(self):
         before = self.kernel_drops()
+        self.targets_of = {}
         self.kinds()
         self.information()
         self.headers()
+        self.targets()
         self.cases.check()
+        self.check_targets()
         self.assertEqual([after - value for value, after in zip(before, self.kernel_drops())], [1, 1])
 
     def kinds(self):
@@ -133,16 +135,19 @@ class Replies(Cases):
                       if not line.startswith("#"))
         return int(counts["IpExtInCsumErrors"]), int(counts["UdpInCsumErrors"])
 
-    def test_go_to_the_client_by_the_flags_of_the_message(self):
-        for name, fields, target in (("broadcast", {"flags": 0x8000}, (b"\xff" * 6, "255.255.255.255")),
+    def targets(self):
+        """Broadcast or unicast, by the message's flags and address."""
+        everybody = (b"\xff" * 6, "255.255.255.255")
+        for name, fields, target in (("to be broadcast", {"flags": 0x8000}, everybody),
                                      ("unicast", {"flags": 0}, (bytes.fromhex("02aabbccddee"), "10.2.2.2")),
-                                     ("no address yet", {"flags": 0, "yiaddr": "0.0.0.0"},
-                                      (b"\xff" * 6, "255.255.255.255"))):
+                                     ("without an address", {"flags": 0, "yiaddr": "0.0.0.0"}, everybody)):
+            self.cases.reply(name, PLAIN, Message(op=2, **fields))
+            self.targets_of[name] = target
+
+    def check_targets(self):
+        found = {self.cases.names[heard.xid]: heard for heard in self.cases.clients[PLAIN].heard()}
+        for name, target in self.targets_of.items():
             with self.subTest(name):
-                self.cases.reply(name, PLAIN, Message(op=2, cookie=COOKIE, **fields))
-                wire = self.cases.clients[PLAIN]
-                found = wait_until(lambda: [message for message in wire.heard()
-                                            if self.cases.names.get(message.xid) == name], name)
-                self.assertEqual([(message.mac, message.target, message.source_port, message.are_sums_right)
-                                  for message in found], [(*target, 67, True)])
-        self.cases.check()
+                heard = found[name]
+                self.assertEqual((heard.mac, heard.target, heard.source_port, heard.are_sums_right),
+                                 (*target, 67, True))
