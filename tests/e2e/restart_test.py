@@ -35,7 +35,9 @@ class Restart(unittest.TestCase):
         numbers = itertools.count(FIRST)
 
         def ask():
-            client.send(frame(datagram(Message(xid=next(numbers)).bytes())))
+            xid = next(numbers)
+            client.send(frame(datagram(Message(xid=xid).bytes())))
+            return xid
         return client, ask
 
     def test_of_the_manager_brings_service_back_within_a_second(self):
@@ -46,7 +48,8 @@ class Restart(unittest.TestCase):
         top.stack.kill("manager")
         self.assertEqual(top.load(5, 100, 0.1)["answered"], 0)
         top.stack.start("manager")
-        wait_until(lambda: ask() or client.heard(), "clients are served", limit=SERVICE_LIMIT)
+        wait_until(lambda: ask() and client.heard(), "clients are served", limit=SERVICE_LIMIT)
+        client.wait_for(ask())  # what was asked before is answered, too
         with served_meanwhile(self, top, 5):
             pass
 
@@ -63,6 +66,7 @@ class Restart(unittest.TestCase):
             served = len(client.heard())
             wait_until(lambda: len(client.heard()) > served, "clients are served")
         top.network.stop_load(load)
+        client.wait_for(ask())
         self.assert_each_once(server)
         self.assert_each_once(client)
         # What was sent last has been taken, and nothing is left to be taken.
