@@ -32,6 +32,8 @@ install_models() {
   fi
   mv -T "$new" "$SYSREPO_REPOSITORY_PATH"
   echo "$models" >"$dir/models"
+  # The saver syncs what it writes itself: without the rest, a power cut would leave a configuration but no models.
+  sync -f "$dir"
   rm -rf "$old"
 }
 

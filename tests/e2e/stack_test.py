@@ -198,6 +198,16 @@ class Saved(unittest.TestCase):
         self.remove_shared_memory()
         self.assert_next_up_has_all()
 
+    def test_survives_a_power_cut_that_empties_the_files_of_its_processes(self):
+        self.commit()
+        wait_until(self.is_on_the_disk, "the commit is on the disk")
+        self.kill_everything()
+        self.remove_shared_memory()
+        for name in self.PROCESSES:
+            for ending in ("pid", "program"):
+                (self.stack.directory / f"{name}.{ending}").write_text("")
+        self.assert_next_up_has_all()
+
     def test_survives_a_kill_of_everything_at_once(self):
         self.commit()
         self.kill_everything()
