@@ -8,7 +8,7 @@ SYSCONFDIR ?= $(if $(filter /usr,$(PREFIX)),/etc,etc)
 CONFIGURE = cmake --preset default $(if $(BUILD_TYPE),-DCMAKE_BUILD_TYPE=$(BUILD_TYPE))
 
 .DEFAULT_GOAL := help
-.PHONY: help setup build demo test bench soak fuzz lint asan clang coverage tidy format format-check install clean distclean
+.PHONY: help setup build demo test bench soak vm-test fuzz lint asan clang coverage tidy format format-check install clean distclean
 
 help:  ## show this list
 	@echo "make <target>; demo and test need nothing but Debian 12 or 13, the network and root"
@@ -41,6 +41,12 @@ soak:  ## exchanges at a high rate for two minutes, then moderate load for ten; 
 	@$(CONFIGURE)
 	@cmake --build --preset default
 	@scripts/relay-soak
+
+vm-test:  ## the tests in a virtual machine at length: ten cuts of power, 2,000 VLAN devices
+	@scripts/setup test
+	@$(CONFIGURE)
+	@cmake --build --preset default
+	@scripts/vm-test
 
 fuzz:  ## fuzz the packet rules and the wire protocol, VX_FUZZ_SECONDS (60) each
 	@scripts/fuzz

@@ -1,10 +1,11 @@
 """Programs that a test runs, and waiting for what they do."""
 
+import os
 import pathlib
 import subprocess
 import time
 
-LIMIT = 60  # seconds after which a program or a condition has failed
+LIMIT = int(os.environ.get("VX_LIMIT", 60))  # seconds after which a program or a condition has failed
 
 
 def run(*command, check=True, timeout=LIMIT, **arguments):
