@@ -7,8 +7,9 @@ import struct
 
 from processes import wait_until
 
-IPV4 = 0x0800
+IPV4, VLAN_TAG = 0x0800, 0x8100
 ETHERNET, IP, UDP = 14, 20, 8
+PRIORITY = 5
 BROADCAST = b"\xff" * 6
 CLIENT = bytes.fromhex("02deadbeef05")
 CLIENT_PORT, SERVER_PORT = 68, 67
@@ -55,8 +56,10 @@ def datagram(payload, *, source="0.0.0.0", target="255.255.255.255", source_port
     return header[:10] + struct.pack(">H", checksum(header) ^ ip_sum) + header[12:] + udp
 
 
-def frame(packet, *, to=BROADCAST, source=CLIENT):
-    return to + source + struct.pack(">H", IPV4) + packet
+def frame(packet, *, to=BROADCAST, source=CLIENT, tag=None):
+    """`tag` is the VLAN identifier of an 802.1Q tag; 0 for a priority alone."""
+    tagged = b"" if tag is None else struct.pack(">HH", VLAN_TAG, PRIORITY << 13 | tag)
+    return to + source + tagged + struct.pack(">H", IPV4) + packet
 
 
 class Heard(collections.namedtuple("Heard", "mac target source_port message are_sums_right")):

@@ -7,11 +7,11 @@ import collections
 import unittest
 
 from configuration import configuration
-from listener import Listener
-from paths import HELPERS
+from dhcp_message import Message
 from processes import wait_until
 from topology import dhcp_range, instance, l3
-from trunk import Cleanup, Trunk
+from vlan_trunk import Cleanup, Trunk
+from wire import CLIENT_PORT, SERVER_PORT, Wire, datagram, frame
 
 
 LAST = "l3-5"  # whose request ends a wait for silence
@@ -20,7 +20,8 @@ LAST = "l3-5"  # whose request ends a wait for silence
 class Vlan(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.top = Trunk(Cleanup(cls.addClassCleanup))
+        cleanup = Cleanup(cls.addClassCleanup)
+        cls.top = Trunk(cleanup)
         cls.top.ip("addr", "add", "192.168.1.1/24", "brd", "+", "dev", "trunk")
         cls.add_bridge()
         cls.add_bond()
@@ -31,7 +32,7 @@ class Vlan(unittest.TestCase):
         cls.top.add_server("server", "uplink", [dhcp_range(number) for number in (1, 5, 8, 9)])
         cls.top.stack.up(config=configuration(
             instance(interfaces=[f"l3-{number}" for number in (1, 5, 8, 9)]), l3=[l3(1), l3(5), l3(8), l3(9)]))
-        cls.listener = Listener(cls.top.network, "server", "eth0", 67)
+        cls.server = Wire(cleanup, cls.top.network, "server", "eth0", SERVER_PORT)
 
     @classmethod
     def add_bridge(cls):
@@ -57,53 +58,54 @@ class Vlan(unittest.TestCase):
             cls.top.ip("link", "set", "bond", "up", space=space)
             cls.top.network.wait_up(space, "bond")
 
-    def send(self, transaction, *arguments, device="trunk"):
-        self.top.network.run("switch", HELPERS / "send-request", device, transaction, *arguments)
+    def send(self, xid, tag=None, device="trunk"):
+        """A request from behind the switch; tag 0 is a priority alone."""
+        request = datagram(Message(hops=0, xid=xid).bytes())
+        Wire(self, self.top.network, "switch", device, CLIENT_PORT).send(frame(request, tag=tag))
 
     def received(self):
         """The requests of each interface so far."""
         shown = self.top.stack.show("counters")["interfaces"]
         return collections.Counter({entry["name"]: entry["requests"]["received"] for entry in shown})
 
-    def assert_relayed_once(self, transaction, interface, *arguments, device="trunk"):
+    def assert_relayed_once(self, xid, interface, tag=None, device="trunk"):
         """And by that interface alone."""
         before = self.received()
-        self.send(transaction, *arguments, device=device)
-        self.listener.wait_for(transaction)
-        self.assert_heard(transaction, 1)
+        self.send(xid, tag, device)
+        self.server.wait_for(xid)
+        self.assert_heard(xid, 1)
         self.assertEqual(self.received() - before, collections.Counter([interface, LAST]))
 
-    def assert_not_relayed(self, transaction, *arguments, device="trunk"):
-        self.send(transaction, *arguments, device=device)
-        self.assert_heard(transaction, 0)
+    def assert_not_relayed(self, xid, tag, device="trunk"):
+        self.send(xid, tag, device)
+        self.assert_heard(xid, 0)
 
-    def assert_heard(self, transaction, count):
+    def assert_heard(self, xid, count):
         """What is sent last, in VLAN 5, is relayed last."""
-        last = f"{int(transaction, 16) + 1:08x}"
-        self.send(last, "--tag", 5)
-        self.listener.wait_for(last)
-        self.assertEqual(self.listener.heard().count(transaction), count)
+        self.send(xid + 1, tag=5)
+        self.server.wait_for(xid + 1)
+        self.assertEqual(self.server.count(xid), count)
 
     def test_tagged_frame_is_relayed_once_by_the_vlan_device(self):
-        self.assert_relayed_once("aa000010", "l3-5", "--tag", 5)
+        self.assert_relayed_once(0xAA000010, "l3-5", tag=5)
 
     def test_untagged_frame_is_relayed_once_by_the_trunk(self):
-        self.assert_relayed_once("aa000020", "l3-1")
+        self.assert_relayed_once(0xAA000020, "l3-1")
 
     def test_frame_with_a_priority_alone_is_relayed_once_by_the_trunk(self):
-        self.assert_relayed_once("aa000030", "l3-1", "--tag", 0)
+        self.assert_relayed_once(0xAA000030, "l3-1", tag=0)
 
     def test_frame_of_a_vlan_without_a_device_is_not_relayed(self):
-        self.assert_not_relayed("aa000040", "--tag", 7)
+        self.assert_not_relayed(0xAA000040, tag=7)
 
     def test_frame_is_relayed_once_from_a_bridge(self):
-        self.assert_relayed_once("aa000050", "l3-8", "--tag", 8, device="port")
+        self.assert_relayed_once(0xAA000050, "l3-8", tag=8, device="port")
 
     def test_frame_of_a_vlan_that_the_bridge_filters_is_not_relayed(self):
-        self.assert_not_relayed("aa000060", "--tag", 5, device="port")
+        self.assert_not_relayed(0xAA000060, tag=5, device="port")
 
     def test_frame_is_relayed_once_from_a_bond(self):
-        self.assert_relayed_once("aa000070", "l3-9", "--tag", 9, device="bond")
+        self.assert_relayed_once(0xAA000070, "l3-9", tag=9, device="bond")
 
     def test_clients_lease_in_every_vlan(self):
         for number in (5, 8, 9):

@@ -2,11 +2,11 @@
 
 import unittest
 
+from attack import TIMES, Attack
 from configuration import configuration
-from paths import HELPERS
 from processes import wait_until
 from topology import instance
-from trunk import Cleanup, Trunk
+from vlan_trunk import Cleanup, Trunk
 
 RED, BLUE, OTHER = 7, 8, 17  # routing tables
 ADDRESS = "192.168.5.1/24"
@@ -69,8 +69,8 @@ class Vrf(unittest.TestCase):
         """In a VRF, too, the kernel tells on which interface it came."""
         self.top.ip("addr", "replace", f"{CLIENT}/24", "dev", "vlan5", space="client5")
         refused = self.refused()
-        self.top.network.run("client5", HELPERS / "send-offer", CLIENT, "192.168.5.1", "192.168.5.1", "badbad01")
-        wait_until(lambda: self.refused() == refused + 1, "the reply is refused")
+        Attack.offer(self.top, CLIENT, "192.168.5.1")
+        wait_until(lambda: self.refused() == refused + TIMES, "the replies are refused")
 
     def refused(self):
         """Replies that came from clients of VLAN 5."""

@@ -8,7 +8,7 @@ from configuration import configuration
 from processes import wait_until
 from report import Report
 from topology import instance
-from trunk import Cleanup, Trunk
+from vlan_trunk import Cleanup, Trunk
 
 COUNT = int(os.environ["VX_VLANS"])
 LIMIT = 1500  # seconds

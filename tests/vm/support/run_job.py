@@ -5,7 +5,7 @@ import sys
 import tempfile
 
 from machine import Machine
-from trunk import Cleanup
+from vlan_trunk import Cleanup
 
 LIMIT = 3000  # seconds
 
