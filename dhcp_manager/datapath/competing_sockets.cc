@@ -66,8 +66,8 @@ bool TakesReplies(const Contest& contest) {
 std::vector<VrfIfindex> VrfsOf(const UdpSocket& socket, const VrfInodes& own, const Links& links,
                                bool hears_vrfs) {
   if (socket.device != 0) {
-    const auto link = links.links.find(socket.device);
-    return {link == links.links.end() ? kDefaultVrf : links.VrfOf(link->second)};
+    const Link* link = links.Find(socket.device);
+    return {link == nullptr ? kDefaultVrf : links.VrfOf(*link)};
   }
   if (!hears_vrfs) return {kDefaultVrf};
   std::vector<VrfIfindex> all;

@@ -11,6 +11,7 @@
 
 #include <vxmw/vxmw.h>
 
+#include "dhcp_manager/kernel/link_socket.h"
 #include "tests/support/calls.h"
 #include "tests/support/loop.h"
 
@@ -44,8 +45,8 @@ class RelayTest : public ::testing::Test {
   vxmw_t* mw_ = vxmw_init("relay_test");
   Resync resync_;
   std::unique_ptr<Relay> relay_ =
-      std::make_unique<Relay>(mw_, dhcp_manager::Sockets(), resync_, dhcp_manager::VrfDevices(),
-                              std::nullopt, dhcp_manager::Trust());
+      std::make_unique<Relay>(mw_, dhcp_manager::Sockets(), dhcp_manager::OpenLinkSocket(), resync_,
+                              dhcp_manager::VrfDevices(), std::nullopt, dhcp_manager::Trust());
   std::uint32_t servers_ = 0;
 };
 

@@ -263,10 +263,8 @@ class SocketStateTest : public StateAnswerTest {
   // The interface of an instance in the default VRF, which has the reason for having no socket.
   control::RelayInterface Interface(bool up) {
     dhcp_manager::Links links;
-    links.links[2].index = 2;
-    links.links[2].up = up;
-    links.addresses.emplace_back().link = 2;
-    links.addresses.back().address = IPv4Addr::from_host_order(kAddress);
+    links.SetLink({.index = 2, .name = "vlan2", .up = up, .vrf_table = {}});
+    links.SetAddress({.link = 2, .address = IPv4Addr::from_host_order(kAddress), .broadcast = {}});
     table_.Apply(AddressCall(wire::SET_L3_INTERFACE_ADDRESS, "r1", kAddress, "l3-5"));
     relay_.failures = {{dhcp_manager::kDefaultVrf, "Address already in use"}};
     relay_.Use(table_, links);

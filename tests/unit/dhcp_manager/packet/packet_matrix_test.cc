@@ -113,12 +113,8 @@ RelayTable TableOf(const Case& item) {
 // As the forwarding table has it, whose kernel interface has the address.
 RelayParameters InterfaceOf(const Case& item) {
   dhcp_manager::Links links;
-  dhcp_manager::Link& link = links.links[2];
-  link.index = 2;
-  link.up = true;
-  dhcp_manager::LinkAddress& address = links.addresses.emplace_back();
-  address.link = link.index;
-  address.address = Address(item.giaddr);
+  links.SetLink({.index = 2, .name = "vlan2", .up = true, .vrf_table = {}});
+  links.SetAddress({.link = 2, .address = Address(item.giaddr), .broadcast = {}});
   dhcp_manager::Trust trust;
   trust.drop_foreign_giaddr = item.settings.find('f') != std::string::npos;
   const dhcp_manager::Forwarding forwarding(TableOf(item), links, trust);
