@@ -1,8 +1,10 @@
 // The least that a relay of one packet socket and one UDP socket can spend: receives, writes
 // giaddr, sends.
 //   bare_relay DEVICE GIADDR SERVER [WAIT_US]
+// With WAIT_US it gathers packets for so long before it takes them.
 
 #include <poll.h>
+#include <sys/prctl.h>
 
 #include "bench/relay/frames.h"
 
@@ -55,6 +57,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   EndOnSignal();
+  prctl(PR_SET_TIMERSLACK, 1);
   static Relay relay;
   relay.clients = OpenPacketSocket(argv[1], SOCK_DGRAM, 67, 1);
   relay.servers = OpenUdpSocket(2);

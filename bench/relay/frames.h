@@ -20,6 +20,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <span>
 #include <vector>
 
 namespace bench {
@@ -54,11 +55,17 @@ inline void Require(bool good, const char* what) {
   if (!good) Die(what);
 }
 
-inline std::uint64_t Now() {
-  timespec time{};
-  clock_gettime(CLOCK_MONOTONIC, &time);
-  return static_cast<std::uint64_t>(time.tv_sec) * 1000000000U +
+inline constexpr std::uint64_t kSecond = 1'000'000'000;  // in nanoseconds
+
+inline std::uint64_t Nanoseconds(const timespec& time) {
+  return static_cast<std::uint64_t>(time.tv_sec) * kSecond +
          static_cast<std::uint64_t>(time.tv_nsec);
+}
+
+inline std::uint64_t Now(clockid_t clock = CLOCK_MONOTONIC) {
+  timespec time{};
+  clock_gettime(clock, &time);
+  return Nanoseconds(time);
 }
 
 inline void EnlargeBuffers(int fd) {
@@ -161,7 +168,9 @@ struct Batch {
   std::array<iovec, kBatch> vectors{};
   std::array<mmsghdr, kBatch> headers{};
 
-  int Receive(int fd) {
+  // `controls` is divided among the messages, as room for their control messages.
+  int Receive(int fd, std::span<std::uint8_t> controls = {}) {
+    const std::size_t control_size = controls.size() / kBatch;
     for (std::size_t i = 0; i < kBatch; ++i) {
       vectors[i] = {bytes[i].data() + kRoom, kSize};
       headers[i].msg_hdr = {};
@@ -169,6 +178,8 @@ struct Batch {
       headers[i].msg_hdr.msg_namelen = sizeof(names[i]);
       headers[i].msg_hdr.msg_iov = &vectors[i];
       headers[i].msg_hdr.msg_iovlen = 1;
+      headers[i].msg_hdr.msg_control = controls.data() + i * control_size;
+      headers[i].msg_hdr.msg_controllen = control_size;
     }
     return recvmmsg(fd, headers.data(), kBatch, MSG_DONTWAIT, nullptr);
   }

@@ -2,6 +2,11 @@
 // of JSON. SIGTERM ends the asking before its time. With "exchange" each client requests what it is
 // offered, and the answer that counts is the DHCPACK.
 //   relay_load DEVICE RATE SECONDS [exchange]
+//
+// The kernel stamps an answer when it comes, so that what this program spends does not depend on
+// when answers come.
+
+#include <sys/prctl.h>
 
 #include <algorithm>
 
@@ -12,8 +17,9 @@ namespace {
 using namespace bench;  // NOLINT(google-build-using-namespace): one program's own parts
 
 constexpr std::size_t kMessage = 300;
-constexpr std::uint64_t kTick = 500000;  // nanoseconds between bursts
-constexpr std::uint64_t kLinger = 1500000000;
+constexpr std::uint64_t kTick = 100'000;  // nanoseconds: the least time between two bursts
+constexpr std::uint64_t kCollectInterval = 1'000'000;
+constexpr std::uint64_t kLinger = 1'500'000'000;
 
 // Broadcast from an Ethernet address, with a chaddr made from the number.
 std::size_t MakeFrame(std::uint8_t* frame, std::uint8_t type) {
@@ -52,60 +58,127 @@ void Number(std::uint8_t* frame, std::uint32_t number) {
   std::memcpy(message + 30, &xid, sizeof(xid));
 }
 
-struct Load {
-  int fd = -1;
-  std::vector<std::uint64_t> sent_at;
-  std::vector<std::uint64_t> latencies;
-  std::vector<bool> offered;  // empty without exchanges
-  std::uint32_t sent = 0;
-  std::uint32_t offers = 0;
-  Batch out;
-  Batch requests;
-  Batch in;
+void SleepUntil(std::uint64_t time) {
+  const timespec until{static_cast<time_t>(time / kSecond), static_cast<long>(time % kSecond)};
+  clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr);
+}
 
-  void Burst(std::uint32_t upto) {
-    while (sent < upto) {
-      int count = 0;
-      const std::uint64_t now = Now();
-      for (; sent < upto && count < static_cast<int>(kBatch); ++count, ++sent) {
-        const auto i = static_cast<std::size_t>(count);
-        Number(out.bytes[i].data(), sent);
-        sent_at[sent] = now;
+// When the kernel received the message, by CLOCK_REALTIME.
+std::uint64_t ReceivedAt(msghdr& header) {
+  timespec time{};
+  const cmsghdr* const control = CMSG_FIRSTHDR(&header);
+  if (control == nullptr || control->cmsg_type != SCM_TIMESTAMPNS) Die("time stamp");
+  std::memcpy(&time, CMSG_DATA(control), sizeof(time));
+  return Nanoseconds(time);
+}
+
+class Load {
+ public:
+  Load(const char* device, std::uint64_t rate, double seconds, bool exchange)
+      : fd_(OpenPacketSocket(device, SOCK_RAW, 68, 2)),
+        rate_(rate),
+        sent_at_(static_cast<std::size_t>(static_cast<double>(rate) * seconds)) {
+    constexpr int kOn = 1;
+    Require(setsockopt(fd_, SOL_SOCKET, SO_TIMESTAMPNS, &kOn, sizeof(kOn)) == 0, "time stamps");
+    latencies_.reserve(sent_at_.size());
+    if (exchange) offered_.resize(sent_at_.size());
+    FillWithFrames(out_, kDiscover);
+    FillWithFrames(requests_, kDhcpRequest);
+  }
+
+  void Run() {
+    const std::uint64_t start = Now();
+    for (std::uint64_t passed = 0; sent_ < sent_at_.size(); passed = Now() - start) {
+      // What is due at the end is sent, too: a process that had to wait keeps the rate.
+      const bool last = ended != 0;
+      Burst(std::min<std::uint64_t>(sent_at_.size(), passed * rate_ / kSecond + 1));
+      if (passed - collected_ >= kCollectInterval) {
+        Collect();
+        collected_ = passed;
       }
-      out.Send(fd, count);
+      if (last) break;
+      SleepUntil(start + std::max(sent_ * kSecond / rate_, passed + kTick));
+    }
+    seconds_ = static_cast<double>(Now() - start) / static_cast<double>(kSecond);
+    const std::uint64_t end = Now();
+    while (latencies_.size() < sent_ && Now() - end < kLinger) {
+      Collect();
+      SleepUntil(Now() + kCollectInterval);
     }
   }
 
-  // Takes an answer; `requested` is the number of requests for offers that are to be sent.
-  void Take(const std::uint8_t* message, std::uint64_t now, int& requested) {
-    std::uint32_t xid = 0;
-    std::memcpy(&xid, message + 4, sizeof(xid));
-    xid = ntohl(xid);
-    if (xid >= sent || sent_at[xid] == 0) return;
-    if (!offered.empty() && !offered[xid]) {
-      offered[xid] = true;
-      ++offers;
-      Number(requests.bytes[static_cast<std::size_t>(requested++)].data(), xid);
-      return;
+  void Print() {
+    std::ranges::sort(latencies_);
+    std::printf(
+        "{\"sent\":%zu,\"offers\":%zu,\"answered\":%zu,\"seconds\":%.3f,\"median_us\":%.1f,"
+        "\"p99_us\":%.1f}\n",
+        sent_, offers_, latencies_.size(), seconds_, Quantile(0.5), Quantile(0.99));
+  }
+
+ private:
+  static constexpr std::size_t kControlSize = CMSG_SPACE(sizeof(timespec));
+
+  void Burst(std::size_t upto) {
+    while (sent_ < upto) {
+      std::size_t count = 0;
+      const std::uint64_t now = Now(CLOCK_REALTIME);
+      for (; sent_ < upto && count < kBatch; ++count, ++sent_) {
+        Number(out_.bytes[count].data(), static_cast<std::uint32_t>(sent_));
+        sent_at_[sent_] = now;
+      }
+      out_.Send(fd_, static_cast<int>(count));
     }
-    if (!offered.empty() && message[kType] != kAck) return;
-    latencies.push_back(now - sent_at[xid]);
-    sent_at[xid] = 0;
   }
 
   void Collect() {
-    while (true) {
-      const int count = in.Receive(fd);
-      if (count <= 0) return;
-      const std::uint64_t now = Now();
+    int count = 0;
+    do {
+      count = in_.Receive(fd_, controls_);
       int requested = 0;
-      for (int i = 0; i < count; ++i) {
-        const std::uint8_t* const frame = in.bytes[static_cast<std::size_t>(i)].data();
-        Take(frame + Batch::kRoom + kEthernet + kHeaders, now, requested);
-      }
-      if (requested > 0) requests.Send(fd, requested);
-    }
+      for (int i = 0; i < count; ++i) Take(static_cast<std::size_t>(i), requested);
+      if (requested > 0) requests_.Send(fd_, requested);
+    } while (count == static_cast<int>(kBatch));
   }
+
+  // Takes an answer; `requested` is the number of requests for offers that are to be sent.
+  void Take(std::size_t index, int& requested) {
+    const std::uint8_t* const message =
+        in_.bytes[index].data() + Batch::kRoom + kEthernet + kHeaders;
+    std::uint32_t xid = 0;
+    std::memcpy(&xid, message + 4, sizeof(xid));
+    xid = ntohl(xid);
+    if (xid >= sent_ || sent_at_[xid] == 0) return;
+    if (!offered_.empty() && !offered_[xid]) {
+      offered_[xid] = true;
+      ++offers_;
+      Number(requests_.bytes[static_cast<std::size_t>(requested++)].data(), xid);
+      return;
+    }
+    if (!offered_.empty() && message[kType] != kAck) return;
+    const std::uint64_t received_at = ReceivedAt(in_.headers[index].msg_hdr);
+    latencies_.push_back(received_at - std::min(received_at, sent_at_[xid]));
+    sent_at_[xid] = 0;
+  }
+
+  double Quantile(double share) const {
+    if (latencies_.empty()) return 0;
+    const double last = static_cast<double>(latencies_.size() - 1);
+    return static_cast<double>(latencies_[static_cast<std::size_t>(share * last)]) / 1000;
+  }
+
+  int fd_;
+  std::uint64_t rate_;
+  std::vector<std::uint64_t> sent_at_;  // 0: answered
+  std::vector<std::uint64_t> latencies_;
+  std::vector<bool> offered_;  // empty without exchanges
+  std::size_t sent_ = 0;
+  std::size_t offers_ = 0;
+  std::uint64_t collected_ = 0;
+  double seconds_ = 0;
+  Batch out_;
+  Batch requests_;
+  Batch in_;
+  alignas(cmsghdr) std::array<std::uint8_t, kBatch * kControlSize> controls_{};
 };
 
 }  // namespace
@@ -117,47 +190,11 @@ int main(int argc, char** argv) {
     return 2;
   }
   const std::uint64_t rate = std::strtoull(argv[2], nullptr, 10);
-  const double seconds = std::strtod(argv[3], nullptr);
-  static Load load;
-  load.fd = OpenPacketSocket(argv[1], SOCK_RAW, 68, 2);
-  const auto total = static_cast<std::uint32_t>(static_cast<double>(rate) * seconds);
-  load.sent_at.resize(total);
-  load.latencies.reserve(total);
-  if (exchange) load.offered.resize(total);
-  FillWithFrames(load.out, kDiscover);
-  FillWithFrames(load.requests, kDhcpRequest);
+  Require(rate > 0, "rate");
+  prctl(PR_SET_TIMERSLACK, 1);
   EndOnSignal();
-  const std::uint64_t start = Now();
-  while (load.sent < total) {
-    // What is due at the end is sent, too, so that the rate is kept by a process that had to wait.
-    const bool last = ended != 0;
-    const std::uint64_t passed = Now() - start;
-    load.Burst(
-        static_cast<std::uint32_t>(std::min<std::uint64_t>(total, passed * rate / 1000000000U)));
-    load.Collect();
-    if (last) break;
-    const std::uint64_t next = start + (passed / kTick + 1) * kTick;
-    const timespec until{static_cast<time_t>(next / 1000000000U),
-                         static_cast<long>(next % 1000000000U)};
-    clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr);
-  }
-  const std::uint64_t end = Now();
-  while (load.latencies.size() < load.sent && Now() - end < kLinger) {
-    load.Collect();
-    usleep(500);
-  }
-  std::ranges::sort(load.latencies);
-  const std::size_t answered = load.latencies.size();
-  const auto quantile = [&](double share) {
-    return answered == 0 ? 0.0
-                         : static_cast<double>(load.latencies[static_cast<std::size_t>(
-                               share * static_cast<double>(answered - 1))]) /
-                               1000;
-  };
-  std::printf(
-      "{\"sent\":%u,\"offers\":%u,\"answered\":%zu,\"seconds\":%.3f,\"median_us\":%.1f,"
-      "\"p99_us\":%.1f}\n",
-      load.sent, load.offers, answered, static_cast<double>(end - start) / 1e9, quantile(0.5),
-      quantile(0.99));
+  static Load load(argv[1], rate, std::strtod(argv[3], nullptr), exchange);
+  load.Run();
+  load.Print();
   return 0;
 }
