@@ -34,7 +34,7 @@ class BatchSocket {
 };
 
 // A socket of the kernel (recvmmsg, sendmmsg).
-class KernelSocket final : public BatchSocket {
+class KernelSocket : public BatchSocket {
  public:
   explicit KernelSocket(base::Descriptor descriptor);
 

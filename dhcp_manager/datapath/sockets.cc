@@ -13,6 +13,7 @@
 #include "base/system_error.h"
 #include "dhcp_manager/datapath/filters.h"
 #include "dhcp_manager/datapath/headers.h"
+#include "dhcp_manager/datapath/segmenting_socket.h"
 #include "dhcp_manager/datapath/socket_option.h"
 
 namespace dhcp_manager {
@@ -59,7 +60,7 @@ class VrfBatchSocket final : public BatchSocket {
 
  private:
   VrfSocketPool& pool_;
-  KernelSocket socket_;
+  SegmentingSocket socket_;
 };
 
 }  // namespace
