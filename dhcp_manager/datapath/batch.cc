@@ -1,6 +1,7 @@
 #include "dhcp_manager/datapath/batch.h"
 
 #include <cstring>
+#include <span>
 
 namespace dhcp_manager {
 namespace {
@@ -32,11 +33,13 @@ Inbox::Inbox() : buffers_(std::make_unique<std::array<Buffer, kBatch>>()) {
 }
 
 std::size_t Inbox::Receive(BatchSocket& socket) {
-  for (mmsghdr& header : headers_) {
+  // Those behind are as they were: to touch them all for a single packet takes longer than it.
+  for (mmsghdr& header : std::span(headers_).first(used_)) {
     header.msg_hdr.msg_namelen = sizeof(sockaddr_in);
     header.msg_hdr.msg_controllen = sizeof(Buffer::control);
   }
-  return socket.Receive(headers_);
+  used_ = socket.Receive(headers_);
+  return used_;
 }
 
 Inbox::Message Inbox::Get(std::size_t index) {

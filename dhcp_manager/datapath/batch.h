@@ -56,6 +56,7 @@ class Inbox {
   std::unique_ptr<std::array<Buffer, kBatch>> buffers_;
   std::array<iovec, kBatch> vectors_{};
   std::array<mmsghdr, kBatch> headers_{};
+  std::size_t used_ = kBatch;  // headers that the latest Receive may have written to
 };
 
 // Packets to be sent from one socket. Their bytes must stay as they are until Flush.
