@@ -43,8 +43,10 @@ std::size_t PacketRelay::RelayReplies(VrfSocket& socket) {
 }
 
 std::size_t PacketRelay::PollSockets() {
-  std::size_t packets = sockets_.client() == nullptr ? 0 : RelayRequests();
-  sockets_.ForEachVrf([&](VrfSocket& socket) { packets += RelayReplies(socket); });
+  std::size_t packets = 0;
+  sockets_.ForEachReady([this, &packets](VrfSocket* socket) {
+    packets += socket == nullptr ? RelayRequests() : RelayReplies(*socket);
+  });
   return packets;
 }
 

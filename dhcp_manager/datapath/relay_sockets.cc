@@ -149,6 +149,7 @@ std::unique_ptr<RelaySockets::OpenClient> RelaySockets::MakeClient() {
   opened->events = std::make_unique<vxmw::IoSource>(
       mw_, opened->socket.socket->fd(), events(),
       [this](std::uint32_t /*events*/) { handlers_.on_requests(); });
+  opened->ready = ready_.Add(opened->socket.socket->fd(), kClientKey);
   return opened;
 }
 
@@ -159,6 +160,7 @@ std::unique_ptr<RelaySockets::OpenVrf> RelaySockets::MakeVrf(VrfIfindex vrf,
   opened->events = std::make_unique<vxmw::IoSource>(
       mw_, opened->socket.socket->fd(), events(),
       [this, &socket = opened->socket](std::uint32_t /*events*/) { handlers_.on_replies(socket); });
+  opened->ready = ready_.Add(opened->socket.socket->fd(), static_cast<std::uint32_t>(vrf));
   return opened;
 }
 

@@ -21,6 +21,7 @@
 #include "dhcp_manager/datapath/batch_socket.h"
 #include "dhcp_manager/datapath/competing_sockets.h"
 #include "dhcp_manager/datapath/datapath_table.h"
+#include "dhcp_manager/datapath/ready_set.h"
 #include "dhcp_manager/datapath/sockets.h"
 #include "dhcp_manager/table/forwarding.h"
 #include "dhcp_manager/table/socket_faults.h"
@@ -89,13 +90,25 @@ class RelaySockets {
     }
   }
 
+  // Calls `visit` with each VRF's socket that has packets, and with null for the client socket.
+  template <typename Visit>
+  void ForEachReady(Visit visit) {
+    ready_.ForEachReady([this, &visit](ReadySet::Key key) {
+      visit(key == kClientKey ? nullptr : &vrfs_.at(static_cast<VrfIfindex>(key)).open->socket);
+    });
+  }
+
  private:
+  // In the ready set a VRF's socket has the VRF's index, of 32 bits.
+  static constexpr ReadySet::Key kClientKey = ReadySet::Key{1} << 32U;
+
   struct OpenClient {
     explicit OpenClient(ClientSocket opened) : socket(std::move(opened)), outbox(*socket.socket) {}
 
     ClientSocket socket;
     Outbox outbox;
     std::unique_ptr<vxmw::IoSource> events;
+    std::unique_ptr<ReadySet::Member> ready;
   };
   struct OpenVrf {
     OpenVrf(VrfIfindex vrf, std::unique_ptr<BatchSocket> opened) : socket(vrf, std::move(opened)) {}
@@ -103,6 +116,7 @@ class RelaySockets {
     VrfSocket socket;
     std::uint32_t inode = 0;
     std::unique_ptr<vxmw::IoSource> events;
+    std::unique_ptr<ReadySet::Member> ready;
   };
   // A VRF whose socket is needed.
   struct Vrf {
@@ -133,6 +147,7 @@ class RelaySockets {
   const SocketDelays delays_;
   std::uint64_t version_ = 0;
   bool wake_up_ = true;
+  ReadySet ready_;
   std::unique_ptr<OpenClient> client_;
   std::unique_ptr<base::Retry> client_retry_;
   std::string client_failure_;

@@ -1,5 +1,6 @@
-"""Many requests at once, from clients and from a tool that measures servers."""
+"""Many requests at once, from clients and from a tool that measures servers; and what is left when they end."""
 
+import pathlib
 import re
 import unittest
 
@@ -11,6 +12,13 @@ from topology import Topology, instance
 
 COMMITS = 200
 RATE = 5000  # requests a second
+LOOKS = 100
+
+
+def has_armed_timer(pid):
+    """Whether a timer will wake the process up."""
+    infos = (path.read_text() for path in pathlib.Path(f"/proc/{pid}/fdinfo").iterdir())
+    return any(re.search(r"^it_value: \((?!0, 0\))", info, re.MULTILINE) for info in infos)
 
 
 class Load(unittest.TestCase):
@@ -30,6 +38,15 @@ class Load(unittest.TestCase):
         self.assertEqual(len(busy["servers"]), COMMITS)
         status = stack.status()
         self.assertEqual((status["connected"], status["in_sync"], status["dumps"]), (True, True, before["dumps"]))
+
+    def test_that_ends_leaves_no_timer_that_wakes_the_manager_up(self):
+        top = Topology(self)
+        top.network.answer("server")
+        top.up()
+        self.assertGreater(top.load(5, 20000, 0.5)["answered"], 0)
+        manager = top.stack.pid("manager")
+        # Many looks, since a timer that repeats is disarmed for an instant each time.
+        wait_until(lambda: not any(has_armed_timer(manager) for _ in range(LOOKS)), "no timer is armed")
 
     def test_of_perfdhcp_is_relayed_in_full(self):
         top = Topology(self)

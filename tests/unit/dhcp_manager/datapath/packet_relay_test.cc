@@ -103,6 +103,8 @@ TEST_F(PacketRelayTest, RelaysUnderLoadByPolling) {
   }));
   ReplyArrives("", "192.168.5.1");
   EXPECT_TRUE(RunUntil([this] { return opener_.client.socket.sent.size() == 1; }));
+  // A socket without packets costs nothing.
+  EXPECT_EQ(opener_.vrfs["red"].socket.receives, 0U);
 }
 
 TEST_F(PacketRelayTest, AsksTheRoutesOfTheSocketsVrf) {

@@ -45,12 +45,14 @@ class ScriptedSocket final : public dhcp_manager::BatchSocket {
   std::set<std::size_t> refused;         // the numbers of the packets that are refused, from 0
   std::size_t accepted_at_once = 1'000;  // in one call of Send
   std::vector<Sent> sent;
-  std::size_t sends = 0;  // calls of Send
+  std::size_t sends = 0;     // calls of Send
+  std::size_t receives = 0;  // calls of Receive
   int descriptor = -1;
 
   int fd() const override { return descriptor; }
 
   std::size_t Receive(std::span<mmsghdr> messages) override {
+    ++receives;
     std::size_t count = 0;
     for (; count < messages.size() && !incoming.empty(); ++count) {
       Fill(incoming.front(), messages[count]);
