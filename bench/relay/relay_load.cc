@@ -1,7 +1,7 @@
 // Offers DHCPDISCOVERs of first-hop clients at a fixed rate, takes the answers, and prints one line
 // of JSON. SIGTERM ends the asking before its time. With "exchange" each client requests what it is
-// offered, and the answer that counts is the DHCPACK.
-//   relay_load DEVICE RATE SECONDS [exchange]
+// offered, and the answer that counts is the DHCPACK. With SIZE, messages are cut to so many bytes.
+//   relay_load DEVICE RATE SECONDS [exchange|SIZE]
 //
 // The kernel stamps an answer when it comes, so that what this program spends does not depend on
 // when answers come.
@@ -21,13 +21,14 @@ constexpr std::uint64_t kTick = 100'000;  // nanoseconds: the least time between
 constexpr std::uint64_t kCollectInterval = 1'000'000;
 constexpr std::uint64_t kLinger = 1'500'000'000;
 
-// Broadcast from an Ethernet address, with a chaddr made from the number.
-std::size_t MakeFrame(std::uint8_t* frame, std::uint8_t type) {
+// Broadcast from an Ethernet address, with a chaddr made from the number. `size` is the message's,
+// at most kMessage.
+std::size_t MakeFrame(std::uint8_t* frame, std::uint8_t type, std::size_t size) {
   std::memset(frame, 0, kEthernet + kHeaders + kMessage);
   std::memset(frame, 0xFF, 6);
   const std::array<std::uint8_t, 8> source{2, 0, 0, 0, 1, 1, 8, 0};
   std::copy(source.begin(), source.end(), frame + 6);
-  WriteHeaders(frame + kEthernet, kMessage, 0, INADDR_BROADCAST, 68, 67);
+  WriteHeaders(frame + kEthernet, size, 0, INADDR_BROADCAST, 68, 67);
   std::uint8_t* const message = frame + kEthernet + kHeaders;
   message[0] = 1;
   message[1] = 1;
@@ -37,12 +38,12 @@ std::size_t MakeFrame(std::uint8_t* frame, std::uint8_t type) {
                                              4,  1,   3,  6,  15, 255, 0, 0};
   std::copy(options.begin(), options.end(), message + 236);
   message[kType] = type;
-  return kEthernet + kHeaders + kMessage;
+  return kEthernet + kHeaders + size;
 }
 
-void FillWithFrames(Batch& batch, std::uint8_t type) {
+void FillWithFrames(Batch& batch, std::uint8_t type, std::size_t message = kMessage) {
   for (std::size_t i = 0; i < kBatch; ++i) {
-    const std::size_t size = MakeFrame(batch.bytes[i].data(), type);
+    const std::size_t size = MakeFrame(batch.bytes[i].data(), type, message);
     batch.vectors[i] = {batch.bytes[i].data(), size};
     batch.headers[i].msg_hdr.msg_iov = &batch.vectors[i];
     batch.headers[i].msg_hdr.msg_iovlen = 1;
@@ -74,7 +75,7 @@ std::uint64_t ReceivedAt(msghdr& header) {
 
 class Load {
  public:
-  Load(const char* device, std::uint64_t rate, double seconds, bool exchange)
+  Load(const char* device, std::uint64_t rate, double seconds, bool exchange, std::size_t message)
       : fd_(OpenPacketSocket(device, SOCK_RAW, 68, 2)),
         rate_(rate),
         sent_at_(static_cast<std::size_t>(static_cast<double>(rate) * seconds)) {
@@ -82,7 +83,7 @@ class Load {
     Require(setsockopt(fd_, SOL_SOCKET, SO_TIMESTAMPNS, &kOn, sizeof(kOn)) == 0, "time stamps");
     latencies_.reserve(sent_at_.size());
     if (exchange) offered_.resize(sent_at_.size());
-    FillWithFrames(out_, kDiscover);
+    FillWithFrames(out_, kDiscover, message);
     FillWithFrames(requests_, kDhcpRequest);
   }
 
@@ -185,15 +186,17 @@ class Load {
 
 int main(int argc, char** argv) {
   const bool exchange = argc == 5 && std::strcmp(argv[4], "exchange") == 0;
-  if (argc != 4 && !exchange) {
-    std::fputs("usage: relay_load DEVICE RATE SECONDS [exchange]\n", stderr);
+  const bool cut = argc == 5 && !exchange;
+  const std::size_t message = cut ? std::strtoul(argv[4], nullptr, 10) : kMessage;
+  if (argc < 4 || argc > 5 || message == 0 || message > kMessage) {
+    std::fputs("usage: relay_load DEVICE RATE SECONDS [exchange|SIZE]\n", stderr);
     return 2;
   }
   const std::uint64_t rate = std::strtoull(argv[2], nullptr, 10);
   Require(rate > 0, "rate");
   prctl(PR_SET_TIMERSLACK, 1);
   EndOnSignal();
-  static Load load(argv[1], rate, std::strtod(argv[3], nullptr), exchange);
+  static Load load(argv[1], rate, std::strtod(argv[3], nullptr), exchange, message);
   load.Run();
   load.Print();
   return 0;
