@@ -156,6 +156,7 @@ std::string CountersAsJson(const RelayState& state) {
   }
   return Dump({{"interfaces", std::move(interfaces)},
                {"other", OutcomesAsJson(state.unmatched.received(), state.unmatched.outcomes())},
+               {"kernel_drops", KernelDropsAsJson(state.kernel_drops)},
                {"received", Received(state)}});
 }
 
@@ -166,7 +167,8 @@ std::string CountersAsText(const RelayState& state) {
   }
   text.append("other ");
   text.append(OutcomesText(state.unmatched.received(), state.unmatched.outcomes())).append("\n");
-  return text;
+  if (!HasKernelDrops(state.kernel_drops)) return text;
+  return text.append("dropped by the kernel: ").append(KernelDropsText(state.kernel_drops)) + "\n";
 }
 
 std::string ServersAsJson(const RelayState& state) {

@@ -97,6 +97,16 @@ ordered_json CompetingAsJson(const Status& status, const SocketOwner& owner) {
   return list;
 }
 
+std::string KernelText(const Status& status) {
+  const auto& drops = status.kernel_drops();
+  std::string text;
+  if (status.has_kernel_drops() && !drops.has_replies()) {
+    text.append("kernel: refuses the filters that count; interfaces have no share of their own\n");
+  }
+  if (!HasKernelDrops(drops)) return text;
+  return text.append("kernel: dropped ").append(KernelDropsText(drops)).append("\n");
+}
+
 }  // namespace
 
 std::string StatusAsJson(const std::optional<Status>& status, const SaveStatus& commits,
@@ -111,6 +121,7 @@ std::string StatusAsJson(const std::optional<Status>& status, const SaveStatus& 
     object["journal_fault"] = TextOrNull(status->journal_fault());
     object["missing_sockets"] = MissingAsJson(*status);
     object["competing_sockets"] = CompetingAsJson(*status, owner);
+    object["kernel_drops"] = KernelDropsAsJson(status->kernel_drops());
   }
   object["commits"] = {{"state", Name(commits.state)}, {"reason", TextOrNull(commits.reason)}};
   return Dump(object);
@@ -121,7 +132,7 @@ std::string StatusAsText(const std::optional<Status>& status, const SaveStatus& 
   std::string text;
   if (status) {
     text.append(DaemonText(*status)).append(SocketsText(*status, owner));
-    text.append(JournalText(*status));
+    text.append(JournalText(*status)).append(KernelText(*status));
   }
   return text.append("commits: ").append(CommitsText(commits)).append("\n");
 }

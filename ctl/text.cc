@@ -39,6 +39,22 @@ void AddSettings(const control::Settings& settings, ordered_json& object) {
   object["policy"] = settings.has_policy() ? ordered_json(settings.policy()) : nullptr;
 }
 
+bool HasKernelDrops(const control::KernelDrops& drops) {
+  return drops.requests() != 0 || drops.replies() != 0 || drops.link_events() != 0;
+}
+
+std::string KernelDropsText(const control::KernelDrops& drops) {
+  std::string text = "requests " + std::to_string(drops.requests()) + ", replies ";
+  text.append(drops.has_replies() ? std::to_string(drops.replies()) : "-");
+  return text.append(", link events ").append(std::to_string(drops.link_events()));
+}
+
+ordered_json KernelDropsAsJson(const control::KernelDrops& drops) {
+  return {{"requests", drops.requests()},
+          {"replies", drops.has_replies() ? ordered_json(drops.replies()) : nullptr},
+          {"link_events", drops.link_events()}};
+}
+
 std::string Dump(const ordered_json& document) {
   return document.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
 }

@@ -18,6 +18,15 @@ std::string SettingsText(const dhcp_relay::control::Settings& settings);
 // Adds check, trusted, option and policy; null for what is not set.
 void AddSettings(const dhcp_relay::control::Settings& settings, nlohmann::ordered_json& object);
 
+// Whether the kernel dropped anything.
+bool HasKernelDrops(const dhcp_relay::control::KernelDrops& drops);
+
+// "requests 3, replies 0, link events 0": a dash for replies that are not counted.
+std::string KernelDropsText(const dhcp_relay::control::KernelDrops& drops);
+
+// Null for replies that are not counted.
+nlohmann::ordered_json KernelDropsAsJson(const dhcp_relay::control::KernelDrops& drops);
+
 // One line, whatever bytes names hold.
 std::string Dump(const nlohmann::ordered_json& document);
 

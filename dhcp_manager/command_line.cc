@@ -20,7 +20,8 @@ namespace {
 constexpr char kUsage[] =
     "usage: dhcp-manager [--runtime-dir DIR] [--journal FILE] [--user USER | --keep-rights]\n"
     "                    [--daemon-user USER] [--operators GROUP]\n"
-    "                    [--flood-guard RATE[:BURST]] [--servers-only]\n"
+    "                    [--flood-guard RATE[:BURST]] [--discover-guard RATE[:BURST]]\n"
+    "                    [--client-guard RATE[:BURST]] [--servers-only]\n"
     "                    [--drop-foreign-giaddr] [--vrf-device TABLE=DEVICE]...\n"
     "\n"
     "Relays DHCP as dhcp-relay-app configures it.\n"
@@ -37,6 +38,11 @@ constexpr char kUsage[] =
     "  --flood-guard RATE[:BURST]\n"
     "                     take at most RATE requests a second from each interface, and BURST at\n"
     "                     once (default: RATE)\n"
+    "  --discover-guard RATE[:BURST]\n"
+    "                     likewise, of the DHCPDISCOVERs of each interface\n"
+    "  --client-guard RATE[:BURST]\n"
+    "                     likewise, of the requests of each client of an interface, by its\n"
+    "                     hardware address\n"
     "  --servers-only     take replies of an instance's configured servers only\n"
     "  --drop-foreign-giaddr\n"
     "                     drop requests of other relays on interfaces that are not trusted\n"
@@ -84,13 +90,15 @@ void AddVrfDevice(std::string_view text, VrfDevices& devices) {
   devices[ParseNumber("routing table", text.substr(0, equals), 1)] = text.substr(equals + 1);
 }
 
-constexpr std::array<option, 13> kOptions{{{"runtime-dir", required_argument, nullptr, 'r'},
+constexpr std::array<option, 15> kOptions{{{"runtime-dir", required_argument, nullptr, 'r'},
                                            {"journal", required_argument, nullptr, 'j'},
                                            {"user", required_argument, nullptr, 'u'},
                                            {"daemon-user", required_argument, nullptr, 'a'},
                                            {"operators", required_argument, nullptr, 'o'},
                                            {"keep-rights", no_argument, nullptr, 'k'},
                                            {"flood-guard", required_argument, nullptr, 'f'},
+                                           {"discover-guard", required_argument, nullptr, 'i'},
+                                           {"client-guard", required_argument, nullptr, 'c'},
                                            {"servers-only", no_argument, nullptr, 's'},
                                            {"drop-foreign-giaddr", no_argument, nullptr, 'g'},
                                            {"vrf-device", required_argument, nullptr, 'd'},
@@ -131,7 +139,13 @@ void Apply(int chosen, const char* argument, CommandLine& line) {
       line.operators = argument;
       break;
     case 'f':
-      line.flood_guard = ParseRateLimit(argument);
+      line.flood_limits.interface = ParseRateLimit(argument);
+      break;
+    case 'i':
+      line.flood_limits.discover = ParseRateLimit(argument);
+      break;
+    case 'c':
+      line.flood_limits.client = ParseRateLimit(argument);
       break;
     case 'd':
       AddVrfDevice(argument, line.vrf_devices);

@@ -4,10 +4,9 @@
 #define DHCP_MANAGER_COMMAND_LINE_H_
 
 #include <filesystem>
-#include <optional>
 #include <string>
 
-#include "base/token_bucket.h"
+#include "dhcp_manager/datapath/flood_guards.h"
 #include "dhcp_manager/kernel/link_messages.h"
 #include "dhcp_manager/table/trust.h"
 
@@ -23,7 +22,7 @@ struct CommandLine {
   bool keep_rights = false;
   // Group of those who may ask for the state; empty: kOperators if there is such a group.
   std::string operators;
-  std::optional<base::RateLimit> flood_guard;
+  FloodLimits flood_limits;
   Trust trust;
   VrfDevices vrf_devices;
 };

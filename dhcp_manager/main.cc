@@ -94,7 +94,7 @@ int Serve(vxmw_t* mw, const CommandLine& line) {
   GiveUpRights(line, user);
   dhcp_manager::Resync resync;
   dhcp_manager::Relay relay(mw, std::move(sockets), std::move(link_socket), resync,
-                            line.vrf_devices, line.flood_guard, line.trust);
+                            line.vrf_devices, line.flood_limits, line.trust);
   const dhcp_manager::ControlServer control_server(mw, std::move(control_socket), resync, journal,
                                                    relay);
   const dhcp_manager::ConfigServer config_server(mw, std::move(config_socket), resync, journal,

@@ -20,8 +20,7 @@ constexpr milliseconds kMaxDelay{50};
 }  // namespace
 
 Relay::Relay(vxmw_t* mw, Sockets sockets, std::unique_ptr<LinkSocket> link_socket, Resync& resync,
-             const VrfDevices& vrf_devices, std::optional<base::RateLimit> flood_limit,
-             const Trust& trust)
+             const VrfDevices& vrf_devices, const FloodLimits& flood_limits, const Trust& trust)
     : resync_(resync),
       trust_(trust),
       sockets_(std::move(sockets)),
@@ -29,7 +28,7 @@ Relay::Relay(vxmw_t* mw, Sockets sockets, std::unique_ptr<LinkSocket> link_socke
       udp_sockets_(MakeUdpSocketQuery()),
       competing_sockets_(*udp_sockets_, routes_,
                          [this](const std::string& text) { ReportFault(text); }),
-      packets_(mw, sockets_, counters_, routes_, flood_limit,
+      packets_(mw, sockets_, counters_, routes_, flood_limits,
                {.on_opened = [this] { LookForCompetingSockets(); },
                 .on_failure = [this](const std::string& reason) { ReportFault(reason); }}),
       settled_(mw, [this] { Rebuild(); }),
@@ -61,11 +60,23 @@ void Relay::Follow(const Links::Changes& changes) {
   if (changes.vrfs || updated.vrfs) ScheduleRebuild();
 }
 
+void Relay::CollectCounters() {
+  packets_.CollectKernelCounts();
+  const std::uint64_t overruns = links_.overruns();
+  counters_.kernel_drops().link_events += overruns - std::exchange(link_overruns_, overruns);
+}
+
+void Relay::ClearCounters() {
+  CollectCounters();
+  counters_.Clear();
+}
+
 void Relay::Rebuild() {
   first_change_.reset();
   settled_.Disarm();
   if (resync_.dumps() == 0) return;
   ++version_;
+  CollectCounters();
   // This may drop counters that packets_ points to: Apply makes it drop those pointers.
   counters_.Synchronise(resync_.table());
   routes_.Forget();

@@ -13,8 +13,8 @@
 #include <vxmw/event.h>
 
 #include "base/service/log.h"
-#include "base/token_bucket.h"
 #include "dhcp_manager/datapath/competing_sockets.h"
+#include "dhcp_manager/datapath/flood_guards.h"
 #include "dhcp_manager/datapath/packet_relay.h"
 #include "dhcp_manager/datapath/sockets.h"
 #include "dhcp_manager/kernel/link_socket.h"
@@ -33,8 +33,7 @@ class Relay final : public RelayState {
   // `resync` must outlive the relay, and reports its changes to it. No packet is received before
   // the first dump is complete. Throws std::runtime_error when the kernel's routes cannot be read.
   Relay(vxmw_t* mw, Sockets sockets, std::unique_ptr<LinkSocket> link_socket, Resync& resync,
-        const VrfDevices& vrf_devices, std::optional<base::RateLimit> flood_limit,
-        const Trust& trust);
+        const VrfDevices& vrf_devices, const FloodLimits& flood_limits, const Trust& trust);
   ~Relay() override;
   Relay(const Relay&) = delete;
   Relay& operator=(const Relay&) = delete;
@@ -45,10 +44,9 @@ class Relay final : public RelayState {
     return packets_.sockets().FailureOf(vrf);
   }
   SocketFaults FindSocketFaults() override;
+  void CollectCounters() override;
   const Counters& counters() const override { return counters_; }
-  void ClearCounters() override { counters_.Clear(); }
-  // How often the kernel had no room for events of its links.
-  std::uint64_t link_overruns() const { return links_.overruns(); }
+  void ClearCounters() override;
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -76,6 +74,7 @@ class Relay final : public RelayState {
   std::uint64_t version_ = 0;
   std::optional<Clock::time_point> first_change_;  // since the latest rebuild
   LinkWatcher links_;
+  std::uint64_t link_overruns_ = 0;  // of links_, as far as they are counted
 };
 
 }  // namespace dhcp_manager

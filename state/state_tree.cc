@@ -91,6 +91,12 @@ void WriteStatus(const Writer& writer, lyd_node* parent, const control::Status& 
   WriteSockets(writer, parent, status);
 }
 
+void WriteKernelDrops(const Writer& writer, lyd_node* parent, const control::KernelDrops& drops) {
+  writer.Leaf(parent, "requests", std::uint64_t{drops.requests()});
+  if (drops.has_replies()) writer.Leaf(parent, "replies", std::uint64_t{drops.replies()});
+  writer.Leaf(parent, "link-events", std::uint64_t{drops.link_events()});
+}
+
 void WriteOutcomes(const Writer& writer, lyd_node* parent, std::uint64_t received,
                    const control::OutcomeCounts& outcomes) {
   writer.Leaf(parent, "received", received);
@@ -149,6 +155,7 @@ Tree MakeStateTree(const ly_ctx* context, const control::Status& status,
   const Writer writer(context);
   Tree tree(writer.Container(nullptr, "dhcp-relay-state"));
   WriteStatus(writer, tree.get(), status);
+  WriteKernelDrops(writer, writer.Container(tree.get(), "kernel-drops"), relay.kernel_drops);
   // The interfaces come in the order of the instances.
   auto interface = relay.interfaces.begin();
   for (const control::RelayInstance& instance : relay.instances) {

@@ -14,8 +14,10 @@ std::unique_ptr<Answer> ControlSession::Take(const control::Request& request) {
     case control::Request::TABLE:
       return std::make_unique<TableAnswer>(resync_);
     case control::Request::STATUS:
+      relay_.CollectCounters();
       return std::make_unique<StatusAnswer>(resync_, journal_, relay_);
     case control::Request::STATE:
+      relay_.CollectCounters();
       return std::make_unique<StateAnswer>(relay_);
     case control::Request::CLEAR_COUNTERS:
       ClearCounters();

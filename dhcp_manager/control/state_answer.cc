@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "dhcp_manager/control/kernel_drops.h"
 #include "protocol/control/control.pb.h"
 #include "protocol/control/interface_state.h"
 #include "protocol/control/outcome.h"
@@ -117,7 +118,8 @@ StateAnswer::Size StateAnswer::WriteUnmatched(control::Reply& reply) {
   message.set_received(counters.received);
   control::AddOutcomes(control::UnmatchedOutcomes(), counters.outcomes,
                        *message.mutable_outcomes());
-  return message.ByteSizeLong();
+  dhcp_manager::Fill(relay_.counters().kernel_drops(), *reply.mutable_kernel_drops());
+  return message.ByteSizeLong() + reply.kernel_drops().ByteSizeLong();
 }
 
 control::RelayInstance& StateAnswer::Message(control::Reply& reply) const {

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "dhcp_manager/control/kernel_drops.h"
 #include "protocol/control/control.pb.h"
 
 namespace dhcp_manager {
@@ -21,6 +22,7 @@ std::size_t StatusAnswer::WriteOwn(control::Status& status) {
   status.set_dumps(resync_.dumps());
   status.set_journal_dropped(journal_.dropped());
   status.set_journal_fault(journal_.fault());
+  Fill(relay_.counters().kernel_drops(), *status.mutable_kernel_drops());
   return status.ByteSizeLong();
 }
 

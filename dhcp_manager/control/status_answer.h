@@ -18,11 +18,12 @@ namespace dhcp_manager {
 // What is wrong with sockets is that of the moment when the answer was begun.
 class StatusAnswer final : public Answer {
  public:
-  // `resync` and `journal` must outlive the answer.
+  // `resync`, `journal` and `relay` must outlive the answer.
   StatusAnswer(const Resync& resync, const Journal& journal, RelayState& relay)
       : Answer(resync.version()),
         resync_(resync),
         journal_(journal),
+        relay_(relay),
         faults_(relay.FindSocketFaults()) {}
 
  private:
@@ -37,6 +38,7 @@ class StatusAnswer final : public Answer {
 
   const Resync& resync_;
   const Journal& journal_;
+  const RelayState& relay_;
   const SocketFaults faults_;
   bool has_own_ = false;
   // How many of the faults are written.

@@ -1,11 +1,29 @@
 #include "dhcp_manager/datapath/batch_socket.h"
 
+#include <linux/sock_diag.h>
+
+#include <array>
 #include <cerrno>
+#include <optional>
 #include <utility>
 
 namespace dhcp_manager {
+namespace {
 
-KernelSocket::KernelSocket(base::Descriptor descriptor) : descriptor_(std::move(descriptor)) {}
+// As the kernel has counted them since the socket was made: a number of 32 bits.
+std::optional<std::uint32_t> DropsOf(int fd) {
+  std::array<std::uint32_t, SK_MEMINFO_VARS> memory{};
+  socklen_t size = sizeof(memory);
+  if (getsockopt(fd, SOL_SOCKET, SO_MEMINFO, memory.data(), &size) != 0) return std::nullopt;
+  return memory[SK_MEMINFO_DROPS];
+}
+
+}  // namespace
+
+KernelSocket::KernelSocket(base::Descriptor descriptor, TakeDropsOf take_drops)
+    : descriptor_(std::move(descriptor)),
+      take_drops_(std::move(take_drops)),
+      drops_(DropsOf(descriptor_.get()).value_or(0)) {}
 
 std::size_t KernelSocket::Receive(std::span<mmsghdr> messages) {
   const int received = recvmmsg(descriptor_.get(), messages.data(),
@@ -22,6 +40,13 @@ std::size_t KernelSocket::Send(std::span<mmsghdr> messages) {
     // A signal came before anything was sent.
     if (errno != EINTR) return 0;
   }
+}
+
+std::uint64_t KernelSocket::TakeDrops() {
+  if (take_drops_) return take_drops_(descriptor_.get());
+  const std::uint32_t drops = DropsOf(descriptor_.get()).value_or(drops_);
+  // This is right when the kernel's number wraps around, too.
+  return drops - std::exchange(drops_, drops);
 }
 
 }  // namespace dhcp_manager

@@ -19,8 +19,8 @@ sockaddr_in ServerAddress(nettypes::IPv4Addr server) {
 
 }  // namespace
 
-DatapathTable::DatapathTable(Counters& counters, std::optional<base::RateLimit> flood_limit)
-    : counters_(counters), flood_guards_(flood_limit) {}
+DatapathTable::DatapathTable(Counters& counters, const FloodLimits& flood_limits)
+    : counters_(counters), flood_guards_(flood_limits) {}
 
 void DatapathTable::Apply(Forwarding forwarding) {
   interfaces_.clear();

@@ -8,10 +8,8 @@
 
 #include <cstddef>
 #include <map>
-#include <optional>
 #include <vector>
 
-#include "base/token_bucket.h"
 #include "dhcp_manager/datapath/batch.h"
 #include "dhcp_manager/datapath/flood_guards.h"
 #include "dhcp_manager/table/counters.h"
@@ -29,7 +27,7 @@ struct ServerDatapath {
 
 struct InterfaceDatapath {
   InterfaceCounters* counters = nullptr;
-  base::TokenBucket* flood_guard = nullptr;              // null without a limit
+  InterfaceGuard* flood_guard = nullptr;                 // null without limits
   const AddressSet* own_addresses = nullptr;             // of its VRF
   Outbox* outbox = nullptr;                              // null while the VRF has no socket
   const std::vector<ServerDatapath>* servers = nullptr;  // of its instance
@@ -38,7 +36,7 @@ struct InterfaceDatapath {
 class DatapathTable {
  public:
   // `counters` must outlive the table.
-  DatapathTable(Counters& counters, std::optional<base::RateLimit> flood_limit);
+  DatapathTable(Counters& counters, const FloodLimits& flood_limits);
   DatapathTable(const DatapathTable&) = delete;
   DatapathTable& operator=(const DatapathTable&) = delete;
 
@@ -57,6 +55,8 @@ class DatapathTable {
 
   const Forwarding& forwarding() const { return forwarding_; }
   bool has_flood_guards() const { return flood_guards_.enabled(); }
+  // Null when clients have no limit.
+  ClientGuard* client_guard() { return flood_guards_.clients(); }
   UnmatchedCounters& unmatched() { return counters_.unmatched(); }
 
   // `interface` is one of forwarding().interfaces().

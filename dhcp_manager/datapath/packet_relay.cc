@@ -5,9 +5,9 @@
 namespace dhcp_manager {
 
 PacketRelay::PacketRelay(vxmw_t* mw, SocketOpener& opener, Counters& counters, RouteLookup& routes,
-                         std::optional<base::RateLimit> flood_limit, Events events)
-    : table_(counters, flood_limit),
-      requests_(table_),
+                         const FloodLimits& flood_limits, Events events)
+    : table_(counters, flood_limits),
+      requests_(table_, opener.filter_table()),
       replies_(table_, routes),
       sockets_(mw, opener,
                {.on_requests =
@@ -28,7 +28,8 @@ PacketRelay::PacketRelay(vxmw_t* mw, SocketOpener& opener, Counters& counters, R
                 .on_failure = std::move(events.on_failure)}),
       poller_(
           mw, [this] { return PollSockets(); },
-          [this](bool wake_up) { sockets_.SetWakeUp(wake_up); }) {}
+          [this](bool wake_up) { sockets_.SetWakeUp(wake_up); }),
+      kernel_counts_(opener.filter_table(), counters) {}
 
 void PacketRelay::Apply(Forwarding forwarding) {
   table_.Apply(std::move(forwarding));

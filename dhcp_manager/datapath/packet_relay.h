@@ -6,13 +6,13 @@
 
 #include <cstddef>
 #include <functional>
-#include <optional>
 #include <string>
 
 #include <vxmw/event.h>
 
-#include "base/token_bucket.h"
 #include "dhcp_manager/datapath/datapath_table.h"
+#include "dhcp_manager/datapath/flood_guards.h"
+#include "dhcp_manager/datapath/kernel_counts.h"
 #include "dhcp_manager/datapath/packet_poller.h"
 #include "dhcp_manager/datapath/relay_sockets.h"
 #include "dhcp_manager/datapath/reply_path.h"
@@ -31,10 +31,10 @@ class PacketRelay {
     std::function<void(const std::string& reason)> on_failure;  // a socket cannot be opened
   };
 
-  // `opener`, `counters` and `routes` must outlive the relay. `flood_limit` limits the requests of
-  // each interface. Nothing is received before the first Apply.
+  // `opener`, `counters` and `routes` must outlive the relay. `flood_limits` limit the
+  // requests of each interface. Nothing is received before the first Apply.
   PacketRelay(vxmw_t* mw, SocketOpener& opener, Counters& counters, RouteLookup& routes,
-              std::optional<base::RateLimit> flood_limit, Events events);
+              const FloodLimits& flood_limits, Events events);
   PacketRelay(const PacketRelay&) = delete;
   PacketRelay& operator=(const PacketRelay&) = delete;
 
@@ -43,11 +43,16 @@ class PacketRelay {
   void Apply(Forwarding forwarding);
   // Follows `links` from now on. The sockets stay as they are.
   Forwarding::Updated Update(const Links& links, const Links::Changes& changes) {
+    kernel_counts_.CollectRefused(forwarding());
     return table_.Update(links, changes);
   }
 
   const Forwarding& forwarding() const { return table_.forwarding(); }
   const RelaySockets& sockets() const { return sockets_; }
+
+  // Adds to the counters what the kernel has counted since the last call. To be called before the
+  // counters drop an entry.
+  void CollectKernelCounts() { kernel_counts_.Collect(sockets_, forwarding()); }
 
  private:
   // These return the number of packets they took.
@@ -60,6 +65,7 @@ class PacketRelay {
   ReplyPath replies_;
   RelaySockets sockets_;
   PacketPoller poller_;
+  KernelCounts kernel_counts_;
 };
 
 }  // namespace dhcp_manager

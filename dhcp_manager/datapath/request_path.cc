@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "dhcp_manager/packet/dhcp_message.h"
 #include "dhcp_manager/packet/relay_packet.h"
 
 namespace dhcp_manager {
@@ -30,12 +31,19 @@ std::size_t RequestPath::RelayBatch(PacketRing& ring) {
   for (; count < kBatch; ++count) {
     const auto packet = ring.Next();
     if (!packet) break;
+    if (filters_ != nullptr) filters_->Take(packet->link);
     Take(*packet);
   }
   FinishBatch();
   // The copies sent lie in the ring's frames.
   ring.Release();
+  if (filters_ != nullptr) FreeRoom(count);
   return count;
+}
+
+void RequestPath::FreeRoom(std::size_t packets) {
+  filters_->Release(packets);
+  if (packets < kBatch) filters_->OnEmpty();
 }
 
 void RequestPath::Take(const PacketRing::Packet& packet) {
@@ -59,10 +67,37 @@ void RequestPath::Take(const PacketRing::Packet& packet) {
 RequestPath::Outcome RequestPath::Forward(const RelayInterface& interface,
                                           InterfaceDatapath& datapath,
                                           const PacketRing::Packet& packet) {
-  if (datapath.flood_guard != nullptr && !datapath.flood_guard->Take(now_)) return Outcome::kFlood;
-  const auto payload = ParseUdp(packet.data, packet.size, packet.unverified);
-  if (packet.truncated || !payload) return Outcome::kMalformed;
+  const auto payload =
+      packet.truncated ? std::nullopt : ParseUdp(packet.data, packet.size, packet.unverified);
+  if (datapath.flood_guard != nullptr) {
+    const Outcome outcome = AskGuards(interface, datapath, payload);
+    if (outcome != Outcome::kRelayed) return outcome;
+  }
+  if (!payload) return Outcome::kMalformed;
   return Forward(interface, datapath, *payload);
+}
+
+// From the narrowest to the widest: what one client, or DHCPDISCOVERs, send beyond their limit
+// takes nothing from the others of the interface.
+RequestPath::Outcome RequestPath::AskGuards(const RelayInterface& interface,
+                                            const InterfaceDatapath& datapath,
+                                            const std::optional<UdpPayload>& payload) {
+  InterfaceGuard& guard = *datapath.flood_guard;
+  if (payload && message::IsMessage(payload->data, payload->size, message::kRequest)) {
+    if (!IsWithinClientLimit(interface, *payload)) return Outcome::kClientFlood;
+    if (guard.discovers && message::IsDiscover(payload->data, payload->size) &&
+        !guard.discovers->Take(now_)) {
+      return Outcome::kDiscoverFlood;
+    }
+  }
+  return !guard.requests || guard.requests->Take(now_) ? Outcome::kRelayed : Outcome::kFlood;
+}
+
+bool RequestPath::IsWithinClientLimit(const RelayInterface& interface, const UdpPayload& payload) {
+  ClientGuard* const clients = table_.client_guard();
+  return clients == nullptr ||
+         clients->Take(interface.link,
+                       {payload.data + message::kChaddr, payload.data[message::kHlen]}, now_);
 }
 
 RequestPath::Outcome RequestPath::Forward(const RelayInterface& interface,

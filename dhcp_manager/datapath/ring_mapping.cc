@@ -12,7 +12,7 @@ namespace {
 
 constexpr unsigned kFrameSize = PacketRing::kFrameSize;
 constexpr unsigned kBlockSize = 64 * 1024;
-constexpr unsigned kBlocks = 128;
+constexpr unsigned kBlocks = 164;
 constexpr std::size_t kMemory = std::size_t{kBlocks} * kBlockSize;
 
 }  // namespace

@@ -33,8 +33,15 @@ inline constexpr std::size_t kChaddrSize = 16;
 
 inline constexpr std::uint8_t kPad = 0;
 inline constexpr std::uint8_t kOverload = 52;
+inline constexpr std::uint8_t kMessageType = 53;
 inline constexpr std::uint8_t kRelayAgentInformation = 82;
 inline constexpr std::uint8_t kEnd = 255;
+
+inline constexpr std::uint8_t kDiscover = 1;  // a message type
+
+// Bits of an Overload: fields of the header that hold options (RFC 2132, section 9.3).
+inline constexpr std::uint8_t kFileBit = 1;
+inline constexpr std::uint8_t kSnameBit = 2;
 
 // Bytes of an option that are not its value: code and length.
 inline constexpr std::size_t kOptionHeader = 2;
@@ -88,6 +95,10 @@ OptionsEnd WalkOptions(const std::uint8_t* data, std::size_t from, std::size_t t
   }
   return {.whole = position == to, .has_end = false, .position = position};
 }
+
+// Whether a message with a whole header is a DHCPDISCOVER: a server may read its type in any of the
+// fields that hold options.
+bool IsDiscover(const std::uint8_t* data, std::size_t size);
 
 // Removes every option 82 from the options in data[from, to) and moves up what follows it. Returns
 // the number of bytes freed, which are zeros at the end now. REQUIRES: the options are whole.

@@ -13,6 +13,7 @@ using message::HasOptions;
 using message::IsMessage;
 using message::kEnd;
 using message::kFile;
+using message::kFileBit;
 using message::kGiaddr;
 using message::kHops;
 using message::kOptionHeader;
@@ -22,6 +23,7 @@ using message::kPad;
 using message::kRelayAgentInformation;
 using message::kRequest;
 using message::kSname;
+using message::kSnameBit;
 using message::kVend;
 using message::OptionsEnd;
 using message::RemoveRelayAgentInformation;
@@ -49,8 +51,6 @@ void ReadField(const std::uint8_t* data, std::size_t from, std::size_t to, Optio
 
 // RFC 2132, section 9.3: the option says which fields of the header hold options.
 void ReadOverloadedFields(const std::uint8_t* data, std::uint8_t overload, Options& options) {
-  constexpr std::uint8_t kFileBit = 1;
-  constexpr std::uint8_t kSnameBit = 2;
   options.in_file = (overload & kFileBit) != 0;
   options.in_sname = (overload & kSnameBit) != 0;
   if (options.in_file) ReadField(data, kFile, kVend, options);

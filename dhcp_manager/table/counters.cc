@@ -31,6 +31,9 @@ void Counters::Synchronise(const RelayTable& table) {
 
 void Counters::Clear() {
   unmatched_ = {};
+  const bool counts_replies = kernel_drops_.replies.has_value();
+  kernel_drops_ = {};
+  if (counts_replies) kernel_drops_.replies = 0;
   for (auto& [name, instance] : instances_) {
     for (auto& [interface, counters] : instance.interfaces) counters = {};
     for (auto& [server, counters] : instance.servers) counters = {};

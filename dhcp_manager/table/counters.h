@@ -1,7 +1,7 @@
 // Counters by interface, by server, and for messages that match neither.
 //
 // Every message is counted once as received and once by its outcome, so that both sums are equal
-// after each batch.
+// after each batch. What the kernel drops in front of the relay is counted apart.
 
 #ifndef DHCP_MANAGER_TABLE_COUNTERS_H_
 #define DHCP_MANAGER_TABLE_COUNTERS_H_
@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 
 #include <nettypes/ipv4_addr.h>
@@ -28,8 +29,8 @@ struct InterfaceCounters {
   std::uint64_t replies = 0;
   std::array<std::uint64_t, control::kReplyOutcomes> reply_outcomes{};
 
-  void Count(control::RequestOutcome outcome) {
-    ++request_outcomes[static_cast<std::size_t>(outcome)];
+  void Count(control::RequestOutcome outcome, std::uint64_t times = 1) {
+    request_outcomes[static_cast<std::size_t>(outcome)] += times;
   }
   void Count(control::ReplyOutcome outcome) { ++reply_outcomes[static_cast<std::size_t>(outcome)]; }
 };
@@ -44,10 +45,18 @@ struct UnmatchedCounters {
   std::uint64_t received = 0;
   std::array<std::uint64_t, control::kUnmatchedOutcomes> outcomes{};
 
-  void Count(control::UnmatchedOutcome outcome) {
-    ++received;
-    ++outcomes[static_cast<std::size_t>(outcome)];
+  void Count(control::UnmatchedOutcome outcome, std::uint64_t times = 1) {
+    received += times;
+    outcomes[static_cast<std::size_t>(outcome)] += times;
   }
+};
+
+// What the kernel dropped because the manager did not read in time; of which interface, it does not
+// tell.
+struct KernelDrops {
+  std::uint64_t requests = 0;
+  std::optional<std::uint64_t> replies;  // nothing where they cannot be told from other datagrams
+  std::uint64_t link_events = 0;         // times that events of the kernel's links were lost
 };
 
 struct InstanceCounters {
@@ -70,11 +79,14 @@ class Counters {
   }
   UnmatchedCounters& unmatched() { return unmatched_; }
   const UnmatchedCounters& unmatched() const { return unmatched_; }
+  KernelDrops& kernel_drops() { return kernel_drops_; }
+  const KernelDrops& kernel_drops() const { return kernel_drops_; }
   const std::map<std::string, InstanceCounters>& instances() const { return instances_; }
 
  private:
   std::map<std::string, InstanceCounters> instances_;
   UnmatchedCounters unmatched_;
+  KernelDrops kernel_drops_;
 };
 
 }  // namespace dhcp_manager

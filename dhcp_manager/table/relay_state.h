@@ -27,6 +27,8 @@ class RelayState {
   virtual const std::string& SocketFailureOf(VrfIfindex vrf) const = 0;
   // What is wrong with the sockets towards servers. May ask the kernel, within the call.
   virtual SocketFaults FindSocketFaults() = 0;
+  // Adds to the counters what the kernel has counted since the last call.
+  virtual void CollectCounters() = 0;
   // They hold an entry for each interface and server of forwarding().
   virtual const Counters& counters() const = 0;
   // Sets every counter to zero.

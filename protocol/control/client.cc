@@ -130,6 +130,7 @@ RelayState Connection::State() {
       Append(*reply.mutable_relay_instances(), state.instances);
       AppendComplete(reply, state.interfaces);
       state.unmatched.MergeFrom(reply.unmatched());
+      state.kernel_drops.MergeFrom(reply.kernel_drops());
     };
     if (ReceiveAll(take)) break;
   }

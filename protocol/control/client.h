@@ -20,6 +20,7 @@ struct RelayState {
   std::vector<RelayInstance> instances;    // by name
   std::vector<RelayInterface> interfaces;  // by instance, then by name
   Unmatched unmatched;
+  KernelDrops kernel_drops;
 };
 
 // The caller may not open the manager's control socket; says who may.

@@ -24,7 +24,10 @@ namespace dhcp_relay::control {
   X(kForeignGiaddr)    /* another relay, refused here; RFC 3046 section 2.1 */\
   X(kUntrustedOption)  /* option 82 from a client; RFC 3046 section 2.1.1 */  \
   X(kPolicyDrop)       /* option 82 and policy "drop" */                      \
-  X(kFlood)            /* over the flood guard's rate */                      \
+  X(kOverShare)        /* over the interface's share of the packet ring */    \
+  X(kFlood)            /* over the rate of the interface's flood guard */     \
+  X(kDiscoverFlood)    /* over that of its guard of DHCPDISCOVERs */          \
+  X(kClientFlood)      /* over that of its client's guard */                  \
   X(kNoServer)         /* the instance has none */                            \
   X(kSendFailed)       /* to every server */
 

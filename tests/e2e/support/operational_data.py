@@ -22,7 +22,7 @@ def shown_data(stack):
         instance = next(instance for instance in instances if instance["name"] == entry["instance"])
         instance.setdefault("interface", []).append(interface_of(entry, by_name[entry["instance"], entry["name"]]))
     data = {"connected": status["connected"], "in-sync": status["in_sync"], "instance": instances,
-            "other": outcomes_of(counters["other"])}
+            "other": outcomes_of(counters["other"]), "kernel-drops": kernel_drops_of(counters["kernel_drops"])}
     for name in ("calls", "dumps", "journal_dropped"):
         data[name.replace("_", "-")] = str(status[name])
     return data
@@ -42,6 +42,10 @@ def interface_of(entry, counters):
     return out | {"in-force": {name: entry[name] for name in SETTINGS},
                   "requests": outcomes_of(counters["requests"]), "replies": outcomes_of(counters["replies"]),
                   "option-left-out": str(counters["option_left_out"])}
+
+
+def kernel_drops_of(drops):
+    return {name.replace("_", "-"): str(count) for name, count in drops.items() if count is not None}
 
 
 def outcomes_of(counts):

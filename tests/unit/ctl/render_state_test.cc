@@ -68,6 +68,9 @@ control::RelayState MakeState() {
   state.interfaces.push_back(MakeInterface("r1", "l3-6", "no-address"));
   state.unmatched.set_received(4);
   SetOutcomes(0, 4, state.unmatched.mutable_outcomes());
+  state.kernel_drops.set_requests(5);
+  state.kernel_drops.set_replies(0);
+  state.kernel_drops.set_link_events(1);
   return state;
 }
 
@@ -120,7 +123,8 @@ TEST(Counters, AreCompleteAsJson) {
             R"({"instance":"r1","name":"l3-6",)"
             R"("requests":{"received":0,"relayed":0,"malformed":0},"option_left_out":0,)"
             R"("replies":{"received":0,"relayed":0,"malformed":0}}],)"
-            R"("other":{"received":4,"relayed":0,"malformed":4},"received":28})");
+            R"("other":{"received":4,"relayed":0,"malformed":4},)"
+            R"("kernel_drops":{"requests":5,"replies":0,"link_events":1},"received":28})");
 }
 
 TEST(Counters, AreWithoutZerosAsText) {
@@ -132,7 +136,8 @@ TEST(Counters, AreWithoutZerosAsText) {
             "r1 l3-6\n"
             "  requests 0\n"
             "  replies 0\n"
-            "other 4 (malformed 4)\n");
+            "other 4 (malformed 4)\n"
+            "dropped by the kernel: requests 5, replies 0, link events 1\n");
 }
 
 TEST(Servers, HaveTheirCounters) {

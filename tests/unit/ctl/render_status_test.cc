@@ -45,6 +45,8 @@ TEST(Status, TellsConnectionSyncAndCommits) {
   EXPECT_EQ(StatusAsJson(status, saved), R"({"connected":true,"in_sync":true,"calls":26,"dumps":1,)"
                                          R"("journal_dropped":0,"journal_fault":null,)"
                                          R"("missing_sockets":[],"competing_sockets":[],)"
+                                         R"("kernel_drops":{"requests":0,"replies":null,)"
+                                         R"("link_events":0},)"
                                          R"("commits":{"state":"saved","reason":null}})");
 }
 
@@ -65,6 +67,7 @@ TEST(Status, TellsWhatIsMissingInTheJournal) {
             R"({"connected":false,"in_sync":false,"calls":0,"dumps":0,)"
             R"("journal_dropped":42,"journal_fault":"No space left on device",)"
             R"("missing_sockets":[],"competing_sockets":[],)"
+            R"("kernel_drops":{"requests":0,"replies":null,"link_events":0},)"
             R"("commits":{"state":"saved","reason":null}})");
 }
 
@@ -98,7 +101,31 @@ TEST(Status, TellsWhatIsWrongWithSockets) {
             R"("competing_sockets":[{"vrf_device":null,"address":"192.168.5.1","user":0,)"
             R"-("process":"dnsmasq (process 4711)"},)-"
             R"({"vrf_device":"red","address":null,"user":5,"process":null}],)"
+            R"("kernel_drops":{"requests":0,"replies":null,"link_events":0},)"
             R"("commits":{"state":"saved","reason":null}})");
+}
+
+TEST(Status, TellsWhatTheKernelDropped) {
+  constexpr char kDaemon[] = "daemon: not connected, not in sync; 0 calls and 0 dumps so far\n";
+  control::Status status;
+  const SaveStatus saved{SaveState::kSaved, {}};
+  auto& drops = *status.mutable_kernel_drops();
+  drops.set_replies(0);
+  EXPECT_EQ(StatusAsText(status, saved), std::string(kDaemon) + "commits: saved\n");
+  drops.set_replies(3);
+  EXPECT_EQ(StatusAsText(status, saved),
+            std::string(kDaemon) +
+                "kernel: dropped requests 0, replies 3, link events 0\ncommits: saved\n");
+  drops.clear_replies();
+  EXPECT_EQ(StatusAsText(status, saved),
+            std::string(kDaemon) +
+                "kernel: refuses the filters that count; interfaces have no share of their own\n"
+                "commits: saved\n");
+  drops.set_requests(4);
+  EXPECT_EQ(StatusAsText(status, saved),
+            std::string(kDaemon) +
+                "kernel: refuses the filters that count; interfaces have no share of their own\n"
+                "kernel: dropped requests 4, replies -, link events 0\ncommits: saved\n");
 }
 
 TEST(Status, TellsOfCommitsAlsoWithoutAManager) {

@@ -44,7 +44,7 @@ TEST(CommandLineTest, HasDefaults) {
   EXPECT_FALSE(line.keep_rights);
   EXPECT_EQ(line.operators, "");
   EXPECT_EQ(line.daemon_user, "");
-  EXPECT_FALSE(line.flood_guard);
+  EXPECT_FALSE(line.flood_limits.any());
   EXPECT_FALSE(line.trust.servers_only);
   EXPECT_FALSE(line.trust.drop_foreign_giaddr);
   EXPECT_EQ(line.vrf_devices, VrfDevices());
@@ -67,14 +67,27 @@ TEST(CommandLineTest, TakesJournalUsersAndOperators) {
 }
 
 TEST(CommandLineTest, TheBurstOfTheFloodGuardIsItsRateUnlessGiven) {
-  const auto rate_alone = Parse({"--flood-guard", "100"}).flood_guard;
+  const auto rate_alone = Parse({"--flood-guard", "100"}).flood_limits.interface;
   ASSERT_TRUE(rate_alone);
   EXPECT_EQ(rate_alone->rate, 100);
   EXPECT_EQ(rate_alone->burst, 100);
-  const auto both = Parse({"--flood-guard", "100:7"}).flood_guard;
+  const auto both = Parse({"--flood-guard", "100:7"}).flood_limits.interface;
   ASSERT_TRUE(both);
   EXPECT_EQ(both->rate, 100);
   EXPECT_EQ(both->burst, 7);
+}
+
+TEST(CommandLineTest, TakesAGuardOfDiscoversAndOneOfClients) {
+  const auto discover = Parse({"--discover-guard", "50:5"}).flood_limits;
+  ASSERT_TRUE(discover.discover);
+  EXPECT_EQ(discover.discover->rate, 50);
+  EXPECT_EQ(discover.discover->burst, 5);
+  EXPECT_FALSE(discover.interface || discover.client);
+  const auto client = Parse({"--client-guard", "3"}).flood_limits;
+  ASSERT_TRUE(client.client);
+  EXPECT_EQ(client.client->rate, 3);
+  EXPECT_EQ(client.client->burst, 3);
+  EXPECT_FALSE(client.interface || client.discover);
 }
 
 TEST(CommandLineTest, TakesSeveralVrfDevices) {
@@ -128,8 +141,9 @@ TEST(CommandLineDeathTest, RefusesWhatItDoesNotKnow) {
 
 TEST(CommandLineDeathTest, HelpNamesEveryOptionAndEndsWithStatus0) {
   for (const char* option :
-       {"--runtime-dir", "--journal", "--user", "--keep-rights", "--flood-guard", "--servers-only",
-        "--drop-foreign-giaddr", "--vrf-device", "--version"}) {
+       {"--runtime-dir", "--journal", "--user", "--keep-rights", "--flood-guard",
+        "--discover-guard", "--client-guard", "--servers-only", "--drop-foreign-giaddr",
+        "--vrf-device", "--version"}) {
     EXPECT_EXIT(ParseLoudly({"--help"}), ExitedWithCode(EXIT_SUCCESS), option);
   }
 }

@@ -44,9 +44,9 @@ class RelayTest : public ::testing::Test {
 
   vxmw_t* mw_ = vxmw_init("relay_test");
   Resync resync_;
-  std::unique_ptr<Relay> relay_ =
-      std::make_unique<Relay>(mw_, dhcp_manager::Sockets(), dhcp_manager::OpenLinkSocket(), resync_,
-                              dhcp_manager::VrfDevices(), std::nullopt, dhcp_manager::Trust());
+  std::unique_ptr<Relay> relay_ = std::make_unique<Relay>(
+      mw_, dhcp_manager::Sockets(), dhcp_manager::OpenLinkSocket(), resync_,
+      dhcp_manager::VrfDevices(), dhcp_manager::FloodLimits{}, dhcp_manager::Trust());
   std::uint32_t servers_ = 0;
 };
 

@@ -187,15 +187,26 @@ TEST_F(StateTreeTest, HoldsEveryCounter) {
   relay_.unmatched.set_received(300);
   FillOutcomes(control::UnmatchedOutcomes(), 301, *relay_.unmatched.mutable_outcomes());
   Make();
-  EXPECT_THAT(
-      Values("instance/interface/requests/*"),
-      ElementsAre("100", "101", "102", "103", "104", "105", "106", "107", "108", "109", "110"));
+  EXPECT_THAT(Values("instance/interface/requests/*"),
+              ElementsAre("100", "101", "102", "103", "104", "105", "106", "107", "108", "109",
+                          "110", "111", "112", "113"));
   EXPECT_THAT(Values("instance/interface/requests/too-many-hops"), ElementsAre("103"));
   EXPECT_THAT(Values("instance/interface/option-left-out"), ElementsAre("150"));
   EXPECT_THAT(Values("instance/interface/replies/*"),
               ElementsAre("200", "201", "202", "203", "204", "205", "206", "207"));
   EXPECT_THAT(Values("instance/interface/replies/send-failed"), ElementsAre("207"));
   EXPECT_THAT(Values("other/*"), ElementsAre("300", "301", "302", "303", "304"));
+}
+
+TEST_F(StateTreeTest, HoldsWhatTheKernelDropped) {
+  relay_.kernel_drops.set_requests(7);
+  Make();
+  EXPECT_THAT(Values("kernel-drops/*"), ElementsAre("7", "0"));
+  relay_.kernel_drops.set_replies(8);
+  relay_.kernel_drops.set_link_events(9);
+  Make();
+  EXPECT_THAT(Values("kernel-drops/*"), ElementsAre("7", "8", "9"));
+  EXPECT_THAT(Values("kernel-drops/link-events"), ElementsAre("9"));
 }
 
 TEST_F(StateTreeTest, LeavesOutAnOutcomeThatTheModelDoesNotHave) {

@@ -68,6 +68,7 @@ void ReadNext(Answer& answer, control::Reply& all) {
   Join(reply.relay_instances(), *all.mutable_relay_instances());
   all.mutable_relay_interfaces()->MergeFrom(reply.relay_interfaces());
   all.mutable_unmatched()->MergeFrom(reply.unmatched());
+  all.mutable_kernel_drops()->MergeFrom(reply.kernel_drops());
   all.set_changed(reply.changed());
 }
 
@@ -239,6 +240,7 @@ TEST_F(StateAnswerTest, CarriesTheCountersThatAreNotZero) {
   interface.Count(ReplyOutcome::kForeignOption);
   relay_.counts.Server("r1", IPv4Addr::from_host_order(kServer)).sent = 1;
   relay_.counts.unmatched().Count(UnmatchedOutcome::kNotForUs);
+  relay_.counts.kernel_drops() = {.requests = 7, .replies = 0, .link_events = 2};
   auto reply = Written();
   auto& written = *reply.mutable_relay_interfaces(0);
   written.clear_settings();
@@ -251,6 +253,7 @@ TEST_F(StateAnswerTest, CarriesTheCountersThatAreNotZero) {
             "name: \"r1\" servers { address: 167772161 sent: 1 }");
   EXPECT_EQ(reply.unmatched().ShortDebugString(),
             "received: 1 outcomes { outcome: \"not-for-us\" count: 1 }");
+  EXPECT_EQ(reply.kernel_drops().ShortDebugString(), "requests: 7 replies: 0 link_events: 2");
 }
 
 TEST_F(StateAnswerTest, TellsThatTheVrfIsMissing) {

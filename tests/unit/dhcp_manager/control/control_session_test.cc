@@ -40,7 +40,11 @@ class ControlSessionTest : public ::testing::Test {
     return reply;
   }
 
-  std::string Status() { return Answer(control::Request::STATUS).status().ShortDebugString(); }
+  std::string Status() {
+    auto status = Answer(control::Request::STATUS).status();
+    status.clear_kernel_drops();
+    return status.ShortDebugString();
+  }
 
   dhcp_manager::Resync resync_;
   dhcp_manager::Journal journal_;
@@ -73,6 +77,13 @@ TEST_F(ControlSessionTest, TellsWhatIsWrongWithSockets) {
   EXPECT_EQ(Status(),
             "calls: 1 missing_sockets { vrf_device: \"red\" reason: \"Address already in use\" } "
             "competing_sockets { address: 3232236801 user: 5 inode: 99 }");
+}
+
+TEST_F(ControlSessionTest, TellsWhatTheKernelHasDroppedUntilNow) {
+  relay_.dropped_requests = 3;
+  EXPECT_EQ(Answer(control::Request::STATUS).status().kernel_drops().requests(), 3U);
+  relay_.dropped_requests = 4;
+  EXPECT_EQ(Answer(control::Request::STATE).kernel_drops().requests(), 7U);
 }
 
 TEST_F(ControlSessionTest, TellsTheTableAndTheState) {

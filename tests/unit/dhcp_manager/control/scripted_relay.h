@@ -28,12 +28,17 @@ class ScriptedRelay : public dhcp_manager::RelayState {
     return failure == failures.end() ? kNone : failure->second;
   }
   dhcp_manager::SocketFaults FindSocketFaults() override { return socket_faults; }
+  void CollectCounters() override {
+    counts.kernel_drops().requests += dropped_requests;
+    dropped_requests = 0;
+  }
   const dhcp_manager::Counters& counters() const override { return counts; }
   void ClearCounters() override { counts.Clear(); }
 
   dhcp_manager::Counters counts;
   std::map<dhcp_manager::VrfIfindex, std::string> failures;
   dhcp_manager::SocketFaults socket_faults;
+  std::uint64_t dropped_requests = 0;  // that were not collected yet
 
  private:
   dhcp_manager::Forwarding forwarding_;

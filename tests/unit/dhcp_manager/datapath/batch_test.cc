@@ -142,6 +142,30 @@ class LoopbackTest : public ::testing::Test {
   Inbox inbox_;
 };
 
+TEST_F(LoopbackTest, WhatTheKernelDropsIsToldOnce) {
+  constexpr int kSmallest = 1;
+  ASSERT_EQ(setsockopt(receiver_.fd(), SOL_SOCKET, SO_RCVBUF, &kSmallest, sizeof(kSmallest)), 0);
+  EXPECT_EQ(receiver_.TakeDrops(), 0U);
+  const std::vector<Bytes> packets(50, Bytes(1000));
+  Send(packets);
+  const std::size_t received = Receive();
+  ASSERT_LT(received, packets.size());
+  EXPECT_EQ(receiver_.TakeDrops(), packets.size() - received);
+  EXPECT_EQ(receiver_.TakeDrops(), 0U);
+}
+
+TEST_F(LoopbackTest, ASocketThatIsUsedAgainTellsNothingOfBefore) {
+  constexpr int kSmallest = 1;
+  ASSERT_EQ(setsockopt(receiver_.fd(), SOL_SOCKET, SO_RCVBUF, &kSmallest, sizeof(kSmallest)), 0);
+  const std::vector<Bytes> packets(50, Bytes(1000));
+  Send(packets);
+  ASSERT_LT(Receive(), packets.size());
+  KernelSocket again(receiver_.Release());
+  EXPECT_EQ(again.TakeDrops(), 0U);
+  Send(packets);
+  EXPECT_EQ(again.TakeDrops(), packets.size() - inbox_.Receive(again));
+}
+
 TEST_F(LoopbackTest, PacketsArriveInOrderWithTheirSender) {
   Send({{1}, {2, 2}, Bytes(1500, 3)});
   ASSERT_EQ(Receive(), 3U);

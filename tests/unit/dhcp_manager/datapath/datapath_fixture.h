@@ -11,8 +11,8 @@
 #include <optional>
 #include <string>
 
-#include "base/token_bucket.h"
 #include "dhcp_manager/datapath/datapath_table.h"
+#include "dhcp_manager/datapath/flood_guards.h"
 #include "dhcp_manager/kernel/links.h"
 #include "dhcp_manager/table/counters.h"
 #include "dhcp_manager/table/forwarding.h"
@@ -125,9 +125,9 @@ struct Configuration {
 class DatapathTest : public ::testing::Test {
  protected:
   // Applies the configuration as it is now.
-  void Apply(std::optional<base::RateLimit> flood_limit = std::nullopt) {
+  void Apply(const dhcp_manager::FloodLimits& flood_limits = {}) {
     counters_.Synchronise(configuration_.table);
-    table_.emplace(counters_, flood_limit);
+    table_.emplace(counters_, flood_limits);
     table_->Apply(configuration_.MakeForwarding());
     table_->Resolve({{dhcp_manager::kDefaultVrf, &servers_}, {kRedVrf, &red_servers_}});
   }

@@ -61,10 +61,62 @@ class PacketRelayTest : public ::testing::Test {
   tests::ScriptedRoutes routes_;
   int opened_ = 0;
   std::unique_ptr<PacketRelay> relay_ =
-      std::make_unique<PacketRelay>(mw_, opener_, counters_, routes_, std::nullopt,
+      std::make_unique<PacketRelay>(mw_, opener_, counters_, routes_, dhcp_manager::FloodLimits{},
                                     PacketRelay::Events{.on_opened = [this] { ++opened_; },
                                                         .on_failure = [](const std::string&) {}});
 };
+
+TEST_F(PacketRelayTest, CountsWhatTheKernelRefusesOnItsInterface) {
+  Apply();
+  auto& red = opener_.filters->links[dhcp_manager::FilterTable::SlotOf(kRedLink)];
+  red.runts = 3;
+  red.over_share = 4;
+  opener_.filters->links[77].over_share = 2;  // of a link that relays for nobody
+  opener_.filters->refused = 9;
+  relay_->CollectKernelCounts();
+  relay_->CollectKernelCounts();
+  const auto& counters = counters_.Interface("red", "l3-6");
+  EXPECT_EQ(counters.requests, 7U);
+  EXPECT_EQ(counters.request_outcomes[static_cast<std::size_t>(tests::RequestOutcome::kMalformed)],
+            3U);
+  EXPECT_EQ(counters.request_outcomes[static_cast<std::size_t>(tests::RequestOutcome::kOverShare)],
+            4U);
+  EXPECT_EQ(counters_.unmatched().received, 2U);
+  EXPECT_EQ(counters_.Interface("r1", "l3-5").requests, 0U);
+}
+
+TEST_F(PacketRelayTest, WhatWasRefusedBeforeALinkGoesCountsOnTheInterfaceThatHadIt) {
+  Apply();
+  opener_.filters->links[dhcp_manager::FilterTable::SlotOf(kRedLink)].runts = 3;
+  opener_.filters->refused = 3;
+  configuration_.links.TakeChanges();
+  configuration_.links.RemoveLink(kRedLink);
+  const auto changes = configuration_.links.TakeChanges();
+  EXPECT_EQ(relay_->Update(configuration_.links, changes).interfaces, 1U);
+  relay_->CollectKernelCounts();
+  EXPECT_EQ(counters_.Interface("red", "l3-6").requests, 3U);
+  EXPECT_EQ(counters_.unmatched().received, 0U);
+}
+
+TEST_F(PacketRelayTest, CountsWhatTheKernelDropsWithoutWhatItsFiltersRefuse) {
+  Apply();
+  opener_.client.drops = 5;
+  opener_.vrfs[""].drops = 6;
+  opener_.vrfs["red"].drops = 7;
+  opener_.filters->refused_datagrams = 3;
+  relay_->CollectKernelCounts();
+  EXPECT_EQ(counters_.kernel_drops().requests, 5U);
+  EXPECT_EQ(counters_.kernel_drops().replies, 10U);
+  // Refused, and not yet counted by the socket.
+  opener_.filters->refused_datagrams = 5;
+  relay_->CollectKernelCounts();
+  EXPECT_EQ(counters_.kernel_drops().replies, 10U);
+  counters_.Clear();
+  opener_.vrfs[""].drops = 3;
+  relay_->CollectKernelCounts();
+  EXPECT_EQ(counters_.kernel_drops().requests, 0U);
+  EXPECT_EQ(counters_.kernel_drops().replies, 1U);
+}
 
 TEST_F(PacketRelayTest, RelaysRequestsAndRepliesOfEveryVrf) {
   Apply();

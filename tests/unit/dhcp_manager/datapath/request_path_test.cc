@@ -37,10 +37,10 @@ class RequestPathTest : public tests::DatapathTest {
     ASSERT_TRUE(kernel_.Write(packet, {.link = link}));
   }
   // Relays what waits, by the configuration as it is now.
-  std::size_t Relay(std::optional<base::RateLimit> flood_limit = std::nullopt) {
+  std::size_t Relay(const dhcp_manager::FloodLimits& flood_limits = {}) {
     if (!path_) {
-      Apply(flood_limit);
-      path_.emplace(*table_, [] { return now; });
+      Apply(flood_limits);
+      path_.emplace(*table_, filters_, [] { return now; });
     }
     const std::size_t count = path_->Relay(ring_);
     ExpectCountersAddUp();
@@ -57,6 +57,7 @@ class RequestPathTest : public tests::DatapathTest {
 
   tests::RingMemory kernel_{kOverOneTurn + 1};
   dhcp_manager::PacketRing ring_{kernel_.memory()};
+  dhcp_manager::FilterTable* filters_ = nullptr;
   std::optional<dhcp_manager::RequestPath> path_;
 };
 
@@ -292,14 +293,14 @@ TEST_F(RequestPathTest, TheFloodGuardDropsWhatIsOverTheRate) {
   const base::RateLimit limit{.rate = 10, .burst = 2};
   for (int i = 0; i < 3; ++i) Write(BroadcastRequest());
   Write(BroadcastRequest(), kRedLink);
-  Relay(limit);
+  Relay({.interface = limit});
   EXPECT_EQ(Count(RequestOutcome::kRelayed), 2U);
   EXPECT_EQ(Count(RequestOutcome::kFlood), 1U);
   EXPECT_EQ(red_server_socket_.sent.size(), 1U);
   now += std::chrono::milliseconds(101);
   Write(BroadcastRequest());
   Write(BroadcastRequest());
-  Relay(limit);
+  Relay();
   EXPECT_EQ(Count(RequestOutcome::kRelayed), 3U);
   EXPECT_EQ(Count(RequestOutcome::kFlood), 2U);
 }
@@ -307,7 +308,7 @@ TEST_F(RequestPathTest, TheFloodGuardDropsWhatIsOverTheRate) {
 TEST_F(RequestPathTest, AFloodGuardOutlivesAChangeOfTheConfiguration) {
   now = TokenBucket::Clock::now() + std::chrono::hours(1);
   Write(BroadcastRequest());
-  Relay(base::RateLimit{.rate = 1, .burst = 1});
+  Relay({.interface = base::RateLimit{.rate = 1, .burst = 1}});
   configuration_.AddServer("r1", "10.0.0.2");
   counters_.Synchronise(configuration_.table);
   table_->Apply(configuration_.MakeForwarding());
@@ -315,6 +316,82 @@ TEST_F(RequestPathTest, AFloodGuardOutlivesAChangeOfTheConfiguration) {
   Write(BroadcastRequest());
   Relay();
   EXPECT_EQ(Count(RequestOutcome::kFlood), 1U);
+}
+
+// A request whose client has that number, with a message type.
+Bytes RequestOf(std::uint8_t client, std::uint8_t type) {
+  Bytes message = Request();
+  message[33] = client;
+  const Bytes options{53, 1, type, 255};
+  std::copy(options.begin(), options.end(), message.begin() + 240);
+  return ToServerPort(message, "255.255.255.255");
+}
+
+constexpr std::uint8_t kDiscover = 1;
+constexpr std::uint8_t kRequestType = 3;
+
+TEST_F(RequestPathTest, AClientOverItsLimitTakesNothingFromTheOthersOfItsInterface) {
+  now = TokenBucket::Clock::now() + std::chrono::hours(1);
+  for (int i = 0; i < 5; ++i) Write(RequestOf(1, kRequestType));
+  Write(RequestOf(2, kRequestType));
+  Write(RequestOf(3, kRequestType));
+  Relay({.interface = base::RateLimit{.rate = 1, .burst = 3},
+         .discover = std::nullopt,
+         .client = base::RateLimit{.rate = 1, .burst = 1}});
+  EXPECT_EQ(Count(RequestOutcome::kRelayed), 3U);
+  EXPECT_EQ(Count(RequestOutcome::kClientFlood), 4U);
+  EXPECT_EQ(Count(RequestOutcome::kFlood), 0U);
+}
+
+TEST_F(RequestPathTest, DiscoversOverTheirLimitTakeNothingFromOtherRequests) {
+  now = TokenBucket::Clock::now() + std::chrono::hours(1);
+  for (std::uint8_t client = 0; client < 5; ++client) Write(RequestOf(client, kDiscover));
+  Write(RequestOf(9, kRequestType));
+  Write(RequestOf(9, kDiscover), kRedLink);
+  Relay({.interface = base::RateLimit{.rate = 1, .burst = 3},
+         .discover = base::RateLimit{.rate = 1, .burst = 2},
+         .client = std::nullopt});
+  EXPECT_EQ(Count(RequestOutcome::kRelayed), 3U);
+  EXPECT_EQ(Count(RequestOutcome::kDiscoverFlood), 3U);
+  EXPECT_EQ(Count(RequestOutcome::kFlood), 0U);
+  EXPECT_EQ(red_server_socket_.sent.size(), 1U);
+}
+
+TEST_F(RequestPathTest, MalformedRequestsCountForTheLimitOfTheirInterfaceOnly) {
+  now = TokenBucket::Clock::now() + std::chrono::hours(1);
+  Bytes packet = RequestOf(1, kDiscover);
+  packet[11] ^= 1U;  // the checksum of the header
+  Write(packet);
+  Write(packet);
+  const base::RateLimit limit{.rate = 1, .burst = 1};
+  Relay({.interface = limit, .discover = limit, .client = limit});
+  EXPECT_EQ(Count(RequestOutcome::kMalformed), 1U);
+  EXPECT_EQ(Count(RequestOutcome::kFlood), 1U);
+  Bytes runt = Request();
+  runt.resize(30);
+  Write(ToServerPort(runt, "255.255.255.255"));
+  Relay();
+  EXPECT_EQ(Count(RequestOutcome::kFlood), 2U);
+}
+
+TEST_F(RequestPathTest, TheKernelsFiltersHearWhatWasTakenAndWhenRoomIsFree) {
+  const auto memory = std::make_unique<dhcp_manager::FilterMemory>();
+  dhcp_manager::FilterTable filters(*memory);
+  filters_ = &filters;
+  Write(BroadcastRequest());
+  Write(BroadcastRequest(), kRedLink);
+  Write(BroadcastRequest(), 77);
+  memory->admitted = 1000;  // of which the kernel has lost all but three
+  Relay();
+  EXPECT_EQ(filters.LinkAt(filters.SlotOf(77)).taken, 0U);
+  EXPECT_EQ(memory->taken, 1000U);
+  memory->admitted += 2;
+  Write(BroadcastRequest());
+  Write(BroadcastRequest(), kRedLink);
+  Relay();
+  EXPECT_EQ(filters.LinkAt(filters.SlotOf(kLink)).taken, 1U);
+  EXPECT_EQ(filters.LinkAt(filters.SlotOf(kRedLink)).taken, 1U);
+  EXPECT_EQ(memory->taken, 1002U);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <sys/eventfd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -32,6 +33,7 @@ struct Ready {
 
   base::Descriptor event;
   ScriptedSocket socket;
+  std::uint64_t drops = 0;  // of the kernel, not told yet
 };
 
 // Passes calls on to a socket of the script, which outlives the relay's.
@@ -46,6 +48,7 @@ class ForwardingSocket final : public dhcp_manager::BatchSocket {
     return ready_.socket.Receive(messages);
   }
   std::size_t Send(std::span<mmsghdr> messages) override { return ready_.socket.Send(messages); }
+  std::uint64_t TakeDrops() override { return std::exchange(ready_.drops, 0); }
 
  private:
   Ready& ready_;
@@ -72,6 +75,7 @@ class ScriptedOpener final : public dhcp_manager::SocketOpener {
     }
     return std::make_unique<ForwardingSocket>(vrfs[device], open);
   }
+  dhcp_manager::FilterTable* filter_table() override { return &filter_table_; }
 
   void ReleasePort() override { ++releases; }
 
@@ -83,6 +87,11 @@ class ScriptedOpener final : public dhcp_manager::SocketOpener {
   Ready client;
   std::map<std::string, Ready> vrfs;
   RingMemory ring{64};
+  std::unique_ptr<dhcp_manager::FilterMemory> filters =
+      std::make_unique<dhcp_manager::FilterMemory>();
+
+ private:
+  dhcp_manager::FilterTable filter_table_{*filters};
 };
 
 }  // namespace tests

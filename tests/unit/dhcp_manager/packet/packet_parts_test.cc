@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "dhcp_manager/packet/dhcp_message.h"
 #include "dhcp_manager/packet/relay_packet.h"
 
 namespace {
@@ -79,6 +80,47 @@ TEST(ReplyTargetTest, IsEveryoneWhenTheHardwareAddressHasAnotherLength) {
     reply[2] = length;
     ExpectBroadcast(reply);
   }
+}
+
+// A request with these options, and these at the start of the fields `file` and `sname`.
+Bytes RequestWith(const Bytes& options, const Bytes& file = {}, const Bytes& sname = {}) {
+  Bytes request(300);
+  const Bytes cookie{99, 130, 83, 99};
+  std::copy(cookie.begin(), cookie.end(), request.begin() + 236);
+  std::copy(options.begin(), options.end(), request.begin() + 240);
+  std::copy(file.begin(), file.end(), request.begin() + 108);
+  std::copy(sname.begin(), sname.end(), request.begin() + 44);
+  return request;
+}
+
+bool IsDiscover(const Bytes& message) {
+  return dhcp_manager::message::IsDiscover(message.data(), message.size());
+}
+
+TEST(DiscoverTest, IsToldByItsMessageType) {
+  EXPECT_TRUE(IsDiscover(RequestWith({53, 1, 1, 255})));
+  EXPECT_TRUE(IsDiscover(RequestWith({12, 1, 'a', 53, 1, 1, 255})));
+  for (const std::uint8_t type : Bytes{0, 2, 3, 4, 7, 8}) {
+    EXPECT_FALSE(IsDiscover(RequestWith({53, 1, type, 255}))) << int{type};
+  }
+  EXPECT_FALSE(IsDiscover(RequestWith({255, 53, 1, 1})));
+  EXPECT_FALSE(IsDiscover(RequestWith({53, 0, 1, 255})));
+}
+
+TEST(DiscoverTest, IsToldInOverloadedFieldsAndOnlyThere) {
+  const Bytes discover{53, 1, 1, 255};
+  EXPECT_TRUE(IsDiscover(RequestWith({52, 1, 1, 255}, discover)));
+  EXPECT_TRUE(IsDiscover(RequestWith({52, 1, 2, 255}, {}, discover)));
+  EXPECT_FALSE(IsDiscover(RequestWith({52, 1, 2, 255}, discover)));
+  EXPECT_FALSE(IsDiscover(RequestWith({52, 1, 1, 255}, {}, discover)));
+  EXPECT_FALSE(IsDiscover(RequestWith({255}, discover, discover)));
+}
+
+TEST(DiscoverTest, PlainBootpIsNone) {
+  Bytes request = RequestWith({53, 1, 1, 255});
+  request[236] = 0;
+  EXPECT_FALSE(IsDiscover(request));
+  EXPECT_FALSE(IsDiscover(Bytes(236)));
 }
 
 TEST(GiaddrTest, IsReadInNetworkByteOrder) {

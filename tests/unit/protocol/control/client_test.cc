@@ -177,6 +177,7 @@ TEST_F(ClientTest, JoinsTheStateFromSeveralReplies) {
   Reply last;
   last.add_relay_interfaces()->set_name("l3-6");
   last.mutable_unmatched()->set_received(3);
+  last.mutable_kernel_drops()->set_requests(4);
   last.set_last(true);
   Send(last);
   const auto state = client_->State();
@@ -187,6 +188,7 @@ TEST_F(ClientTest, JoinsTheStateFromSeveralReplies) {
   EXPECT_THAT(state.interfaces, ElementsAre(Property(&control::RelayInterface::name, "l3-5"),
                                             Property(&control::RelayInterface::name, "l3-6")));
   EXPECT_EQ(state.unmatched.received(), 3U);
+  EXPECT_EQ(state.kernel_drops.requests(), 4U);
 }
 
 TEST_F(ClientTest, FillsInTheOutcomesThatNoMessageHad) {
