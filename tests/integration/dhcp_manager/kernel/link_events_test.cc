@@ -117,8 +117,8 @@ TEST_F(LinkEventsTest, WhatFollowsRandomChangesEqualsADump) {
   RunIp({"link add bridge type bridge", "link set bridge up"});
   for (const char* device : {"0", "1", "2", "3", "4"}) {
     const std::string name = std::string("d") + device;
-    const std::string end = name + "-end";
-    RunIp({"link add " + name + " type veth peer name " + end, "link set " + name + " up"});
+    const std::string peer = " type veth peer name " + name;
+    RunIp({"link add " + name + peer + "-end", "link set " + name + " up"});
   }
   Watch();
   RandomChanges changes(1);

@@ -21,7 +21,6 @@
 namespace {
 
 using dhcp_manager::Links;
-using dhcp_manager::LinkSocket;
 using dhcp_manager::LinkWatcher;
 using tests::Ip;
 
