@@ -113,13 +113,13 @@ class RandomChanges {
   std::mt19937 random_;
 };
 
+void AddVeth(const std::string& name) {
+  RunIp({"link add " + name + " type veth peer name " + name + "-end", "link set " + name + " up"});
+}
+
 TEST_F(LinkEventsTest, WhatFollowsRandomChangesEqualsADump) {
   RunIp({"link add bridge type bridge", "link set bridge up"});
-  for (const char* device : {"0", "1", "2", "3", "4"}) {
-    const std::string name = std::string("d") + device;
-    const std::string peer = " type veth peer name " + name;
-    RunIp({"link add " + name + peer + "-end", "link set " + name + " up"});
-  }
+  for (const char* device : {"d0", "d1", "d2", "d3", "d4"}) AddVeth(device);
   Watch();
   RandomChanges changes(1);
   for (int round = 0; round < 20; ++round) {
