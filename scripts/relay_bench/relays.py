@@ -29,10 +29,10 @@ class Cleanups(contextlib.ExitStack):
 
 
 class Bench:
-    def __init__(self, cleanups, seconds):
+    def __init__(self, cleanups, seconds, whole_runs=False):
         self.cleanups = cleanups
         self.seconds = seconds
-        self.network = Network(cleanups)
+        self.network = Network(cleanups, whole_runs)
         self.network.join(("client", "eth0", None), ("relay", "vlan5", f"{CLIENT_SIDE}/24"))
         self.network.join(("relay", "uplink", "10.0.0.254/24"), ("server", "eth0", f"{SERVER}/24"))
         self.network.run("server", "ip", "route", "add", "192.168.0.0/16", "via", "10.0.0.254")

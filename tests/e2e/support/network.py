@@ -33,7 +33,10 @@ def remove_namespaces(directory):
 class Network:
     """Namespaces of one test, gone when it ends, however it ends."""
 
-    def __init__(self, test):
+    def __init__(self, test, whole_runs=False):
+        """Each datagram goes through the devices by itself, so that who listens there hears each. With `whole_runs`,
+        those that the kernel was given in one piece stay together, as on the devices of a machine."""
+        self.link_options = () if whole_runs else ("gso_max_segs", "1")
         remove_leftovers(KIND, remove_namespaces)
         self.directory = make_directory(KIND)
         self.processes = []
@@ -85,8 +88,7 @@ class Network:
         for name, dev, addr in ((space, device, address), (other_space, other_device, other_address)):
             if addr:
                 self.run(name, "ip", "addr", "add", addr, "brd", "+", "dev", dev)
-            # Each datagram goes through the device by itself, so that who listens there hears each.
-            self.run(name, "ip", "link", "set", dev, "up", "gso_max_segs", "1")
+            self.run(name, "ip", "link", "set", dev, "up", *self.link_options)
         self.wait_up(space, device)
         self.wait_up(other_space, other_device)
 
