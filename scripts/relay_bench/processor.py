@@ -22,6 +22,20 @@ def of_machine():
     return os.cpu_count() * time.monotonic() - (idle + iowait + steal) / TICKS_A_SECOND
 
 
+def of_machine_in(seconds):
+    """The share of the coming time that the processors are not idle; 1 is one of them."""
+    before = of_machine()
+    time.sleep(seconds)
+    return (of_machine() - before) / seconds
+
+
+def wait_calm(share, window=0.5, tries=20):
+    """Until the machine spends at most that share, such as when programs that were started have nothing left to do."""
+    for _ in range(tries):
+        if of_machine_in(window) <= share:
+            return
+
+
 def wake_ups(pid):
     """How often a process has been given a processor."""
     lines = pathlib.Path(f"/proc/{pid}/status").read_text().splitlines()
