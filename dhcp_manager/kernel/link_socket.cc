@@ -4,7 +4,6 @@
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
 #include <netlink/attr.h>
-#include <netlink/errno.h>
 #include <netlink/msg.h>
 #include <netlink/netlink.h>
 #include <netlink/socket.h>
@@ -18,6 +17,7 @@
 
 #include "base/socket_buffers.h"
 #include "base/system_error.h"
+#include "dhcp_manager/kernel/netlink_handle.h"
 
 namespace dhcp_manager {
 namespace {
@@ -27,29 +27,13 @@ constexpr int kReceiveBuffer = 32 * 1024 * 1024;
 // The kernel's messages have 32 KiB at most, unless it is asked for more.
 constexpr std::size_t kDatagramSize = 64 * 1024;
 
-struct NetlinkDeleter {
-  void operator()(nl_sock* socket) const { nl_socket_free(socket); }
-  void operator()(nl_msg* message) const { nlmsg_free(message); }
-};
-template <typename Object>
-using Netlink = std::unique_ptr<Object, NetlinkDeleter>;
-
-void Check(int result, const char* what) {
-  if (result < 0) {
-    throw std::runtime_error(std::string("cannot ") + what + ": " + nl_geterror(result));
-  }
-}
-
 Netlink<nl_sock> OpenSocket() {
   constexpr char kWhat[] = "watch the kernel's interfaces";
-  Netlink<nl_sock> socket(nl_socket_alloc());
-  if (!socket) throw std::bad_alloc();
-  nl_socket_disable_auto_ack(socket.get());
-  Check(nl_connect(socket.get(), NETLINK_ROUTE), kWhat);
-  Check(nl_socket_set_nonblocking(socket.get()), kWhat);
+  Netlink<nl_sock> socket = OpenNetlinkSocket(kWhat);
   base::SetReceiveBuffer(nl_socket_get_fd(socket.get()), kReceiveBuffer);
   constexpr std::array kGroups{RTNLGRP_LINK, RTNLGRP_IPV4_IFADDR};
-  for (const int group : kGroups) Check(nl_socket_add_membership(socket.get(), group), kWhat);
+  for (const int group : kGroups)
+    CheckNetlink(nl_socket_add_membership(socket.get(), group), kWhat);
   return socket;
 }
 
@@ -58,8 +42,9 @@ Netlink<nl_msg> MakeRequest(int type, const Header& header) {
   Netlink<nl_msg> message(nlmsg_alloc_simple(type, NLM_F_REQUEST | NLM_F_DUMP));
   if (!message) throw std::bad_alloc();
   // nlmsg_append takes no const, and only reads.
-  Check(nlmsg_append(message.get(), const_cast<Header*>(&header), sizeof(header), NLMSG_ALIGNTO),
-        "make a request");
+  CheckNetlink(
+      nlmsg_append(message.get(), const_cast<Header*>(&header), sizeof(header), NLMSG_ALIGNTO),
+      "make a request");
   return message;
 }
 
@@ -71,7 +56,8 @@ Netlink<nl_msg> MakeRequest(LinkSocket::Dump dump) {
   }
   Netlink<nl_msg> message = MakeRequest(RTM_GETLINK, ifinfomsg{});
   // Statistics are the greater part of an answer.
-  Check(nla_put_u32(message.get(), IFLA_EXT_MASK, RTEXT_FILTER_SKIP_STATS), "make a request");
+  CheckNetlink(nla_put_u32(message.get(), IFLA_EXT_MASK, RTEXT_FILTER_SKIP_STATS),
+               "make a request");
   return message;
 }
 
@@ -81,7 +67,7 @@ class KernelLinkSocket final : public LinkSocket {
 
   Request RequestDump(Dump dump) override {
     const Netlink<nl_msg> message = MakeRequest(dump);
-    Check(nl_send_auto(socket_.get(), message.get()), "ask for the kernel's interfaces");
+    CheckNetlink(nl_send_auto(socket_.get(), message.get()), "ask for the kernel's interfaces");
     return {.port = nl_socket_get_local_port(socket_.get()),
             .sequence = nlmsg_hdr(message.get())->nlmsg_seq};
   }

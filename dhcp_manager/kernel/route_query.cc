@@ -3,7 +3,6 @@
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
 #include <netlink/attr.h>
-#include <netlink/errno.h>
 #include <netlink/msg.h>
 #include <netlink/netlink.h>
 #include <netlink/route/route.h>
@@ -11,46 +10,24 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdlib>
 #include <stdexcept>
 #include <string>
 
 #include "base/socket_buffers.h"
 #include "base/system_error.h"
+#include "dhcp_manager/kernel/netlink_handle.h"
 
 namespace dhcp_manager {
 namespace {
 
-struct NetlinkDeleter {
-  void operator()(nl_sock* socket) const { nl_socket_free(socket); }
-  void operator()(nl_msg* message) const { nlmsg_free(message); }
-  void operator()(rtnl_route* route) const { rtnl_route_put(route); }
-  void operator()(unsigned char* bytes) const { std::free(bytes); }
-};
-template <typename Object>
-using Netlink = std::unique_ptr<Object, NetlinkDeleter>;
-
-void Check(int result, const char* what) {
-  if (result < 0) {
-    throw std::runtime_error(std::string("cannot ") + what + ": " + nl_geterror(result));
-  }
-}
-
-Netlink<nl_sock> OpenSocket() {
-  Netlink<nl_sock> socket(nl_socket_alloc());
-  if (!socket) throw std::bad_alloc();
-  nl_socket_disable_auto_ack(socket.get());
-  Check(nl_connect(socket.get(), NETLINK_ROUTE), "ask for the kernel's routes");
-  Check(nl_socket_set_nonblocking(socket.get()), "ask for the kernel's routes");
-  return socket;
-}
+constexpr char kAsk[] = "ask for the kernel's routes";
 
 // The first change is all that matters, so there is room for hardly more, and what does not fit is
 // no error.
 Netlink<nl_sock> OpenEventSocket() {
   constexpr std::array kGroups{RTNLGRP_IPV4_ROUTE, RTNLGRP_IPV4_RULE, RTNLGRP_NEXTHOP, RTNLGRP_LINK,
                                RTNLGRP_IPV4_IFADDR};
-  Netlink<nl_sock> socket = OpenSocket();
+  Netlink<nl_sock> socket = OpenNetlinkSocket(kAsk);
   const int fd = nl_socket_get_fd(socket.get());
   constexpr int kOn = 1;
   if (setsockopt(fd, SOL_NETLINK, NETLINK_NO_ENOBUFS, &kOn, sizeof(kOn)) != 0) {
@@ -58,7 +35,7 @@ Netlink<nl_sock> OpenEventSocket() {
   }
   base::SetReceiveBuffer(fd, 1);
   for (const int group : kGroups) {
-    Check(nl_socket_add_membership(socket.get(), group), "watch the kernel's routes");
+    CheckNetlink(nl_socket_add_membership(socket.get(), group), "watch the kernel's routes");
   }
   return socket;
 }
@@ -73,11 +50,14 @@ Netlink<nl_msg> MakeRequest(VrfIfindex vrf, nettypes::IPv4Addr address) {
   header.rtm_family = AF_INET;
   header.rtm_dst_len = kAddressBits;
   header.rtm_flags = RTM_F_FIB_MATCH;
-  Check(nlmsg_append(message.get(), &header, sizeof(header), NLMSG_ALIGNTO), "make a request");
+  CheckNetlink(nlmsg_append(message.get(), &header, sizeof(header), NLMSG_ALIGNTO),
+               "make a request");
   const in_addr destination = address.to_in_addr();
-  Check(nla_put(message.get(), RTA_DST, sizeof(destination), &destination), "make a request");
+  CheckNetlink(nla_put(message.get(), RTA_DST, sizeof(destination), &destination),
+               "make a request");
   if (vrf != kDefaultVrf) {
-    Check(nla_put_u32(message.get(), RTA_OIF, static_cast<std::uint32_t>(vrf)), "make a request");
+    CheckNetlink(nla_put_u32(message.get(), RTA_OIF, static_cast<std::uint32_t>(vrf)),
+                 "make a request");
   }
   return message;
 }
@@ -94,7 +74,7 @@ std::vector<int> LinksOf(nlmsghdr* answer) {
   rtnl_route* parsed = nullptr;
   CheckRefusal(*answer);
   if (answer->nlmsg_type != RTM_NEWROUTE) return links;
-  Check(rtnl_route_parse(answer, &parsed), "read the kernel's answer");
+  CheckNetlink(rtnl_route_parse(answer, &parsed), "read the kernel's answer");
   const Netlink<rtnl_route> route(parsed);
   if (rtnl_route_get_type(route.get()) != RTN_UNICAST) return links;
   rtnl_route_foreach_nexthop(
@@ -121,13 +101,13 @@ class NetlinkRouteQuery final : public RouteQuery {
 
   std::vector<int> Find(VrfIfindex vrf, nettypes::IPv4Addr address) override {
     const Netlink<nl_msg> request = MakeRequest(vrf, address);
-    Check(nl_send_auto(socket_.get(), request.get()), "ask the kernel");
+    CheckNetlink(nl_send_auto(socket_.get(), request.get()), "ask the kernel");
     for (;;) {
       sockaddr_nl sender{};
       unsigned char* received = nullptr;
       const int size = nl_recv(socket_.get(), &sender, &received, nullptr);
       const Netlink<unsigned char> bytes(received);
-      Check(size, "read the kernel's answer");
+      CheckNetlink(size, "read the kernel's answer");
       auto* const answer = reinterpret_cast<nlmsghdr*>(received);
       if (size == 0 || nlmsg_ok(answer, size) == 0) throw std::runtime_error("no answer came");
       // Else it is the late answer to another question.
@@ -137,7 +117,7 @@ class NetlinkRouteQuery final : public RouteQuery {
 
  private:
   Netlink<nl_sock> events_ = OpenEventSocket();
-  Netlink<nl_sock> socket_ = OpenSocket();
+  Netlink<nl_sock> socket_ = OpenNetlinkSocket(kAsk);
 };
 
 }  // namespace
